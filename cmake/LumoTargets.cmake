@@ -1,0 +1,46 @@
+# What all our targets share: language level, warnings, the include root, 64-bit files and time.
+
+function(lumoadmin_configure target)
+  target_compile_features(${target} PUBLIC cxx_std_17)
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
+  target_include_directories(${target} PUBLIC "${PROJECT_SOURCE_DIR}")
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+  if(LUMOADMIN_WERROR)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  # armhf has 32-bit off_t and time_t unless asked; the log engine's public records hold a time_t, so users must agree.
+  target_compile_definitions(${target} PUBLIC _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endfunction()
+
+# lumoadmin_library(<target> <source>...): a static library of one folder.
+function(lumoadmin_library target)
+  add_library(${target} STATIC ${ARGN})
+  lumoadmin_configure(${target})
+endfunction()
+
+# lumoadmin_tests(<target> LABEL <unit|gui|system|...> [DESKTOP] [PCSCD] [TIMEOUT s] SOURCES ... LINK ...)
+# A GoogleTest program. Each of its tests runs in a process and a private machine of its own (see scripts/sandbox);
+# DESKTOP adds a virtual display, PCSCD a private PC/SC daemon with simulated readers.
+function(lumoadmin_tests target)
+  cmake_parse_arguments(arg "DESKTOP;PCSCD;RUN_SERIAL" "LABEL;TIMEOUT" "SOURCES;LINK" ${ARGN})
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 120)
+  endif()
+  add_executable(${target} ${arg_SOURCES})
+  lumoadmin_configure(${target})
+  target_link_libraries(${target} PRIVATE ${arg_LINK} GTest::gmock GTest::gtest)
+  set(launcher "${PROJECT_SOURCE_DIR}/scripts/sandbox")
+  if(arg_PCSCD)
+    list(APPEND launcher "${PROJECT_SOURCE_DIR}/scripts/with-pcscd")
+  endif()
+  if(arg_DESKTOP)
+    list(APPEND launcher "${PROJECT_SOURCE_DIR}/scripts/with-desktop")
+  endif()
+  set_target_properties(${target} PROPERTIES CROSSCOMPILING_EMULATOR "${launcher}")
+  set(serial)
+  if(arg_RUN_SERIAL)
+    set(serial RUN_SERIAL TRUE)
+  endif()
+  gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+    TEST_PREFIX "${arg_LABEL}." PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT} ${serial})
+endfunction()
