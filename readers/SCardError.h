@@ -1,0 +1,15 @@
+// PC/SC result codes as text.
+#pragma once
+
+#include <string>
+
+namespace Vantor {
+
+/// Formats PC/SC result codes for log lines.
+class LoggingHelper {
+public:
+    /// The suffix of an error line: " (0xCODE, CODE)", both lower-case hexadecimal without leading zeros.
+    [[nodiscard]] static std::string SCardErrorToString(long code);
+};
+
+} // namespace Vantor
