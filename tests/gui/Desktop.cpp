@@ -1,0 +1,107 @@
+#include "tests/gui/Desktop.h"
+
+#include <wx/evtloop.h>
+#include <wx/init.h>
+#include <wx/stopwatch.h>
+#include <wx/uiaction.h>
+#include <wx/utils.h>
+
+// The font cache lives until the process ends, by its library's choice.
+extern "C" const char* __lsan_default_suppressions();  // NOLINT: the sanitizer's name
+extern "C" const char* __lsan_default_suppressions() { // NOLINT: the sanitizer's name
+    return "leak:libfontconfig.so";
+}
+
+namespace {
+
+wxPoint Middle(const wxRect& rect) {
+    return {rect.x + rect.width / 2, rect.y + rect.height / 2};
+}
+
+// A row's left edge is at 0 and its box starts a few pixels from there; a report list reports the whole row as its
+// icon.
+wxPoint InRow(const wxListCtrl& list, long row, int fromLeft) {
+    wxRect rect;
+    EXPECT_TRUE(list.GetItemRect(row, rect));
+    return list.ClientToScreen({rect.x + fromLeft, Middle(rect).y});
+}
+
+} // namespace
+
+wxApp* Desktop::MakeApp() {
+    return new wxApp;
+}
+
+void Desktop::SetUp() {
+    // The accessibility bus is no matter of tests in process, and joining it takes longer than most of them.
+    wxSetEnv("NO_AT_BRIDGE", "1");
+    wxApp::SetInstance(MakeApp());
+    int argc = 0;
+    char* none[] = {nullptr};
+    ASSERT_TRUE(wxEntryStart(argc, none));
+    wxTheApp->SetExitOnFrameDelete(false);
+}
+
+void Desktop::TearDown() {
+    for (auto* window : wxTopLevelWindows)
+        window->Destroy();
+    Settle();
+    wxTheApp->OnExit();
+    wxEntryCleanup();
+}
+
+void Desktop::Settle() {
+    wxEventLoop loop;
+    wxEventLoopActivator activate(&loop);
+    wxStopWatch quiet;
+    while (quiet.Time() < 60) {
+        bool busy = false;
+        while (loop.Pending()) {
+            loop.Dispatch();
+            busy = true;
+        }
+        busy = loop.ProcessIdle() || busy;
+        if (busy)
+            quiet.Start();
+        else
+            wxMilliSleep(5);
+    }
+}
+
+bool Desktop::WaitFor(const std::function<bool()>& done) {
+    wxStopWatch watch;
+    while (!done()) {
+        if (watch.Time() > 10000)
+            return false;
+        Settle();
+    }
+    return true;
+}
+
+void Desktop::Present(wxTopLevelWindow& window) {
+    window.Show();
+    window.Move(0, 0);
+    Settle();
+}
+
+void Desktop::ClickAt(const wxPoint& screen) {
+    wxUIActionSimulator user;
+    user.MouseMove(screen);
+    Settle();
+    user.MouseDown();
+    Settle();
+    user.MouseUp();
+    Settle();
+}
+
+void Desktop::Click(const wxWindow& control) {
+    ClickAt(Middle(control.GetScreenRect()));
+}
+
+wxPoint Desktop::CheckBoxOf(const wxListCtrl& list, long row) {
+    return InRow(list, row, 10);
+}
+
+wxPoint Desktop::LabelOf(const wxListCtrl& list, long row) {
+    return InRow(list, row, 60);
+}
