@@ -1,0 +1,66 @@
+// The live log file on disk, shared kindly with other processes, log rotation programs and full disks.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include <sys/types.h>
+
+#include "logging/FileDescriptor.h"
+
+namespace Vantor {
+
+/// One open log file to which whole lines are appended. Not thread-safe: its logger's lock guards it.
+///
+/// Several processes may hold the same file open: each line is one append, so none overwrites another, and each holder
+/// keeps a shared record lock on a byte far behind the end, by which they know of each other without a lock per line.
+/// Only who is alone empties the file in place; in company its name is moved away instead, and the others, whose
+/// lines go on into the moved file for up to a second, come after (see Follow).
+class LogFile {
+public:
+    /// Opens the file for appending and makes it if it is missing; what it holds stays. Closes another one first.
+    /// Only regular files and devices are opened: a pipe could block its writer, or end the program.
+    /// @return false when it cannot be opened; the log file is closed then
+    bool Open(const std::string& path);
+    void Close();
+    bool IsOpen() const { return m_file.IsOpen(); }
+
+    /// Empties the file if no other logger has it open; else it is left as it is.
+    void Clear();
+
+    /// Appends the line whole. When the disk has no room for all of it, nothing of it stays.
+    void Write(std::string_view line);
+
+    /// Looks whether the file's name still leads to the open file; if not (it was removed or renamed), opens what is
+    /// there now, for appending. Lines that went into a removed file since the last look are written again.
+    /// Meant to be called about once a second. @return true when the name still led here
+    bool Follow();
+
+    /// True when another logger has the file open, or the file was taken away since Open.
+    bool IsShared();
+
+    /// Moves what the file holds to the file `target`, which is replaced, and leaves the log file open and empty.
+    /// @return false when that could not be done completely; then the log file holds what it held, and goes on
+    bool MoveContentsTo(const std::string& target);
+
+private:
+    bool HoldPresence();
+    bool BecomeAlone();
+    bool RenameTo(const std::string& target);
+    bool CopyTo(const std::string& target);
+    void LeaveInheritedFile();
+    void DropFragment(std::size_t written);
+
+    FileDescriptor m_file;
+    std::string m_path;
+    bool m_present = false;   // our shared lock is set
+    bool m_taken = false;     // the name has led elsewhere since Open
+    unsigned int m_forks = 0; // ForkGeneration() at Open
+    off_t m_followedSize = 0; // the file's length when its name last led here
+};
+
+/// How many times this process's ancestors and itself were made by fork since the program began: tells a child that
+/// what it inherited belongs to its parent.
+[[nodiscard]] unsigned int ForkGeneration();
+
+} // namespace Vantor

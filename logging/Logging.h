@@ -1,0 +1,198 @@
+// The log file engine: time-stamped, typed lines in one text file a logger, split and archived by count or size.
+#pragma once
+
+#include <atomic>
+#include <ctime>
+#include <deque>
+#include <list>
+#include <memory>
+#include <string>
+
+#include "logging/LogFile.h"
+#include "logging/LoggerVector.h"
+#include "logging/Mutex.h"
+
+namespace Vantor {
+
+/// The type of an entry, written in front of its text. Any other value is legal and is written as a message.
+enum DebugLevel : int {
+    DEBUGLEVEL_ERROR = 0,
+    DEBUGLEVEL_MESSAGE = 1,
+    DEBUGLEVEL_DEBUG = 2,
+    DEBUGLEVEL_IN_FUNCTION = 3,
+    DEBUGLEVEL_OUT_FUNCTION = 4,
+    DEBUGLEVEL_STACKTRACE = 5,
+    DEBUGLEVEL_WARNING = 6,
+    DEBUGLEVEL_RAW = 7, ///< a line without time and type
+};
+
+/// How much the typed calls write; each level includes those below it. Any int is legal.
+enum LOG_LEVEL : int {
+    LOG_LEVEL_NOTHING = 0,
+    LOG_LEVEL_ERRORS = 1,
+    LOG_LEVEL_WARNINGS = 2,
+    LOG_LEVEL_MESSAGES = 3, ///< and raw lines
+    LOG_LEVEL_DEBUG = 4,    ///< and functions and stack traces
+    LOG_LEVEL_ALL = 5,
+};
+
+/// What LogFunction reports; other values are ignored.
+enum FunctionInOut : int { FUNCTION_IN = 0, FUNCTION_OUT = 1 };
+
+/// Where entries go. Any other value counts as LOG_BUFFER_AND_FILE.
+enum LOG_BUFFER_MODE : int { LOG_BUFFER_NONE = 0, LOG_BUFFER_ONLY = 1, LOG_BUFFER_AND_FILE = 2 };
+
+/// One entry of the memory buffer.
+struct LogEntry {
+    std::time_t time = 0; ///< seconds since the epoch
+    DebugLevel type = DEBUGLEVEL_MESSAGE;
+    std::string text;
+};
+
+/// One log file. A logger writes only while it is enabled and its file is open; it reports no failure to its caller.
+///
+/// Each entry is one write to the file before its call returns, so a crash loses nothing that was logged. Every member
+/// may be called from any thread; the function stack is one for all threads of the logger.
+class LibLogging {
+public:
+    explicit LibLogging(unsigned int id);
+    ~LibLogging();
+    LibLogging(const LibLogging&) = delete;
+    LibLogging& operator=(const LibLogging&) = delete;
+
+    /// The logger of that id, made when its slot is free; in an empty registry always logger 0.
+    /// @return null for an id that was never registered. The registry keeps the ownership.
+    static LibLogging* GetHandle(unsigned int id);
+    /// Makes a logger in a new slot; slot 0 stays reserved for the default logger. @return its id, 1 for the first
+    static int Register();
+    /// Writes two closing entries, closes the file, frees the slot and deletes this logger.
+    /// Does nothing to a logger that is not in the registry.
+    void Destroy();
+
+    /// Opens the log file `file`, ".log" appended when it has no extension; an open file is closed first.
+    /// Sets level 5, verbose on, debugger output on, thread ids off, and counts from zero; enables nothing.
+    /// @param maxEntries entries a file holds before it is split, while rotation by entries is on
+    /// @param rotate true archives the file and the parts of the run before, false empties the file
+    void Init(const std::string& file, unsigned int maxEntries, bool rotate);
+
+    void SetLoggingLevel(LOG_LEVEL level);
+    void Enabled(bool on);
+    bool IsEnabled() const;
+    /// A flag kept for callers; the engine does not read it.
+    void Verbose(bool on);
+    bool IsVerbose() const;
+    /// Splitting after so many entries; on at first, with 10000.
+    void LogRotation(bool on, unsigned int maxEntries);
+    /// Splitting after so many bytes; off at first, with 10000.
+    void LogRotationFileSize(bool on, unsigned long maxBytes);
+    /// True when either rotation is on.
+    bool IsLogRotationEnabled() const;
+    /// A flag kept for callers: this platform has no debugger output.
+    void OutputDbgString(bool on);
+    bool IsOutputDbgString() const;
+    /// The kernel's thread id in each entry; on at first, off after Init.
+    void LogThreadId(bool on);
+    bool IsLogThreadId() const;
+
+    /// Where entries go from now on. @param limit most entries kept in memory; 0 or less keeps none
+    void LogToBuffer(LOG_BUFFER_MODE mode, int limit);
+    bool IsLogToBuffer() const;
+    /// Entries in the memory buffer.
+    int GetLogBufferSize() const;
+    /// A copy of the memory buffer, newest entry first.
+    std::list<LogEntry> GetLogBuffer() const;
+    void ClearLogBuffer();
+    /// Logs each buffered entry again, newest first, with the time of now; the buffer is not cleared.
+    void LogBufferToFile();
+
+    /// Writes an entry whatever the level; splits the file first when a limit is reached.
+    void Log(const std::string& text, DebugLevel type);
+    void LogError(const std::string& text);
+    void LogWarning(const std::string& text);
+    void LogMessage(const std::string& text);
+    void LogDebug(const std::string& text);
+    /// A line of one blank and the text, without time and type.
+    void LogRaw(const std::string& text);
+    /// Entering pushes `name` onto the function stack, leaving pops the top, whatever its name; both log `name`.
+    void LogFunction(const std::string& name, FunctionInOut inOut);
+    /// Logs the function stack, innermost first, and empties it.
+    void LogStackTrace();
+
+    /// The line that an entry gives now, line end included.
+    std::string GetLogEntry(DebugLevel type, const std::string& text);
+    static std::string LogTypeToString(DebugLevel type);
+    /// The local time as "2026-03-01 14:05:09"; empty for a time that no calendar holds.
+    static std::string GetTimeString(long seconds);
+    /// Seconds since the epoch.
+    static std::time_t GetEntryTime();
+    /// The kernel's id of the calling thread, see gettid(2).
+    static long GetThreadId();
+    /// Adds an entry to the memory buffer, whatever the mode.
+    void LogToBuffer(DebugLevel type, const std::string& text);
+    /// Writes the line as it stands; dropped when no file is open.
+    void LogToFile(const std::string& line);
+    /// The debugger's view, which this platform does not have: does nothing.
+    static void LogToWinDbgView(const std::string& line);
+    /// Counts an entry, while rotation by entries is on.
+    void IncreaseLoggedEntries();
+    /// Counts bytes, while rotation by size is on.
+    void IncreaseLoggedFileSize(unsigned long bytes);
+
+    /// Splits a log file's name at ".log", ".txt" or another short extension; derived names always end in ".log".
+    /// @param ext "log", or empty when no extension was found and `base` is the whole name
+    /// @return true when an extension was found
+    static bool GetExtension(const std::string& name, std::string& base, std::string& ext);
+    /// The name, with ".log" when it has no extension.
+    static std::string AppendLogExtension(const std::string& name);
+    /// The name itself when no such file can be read, else the first of base_0.log, base_1.log … that cannot.
+    static std::string NumberedName(const std::string& name);
+    /// base_2026-03-01_13-05-09.log, in UTC, so that names sort through a change of the clocks; entries are local time.
+    static std::string NameWithTimeStamp(const std::string& name);
+    /// Copies a whole file; the source is removed, if wanted, only when the copy is complete.
+    /// @return true when the copy is complete (and the source removed, if wanted)
+    static bool BackupFile(const std::string& source, const std::string& target, bool removeSource);
+    /// Archives the live file and its numbered parts under time-stamped names, then opens the live file empty.
+    /// What cannot be archived stays where it is.
+    void OpenFileAndRotate(const std::string& name);
+    /// Moves the live file's lines to the next numbered part, base_0.log first; the live file stays the same file.
+    void SplitLog();
+
+private:
+    // Those whose names end in Locked are called with m_lock held.
+    void LogLocked(const std::string& text, DebugLevel type);
+    void LogToBufferLocked(DebugLevel type, const std::string& text);
+    void CountLocked(std::size_t bytes);
+    void FormatLocked(std::string& line, DebugLevel type, const std::string& text);
+    const std::string& TimeTextLocked();
+    void OpenFileAndRotateLocked(const std::string& name);
+    void SplitLogLocked();
+    bool AboveLevel(int threshold) const;
+
+    unsigned int m_id;
+    std::atomic<bool> m_enabled{false};
+    std::atomic<bool> m_verbose{false};
+    bool m_rotateByEntries = true;
+    bool m_rotateBySize = false;
+    std::atomic<bool> m_outputDebugString{false};
+    std::atomic<bool> m_logThreadId{true};
+    unsigned int m_maxEntries = 10000;
+    unsigned int m_loggedEntries = 0;
+    unsigned long m_maxFileSize = 10000;
+    unsigned long m_loggedFileSize = 0;
+    LogFile m_file;
+    std::string m_fileName;
+    unsigned long m_splitNumber = 0;
+    std::deque<std::string> m_functionStack;
+    std::atomic<int> m_level{LOG_LEVEL_DEBUG};
+    std::list<LogEntry> m_buffer;
+    int m_bufferLimit = 200;
+    LOG_BUFFER_MODE m_bufferMode = LOG_BUFFER_NONE;
+    std::unique_ptr<Mutex> m_lock;
+
+    // Kept from line to line to spare the work: the time text of the last second, and the line's memory.
+    std::time_t m_timeTextSecond = -1;
+    std::string m_timeText;
+    std::string m_line;
+};
+
+} // namespace Vantor
