@@ -1,0 +1,146 @@
+// Base64 (RFC 4648) in fourteen variants of alphabet, line layout and padding.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace Vantor {
+
+/// The variants. Any other value behaves like BASE64_DEFAULT.
+enum eBase64Type : int {
+    BASE64_PEM = 0,              ///< lines of 64 characters (RFC 7468)
+    BASE64_MIME = 1,             ///< lines of 76 characters (RFC 2045); foreign characters do not stop the decoder
+    BASE64_DEFAULT = 2,          ///< one line, padded (RFC 4648 section 4)
+    BASE64_DEFAULT_UNPADDED = 3, ///< one line without padding, as are all from here on that do not say otherwise
+    BASE64_URL_PADDED = 4,       ///< URL and file name alphabet (RFC 4648 section 5), padded
+    BASE64_URL_UNPADDED = 5,
+    BASE64_YUI = 6, ///< padded with "-"
+    BASE64_XML_NAME_TOKEN = 7,
+    BASE64_XML_IDENTIFIER = 8,
+    BASE64_PROGRAM_IDENTIFIER_V1 = 9,
+    BASE64_PROGRAM_IDENTIFIER_V2 = 10,
+    BASE64_REGEX = 11,
+    BASE64_FREENET = 12,      ///< padded
+    BASE64_URL_ONE_LINE = 13, ///< as BASE64_URL_UNPADDED, but the decoder refuses line breaks
+};
+
+/// From a character to its digit value 0 to 63; 64 for the pad character, 255 for all others.
+using Base64ReverseTable = std::array<unsigned short, 256>;
+
+/// Index tables: the 64 digits in the order of their values, then the pad character; 65 characters and a terminating
+/// zero. All begin with A-Z, a-z, 0-9. Each has its reverse table.
+extern const char IndexTable_BASE64_DEFAULT[66];
+extern const char IndexTable_BASE64_URL[66];
+extern const char IndexTable_BASE64_YUI[66];
+extern const char IndexTable_BASE64_XML_NAME_TOKEN[66];
+extern const char IndexTable_BASE64_XML_IDENTIFIER[66];
+extern const char IndexTable_BASE64_PROGRAM_IDENTIFIER_V1[66];
+extern const char IndexTable_BASE64_PROGRAM_IDENTIFIER_V2[66];
+extern const char IndexTable_BASE64_REGEX[66];
+extern const char IndexTable_BASE64_FREENET[66];
+
+extern const Base64ReverseTable ReverseIndexTable_BASE64_DEFAULT;
+extern const Base64ReverseTable ReverseIndexTable_BASE64_URL;
+extern const Base64ReverseTable ReverseIndexTable_BASE64_YUI;
+extern const Base64ReverseTable ReverseIndexTable_BASE64_XML_NAME_TOKEN;
+extern const Base64ReverseTable ReverseIndexTable_BASE64_XML_IDENTIFIER;
+extern const Base64ReverseTable ReverseIndexTable_BASE64_PROGRAM_IDENTIFIER_V1;
+extern const Base64ReverseTable ReverseIndexTable_BASE64_PROGRAM_IDENTIFIER_V2;
+extern const Base64ReverseTable ReverseIndexTable_BASE64_REGEX;
+extern const Base64ReverseTable ReverseIndexTable_BASE64_FREENET;
+
+struct Base64Alphabet;
+
+/// Encoder and decoder of one variant. A value class without shared state: one object may serve several threads as long
+/// as none changes its settings.
+class Base64 {
+public:
+    /// BASE64_DEFAULT.
+    Base64();
+
+    /// Selects a variant with all its settings; the line separator becomes CR LF where the variant has no other.
+    void Init(eBase64Type newType);
+
+    /// Stores the variant only; its settings come into force with ResetParametersToEncodingTypeDefaults.
+    void SetEncodingType(eBase64Type newType);
+    [[nodiscard]] eBase64Type GetEncodingType() const;
+
+    /// Applies the settings of the stored variant. The line separator is left as it is, except that BASE64_URL_ONE_LINE
+    /// empties it.
+    void ResetParametersToEncodingTypeDefaults();
+
+    /// Characters on a line of the encoded text, any number; 0 for one line.
+    void SetLineLength(unsigned int characters);
+
+    /// The text of the bytes. The line separator follows every full line, the last one too; a variant without padding
+    /// ends with a digit.
+    [[nodiscard]] std::string Encode(const std::vector<unsigned char>& data) const;
+    [[nodiscard]] std::string Encode(const unsigned char* data, std::size_t length) const;
+
+    /// The bytes of a text. Characters of the line separator are skipped wherever they stand, and so is the pad
+    /// character where padding is allowed. A text may end within a group of four: one digit left over gives one byte,
+    /// as two do.
+    /// @return empty also when the text holds a character that the variant refuses
+    [[nodiscard]] std::vector<unsigned char> Decode(const std::string& text) const;
+    /// The same; `out` is replaced, by nothing on failure.
+    /// @return false when the text holds a character that the variant refuses
+    [[nodiscard]] bool Decode(const char* text, std::size_t length, std::vector<unsigned char>& out) const;
+
+protected:
+    /// Digits that wait for their group of four to fill up. Those not there yet have the value 0.
+    struct Group {
+        std::array<unsigned char, 4> digits{};
+        std::size_t count = 0;
+    };
+
+    /// Writes 1 to 3 bytes as four characters, padded.
+    /// @return false for any other count; nothing is written then
+    [[nodiscard]] bool EncodeBlock(const unsigned char* bytes, std::size_t count, char* out) const;
+
+    /// Writes the bytes of a group and empties it: one byte for 1 or 2 digits, two for 3, three for 4.
+    /// @return the end of what was written
+    static unsigned char* DecodeBlock(Group& group, unsigned char* out);
+
+private:
+    [[nodiscard]] bool EncodeFlat(const unsigned char* data, std::size_t length, char* out) const;
+    void BreakLines(char* text, std::size_t textLength, std::size_t flatLength) const;
+    void StripPadding(std::string& text) const;
+    [[nodiscard]] bool DecodeCharacter(unsigned char c, Group& group) const;
+
+    bool outputFlag = true; // strict decoding
+    bool padding = true;
+    std::string lineSeparator = "\r\n";
+    unsigned int lineLength = 0;
+    eBase64Type type = BASE64_DEFAULT;
+    const char* indexTable = nullptr;
+    const unsigned short* reverseIndexTable = nullptr;
+    const Base64Alphabet* alphabet = nullptr; // the same tables in the form that is quickest to use
+};
+
+/// Encodes with BASE64_DEFAULT, in lines of 64 characters for `lineMode` 1, of 76 for 2, in one line for any other.
+/// `out` is replaced; it may be the same object as `data`.
+void b64encode(const std::vector<unsigned char>& data, std::string& out, unsigned int lineMode);
+void b64encode(const std::vector<unsigned char>& data, std::vector<unsigned char>& out, unsigned int lineMode);
+
+/// Decodes with BASE64_DEFAULT. `out` is replaced, by nothing when the text holds a character that is neither digit,
+/// pad character nor line break; it may be the same object as `text`.
+void b64decode(const std::string& text, std::vector<unsigned char>& out);
+void b64decode(const std::vector<unsigned char>& text, std::vector<unsigned char>& out);
+
+/// Encodes `length` bytes at `data` with BASE64_DEFAULT, in lines of `lineLength` characters, 0 for one line.
+/// @param size  in: characters that `out` has room for; out: characters of the text, no terminating zero among them
+/// @return false when `out` is too small: `size` then tells what is needed and `out` is unchanged. It may be null to
+/// ask.
+[[nodiscard]] bool b64encode(const char* data, std::size_t length, char* out, std::size_t& size,
+                             unsigned int lineLength);
+
+/// Decodes `length` characters at `text` with BASE64_DEFAULT.
+/// @param size  in: bytes that `out` has room for; out: bytes of the result
+/// @return false when the text is bad, with `size` 0, and when `out` is too small, with `size` telling what is needed;
+/// `out`
+///         is unchanged then. It may be null to ask.
+[[nodiscard]] bool b64decode(const char* text, std::size_t length, char* out, std::size_t& size);
+
+} // namespace Vantor
