@@ -1,10 +1,9 @@
-// A file descriptor that closes itself, and the two transfers that a partial system call must not cut short.
+// A file descriptor that closes itself, and the transfers that a partial system call must not cut short.
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
-
-#include <sys/types.h>
 
 namespace Vantor {
 
@@ -30,8 +29,9 @@ private:
 /// Writes until all is written or an error other than an interruption comes. @return bytes written
 [[nodiscard]] std::size_t WriteAll(int fd, std::string_view bytes);
 
-/// Copies what `from` holds from `offset` to its end to `to` at its position, in the kernel where that can be done.
-/// @return false when a byte could not be read or written
-[[nodiscard]] bool CopyToEnd(int from, off_t offset, int to);
+/// Copies the regular file open as `from`, whole, to the file `target`, which is made with the mode of the source (less
+/// the umask) or truncated. A copy that could not be completed is removed. Done in the kernel where that is possible.
+/// @return true when every byte is there and the target closed without an error; false also for two names of one file
+[[nodiscard]] bool CopyToFile(int from, const std::string& target);
 
 } // namespace Vantor

@@ -44,18 +44,19 @@ public:
     bool MoveContentsTo(const std::string& target);
 
 private:
-    bool HoldPresence();
+    void Adopt(FileDescriptor file);
+    void LeaveParentsFile();
     bool BecomeAlone();
+    void AllowCompany();
+    bool Empty();
     bool RenameTo(const std::string& target);
-    bool CopyTo(const std::string& target);
-    void LeaveInheritedFile();
     void DropFragment(std::size_t written);
 
     FileDescriptor m_file;
     std::string m_path;
     bool m_present = false;   // our shared lock is set
-    bool m_taken = false;     // the name has led elsewhere since Open
-    unsigned int m_forks = 0; // ForkGeneration() at Open
+    bool m_taken = false;     // the name has led elsewhere since Open, or somebody was just emptying the file
+    unsigned int m_forks = 0; // ForkGeneration() when this process opened it
     off_t m_followedSize = 0; // the file's length when its name last led here
 };
 

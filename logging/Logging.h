@@ -161,9 +161,10 @@ private:
     // Those whose names end in Locked are called with m_lock held.
     void LogLocked(const std::string& text, DebugLevel type);
     void LogToBufferLocked(DebugLevel type, const std::string& text);
-    void CountLocked(std::size_t bytes);
-    void FormatLocked(std::string& line, DebugLevel type, const std::string& text);
-    const std::string& TimeTextLocked();
+    void CountEntryLocked();
+    void CountBytesLocked(unsigned long bytes);
+    bool TurnSecondLocked();
+    bool IsFullLocked() const;
     void OpenFileAndRotateLocked(const std::string& name);
     void SplitLogLocked();
     bool AboveLevel(int threshold) const;

@@ -1,0 +1,211 @@
+#include "logging/LogFile.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <utility>
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Vantor {
+
+namespace {
+
+std::atomic<unsigned int> forks{0};
+[[maybe_unused]] const int watchingForks = pthread_atfork(nullptr, nullptr, [] { ++forks; });
+
+// Two bytes that no log file reaches: shared by all who hold the file, and held by who moves it in company.
+constexpr off_t presenceByte = off_t{1} << 62;
+constexpr off_t moverByte = presenceByte + 1;
+
+// Never waits. Record locks of the open file description: a failed change of the kind keeps what was held, and threads
+// and copies of the process are told apart. A file system without such locks has nobody else to be found.
+bool SetLock(int fd, int type, off_t byte) {
+    struct flock lock {};
+    lock.l_type = static_cast<short>(type);
+    lock.l_whence = SEEK_SET;
+    lock.l_start = byte;
+    lock.l_len = 1;
+    return fcntl(fd, F_OFD_SETLK, &lock) == 0 || (errno != EAGAIN && errno != EACCES);
+}
+
+FileDescriptor OpenForAppending(const std::string& path) {
+    constexpr int flags = O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+    FileDescriptor file(open(path.c_str(), O_RDWR | flags, 0666));
+    if (!file.IsOpen() && errno == EACCES) {
+        file = FileDescriptor(open(path.c_str(), O_WRONLY | flags, 0666)); // then it can only not be split
+    }
+    struct stat status {};
+    const bool usable =
+        file.IsOpen() && fstat(file.Get(), &status) == 0 && (S_ISREG(status.st_mode) || S_ISCHR(status.st_mode));
+    return usable ? std::move(file) : FileDescriptor();
+}
+
+bool IsSameFile(const struct stat& one, const struct stat& other) {
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+bool LeadsTo(const std::string& path, const struct stat& file) {
+    struct stat named {};
+    return stat(path.c_str(), &named) == 0 && IsSameFile(named, file);
+}
+
+// What the file holds between two offsets, or less.
+std::string ReadFrom(int fd, off_t begin, off_t end) {
+    std::string bytes(begin < end ? static_cast<std::size_t>(end - begin) : 0, '\0');
+    const ssize_t count = pread(fd, bytes.data(), bytes.size(), begin);
+    bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    return bytes;
+}
+
+} // namespace
+
+unsigned int ForkGeneration() {
+    return forks.load(std::memory_order_relaxed);
+}
+
+bool LogFile::Open(const std::string& path) {
+    m_path = path;
+    Adopt(OpenForAppending(path));
+    m_taken = IsOpen() && !m_present;
+    return IsOpen();
+}
+
+void LogFile::Close() {
+    m_file.Close();
+}
+
+void LogFile::Adopt(FileDescriptor file) {
+    m_file = std::move(file);
+    m_forks = ForkGeneration();
+    struct stat status {};
+    m_followedSize = IsOpen() && fstat(m_file.Get(), &status) == 0 ? status.st_size : 0;
+    m_present = IsOpen() && SetLock(m_file.Get(), F_RDLCK, presenceByte);
+}
+
+bool LogFile::BecomeAlone() {
+    const int fd = m_file.Get();
+    m_present = m_present || SetLock(fd, F_RDLCK, presenceByte);
+    return m_present && SetLock(fd, F_WRLCK, presenceByte);
+}
+
+void LogFile::AllowCompany() {
+    SetLock(m_file.Get(), F_RDLCK, presenceByte);
+}
+
+bool LogFile::Empty() {
+    m_followedSize = 0;
+    return ftruncate(m_file.Get(), 0) == 0;
+}
+
+void LogFile::Clear() {
+    if (IsOpen() && BecomeAlone()) {
+        Empty();
+        AllowCompany();
+    }
+}
+
+void LogFile::Write(std::string_view line) {
+    if (!IsOpen()) {
+        return;
+    }
+    LeaveParentsFile();
+    if (!m_present) {
+        m_present = SetLock(m_file.Get(), F_RDLCK, presenceByte);
+    }
+    const std::size_t written = WriteAll(m_file.Get(), line);
+    if (written != 0 && written != line.size()) {
+        DropFragment(written);
+    }
+}
+
+// Only while it is the end of the file: behind it would be another process's line.
+void LogFile::DropFragment(std::size_t written) {
+    const off_t end = lseek(m_file.Get(), 0, SEEK_CUR);
+    struct stat status {};
+    if (fstat(m_file.Get(), &status) == 0 && status.st_size == end) {
+        static_cast<void>(ftruncate(m_file.Get(), end - static_cast<off_t>(written)) == 0);
+    }
+}
+
+// A child of fork shares its parent's open file, locks included, and would not be seen beside it.
+void LogFile::LeaveParentsFile() {
+    if (m_forks == ForkGeneration()) {
+        return;
+    }
+    m_forks = ForkGeneration();
+    m_taken = true;
+    FileDescriptor own = OpenForAppending(m_path);
+    if (own.IsOpen()) {
+        Adopt(std::move(own));
+    }
+}
+
+bool LogFile::Follow() {
+    if (!IsOpen()) {
+        return true;
+    }
+    LeaveParentsFile();
+    struct stat status {};
+    if (fstat(m_file.Get(), &status) != 0 || LeadsTo(m_path, status)) {
+        m_followedSize = status.st_size;
+        return true;
+    }
+    m_taken = true;
+    FileDescriptor next = OpenForAppending(m_path);
+    if (next.IsOpen()) {
+        const std::string lines = status.st_nlink == 0 ? ReadFrom(m_file.Get(), m_followedSize, status.st_size) : "";
+        Adopt(std::move(next));
+        Write(lines);
+    }
+    return false;
+}
+
+bool LogFile::IsShared() {
+    if (m_taken || !IsOpen()) {
+        return m_taken;
+    }
+    const bool alone = BecomeAlone();
+    if (alone) {
+        AllowCompany();
+    }
+    return !alone;
+}
+
+bool LogFile::MoveContentsTo(const std::string& target) {
+    struct stat status {};
+    if (!IsOpen() || fstat(m_file.Get(), &status) != 0 || !S_ISREG(status.st_mode) || LeadsTo(target, status)) {
+        return false; // a device has no contents, or no end of them
+    }
+    if (!BecomeAlone()) {
+        return m_present && RenameTo(target);
+    }
+    bool moved = CopyToFile(m_file.Get(), target);
+    if (moved && !Empty()) {
+        unlink(target.c_str());
+        moved = false;
+    }
+    AllowCompany();
+    return moved;
+}
+
+bool LogFile::RenameTo(const std::string& target) {
+    if (!SetLock(m_file.Get(), F_WRLCK, moverByte)) {
+        return false; // somebody else is about it
+    }
+    struct stat status {};
+    const bool moved = fstat(m_file.Get(), &status) == 0 && LeadsTo(m_path, status) &&
+                       std::rename(m_path.c_str(), target.c_str()) == 0;
+    m_taken = true;
+    FileDescriptor next = moved ? OpenForAppending(m_path) : FileDescriptor();
+    SetLock(m_file.Get(), F_UNLCK, moverByte);
+    if (next.IsOpen()) {
+        Adopt(std::move(next));
+    }
+    return moved;
+}
+
+} // namespace Vantor

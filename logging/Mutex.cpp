@@ -1,0 +1,29 @@
+#include "logging/Mutex.h"
+
+namespace Vantor {
+
+Mutex::Mutex() : m_mutex(std::make_unique<pthread_mutex_t>()) {
+    if (pthread_mutex_init(m_mutex.get(), nullptr) != 0) {
+        m_mutex.reset();
+    }
+}
+
+Mutex::~Mutex() {
+    if (m_mutex) {
+        pthread_mutex_destroy(m_mutex.get());
+    }
+}
+
+bool Mutex::lock() {
+    return m_mutex && pthread_mutex_lock(m_mutex.get()) == 0;
+}
+
+bool Mutex::trylock() {
+    return m_mutex && pthread_mutex_trylock(m_mutex.get()) == 0;
+}
+
+bool Mutex::unlock() {
+    return m_mutex && pthread_mutex_unlock(m_mutex.get()) == 0;
+}
+
+} // namespace Vantor
