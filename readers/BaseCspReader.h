@@ -93,14 +93,21 @@ private:
     static const PinCommand modifyCommand;
 
     int RunPinCommand(const PinCommand& command, const ByteArray& apdu, const PINVerifyData* data, ByteArray& response);
-    long RunDirect(const PinCommand& command, unsigned char* structure, unsigned int length, ByteArray& response);
-    long RunStartFinish(const PinCommand& command, unsigned char* structure, unsigned int length, ByteArray& response,
-                        int maxPinLength);
+    [[nodiscard]] bool HasPinPad(const PinCommand& command);
+    int SendPinStructure(const PinCommand& command, ByteArray& structure, unsigned int maxPinLength,
+                         ByteArray& response);
+    long RunDirect(const PinCommand& command, const unsigned char* structure, unsigned int length, ByteArray& response);
+    long RunStartFinish(const PinCommand& command, const unsigned char* structure, unsigned int length,
+                        ByteArray& response, int maxPinLength);
     /// Polls the keys until the entry ends.
     /// @return PC/SC result code of a key that broke the entry off, else 0
-    long PollKeys(int maxPinLength);
+    [[nodiscard]] long PollKeys(int maxPinLength);
+    /// Polls once; parameters and result as in OnKeyPressed.
+    [[nodiscard]] bool PollKey(unsigned short& digits, unsigned long& error, bool& finish);
+    void StoreFeatures(const ByteArray& features);
     /// One control call; `answer` is replaced by the bytes that came back and unchanged when none did.
-    long Control(unsigned long code, const unsigned char* input, unsigned long inputLength, ByteArray& answer);
+    [[nodiscard]] long Control(unsigned long code, const unsigned char* input, unsigned long inputLength,
+                               ByteArray& answer);
 };
 
 } // namespace Vantor

@@ -1,0 +1,24 @@
+// The answer to the CCID feature request, CM_IOCTL_GET_FEATURE_REQUEST (PC/SC part 10).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "util/Conversion.h"
+
+namespace Vantor {
+
+/// Calls `use(tag, controlCode)` for each feature TLV of `list`: records of six bytes, tag, length (not examined) and
+/// a big-endian control code. Bytes behind the last whole record are skipped.
+template <class Use>
+void ForEachFeature(const unsigned char* list, std::size_t length, Use use) {
+    constexpr std::size_t recordSize = 6;
+    for (std::size_t i = 0; i < length / recordSize; ++i) {
+        const unsigned char* const record = list + i * recordSize;
+        const unsigned long littleEndian =
+            record[2] | record[3] * 0x100UL | record[4] * 0x10000UL | record[5] * 0x1000000UL;
+        use(record[0], static_cast<std::uint32_t>(SwitchEndian(littleEndian)));
+    }
+}
+
+} // namespace Vantor

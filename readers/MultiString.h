@@ -1,0 +1,24 @@
+// The PC/SC form of a list of names: each ends in a zero byte, and an empty one ends the list.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace Vantor {
+
+/// Appends the names of a multi-string in their order. The buffer's end counts as a missing terminator.
+/// @param text  `length` bytes; nothing behind them is read
+inline void AppendMultiString(const char* text, std::size_t length, std::vector<std::string>& names) {
+    const char* const end = text + length;
+    while (text != end && *text != '\0') {
+        const char* last = text;
+        while (last != end && *last != '\0') {
+            ++last;
+        }
+        names.emplace_back(text, last);
+        text = last == end ? end : last + 1;
+    }
+}
+
+} // namespace Vantor

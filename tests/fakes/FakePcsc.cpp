@@ -1,0 +1,385 @@
+#include "tests/fakes/FakePcsc.h"
+
+#include <winscard.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <deque>
+#include <mutex>
+#include <reader.h>
+#include <set>
+#include <sstream>
+
+#include "tests/fakes/FakePcscRecord.h"
+
+namespace FakePcsc {
+
+namespace {
+
+struct Line {
+    std::string text;
+    bool isCall;
+};
+
+struct Machine {
+    std::vector<Reader> readers;
+    std::map<Function, std::deque<Answer>> script;
+    std::vector<Line> trace;
+    std::set<long> contexts;
+    std::map<long, std::string> cards; // reader name by handle
+    long nextContext = 101;
+    long nextCard = 201;
+};
+
+std::mutex machineMutex;
+Machine machine;
+using Lock = std::lock_guard<std::mutex>;
+
+std::vector<std::string> Lines(bool calls, bool notes) {
+    const Lock lock(machineMutex);
+    std::vector<std::string> lines;
+    for (const Line& line : machine.trace) {
+        if (line.isCall ? calls : notes) {
+            lines.push_back(line.text);
+        }
+    }
+    return lines;
+}
+
+template <class... Parts>
+void RecordCall(Parts... parts) {
+    std::ostringstream line;
+    (line << ... << parts);
+    machine.trace.push_back({line.str(), true});
+}
+
+std::string Code(unsigned long code) {
+    std::array<char, 24> text{};
+    std::snprintf(text.data(), text.size(), "0x%08lx", code);
+    return text.data();
+}
+
+std::string Hex(const unsigned char* bytes, unsigned long length) {
+    std::string text;
+    for (unsigned long i = 0; i < length; ++i) {
+        std::array<char, 4> byte{};
+        std::snprintf(byte.data(), byte.size(), i == 0 ? "%02x" : " %02x", bytes[i]);
+        text += byte.data();
+    }
+    return text;
+}
+
+const char* Buffer(const void* buffer) {
+    return buffer == nullptr ? "null" : "buffer";
+}
+
+/// The scripted answer of a call, if there is one.
+std::optional<Answer> Next(Function function) {
+    auto& queue = machine.script[function];
+    if (queue.empty()) {
+        return std::nullopt;
+    }
+    Answer answer = queue.front();
+    queue.pop_front();
+    return answer;
+}
+
+Reader* FindReader(const std::string& name) {
+    const auto found = std::find_if(machine.readers.begin(), machine.readers.end(),
+                                    [&](const Reader& reader) { return reader.name == name; });
+    return found == machine.readers.end() ? nullptr : &*found;
+}
+
+Reader* ReaderOfCard(long card) {
+    const auto found = machine.cards.find(card);
+    return found == machine.cards.end() ? nullptr : FindReader(found->second);
+}
+
+Answer FromTable(const std::map<unsigned long, std::string>& table, unsigned long key) {
+    const auto found = table.find(key);
+    return found == table.end() ? Answer::Failure(SCARD_E_UNSUPPORTED_FEATURE) : Answer::Bytes(found->second);
+}
+
+/// Puts the answer's bytes into a buffer of `*length` bytes, and the length it claims into `*length`.
+long Fill(const Answer& answer, void* buffer, unsigned long capacity, unsigned long* length) {
+    if (buffer != nullptr) {
+        const auto fits = static_cast<std::ptrdiff_t>(std::min<std::size_t>(capacity, answer.bytes.size()));
+        std::copy(answer.bytes.begin(), answer.bytes.begin() + fits, static_cast<char*>(buffer));
+    }
+    if (length != nullptr && !answer.leavesLength) {
+        *length = answer.length.value_or(answer.bytes.size());
+    }
+    return answer.code;
+}
+
+/// As Fill, but refuses a buffer that is too small: what the real library does for honest drivers.
+long FillHonestly(const Answer& answer, void* buffer, unsigned long* length) {
+    const unsigned long capacity = *length;
+    if (answer.code == SCARD_S_SUCCESS && buffer != nullptr && capacity < answer.bytes.size()) {
+        *length = answer.bytes.size();
+        return SCARD_E_INSUFFICIENT_BUFFER;
+    }
+    return Fill(answer, buffer, capacity, length);
+}
+
+/// The code of a call that only needs a valid card.
+long SimpleCardCall(Function function, long card) {
+    if (const auto answer = Next(function)) {
+        return answer->code;
+    }
+    return ReaderOfCard(card) != nullptr ? SCARD_S_SUCCESS : SCARD_E_INVALID_HANDLE;
+}
+
+} // namespace
+
+void Reset() {
+    const Lock lock(machineMutex);
+    machine = Machine();
+}
+
+void AddReader(Reader reader) {
+    const Lock lock(machineMutex);
+    machine.readers.push_back(std::move(reader));
+}
+
+std::vector<Reader>& Readers() {
+    return machine.readers;
+}
+
+void Script(Function function, Answer answer) {
+    const Lock lock(machineMutex);
+    machine.script[function].push_back(std::move(answer));
+}
+
+void Script(Function function, const Answer& answer, int count) {
+    for (int i = 0; i < count; ++i) {
+        Script(function, answer);
+    }
+}
+
+bool ScriptIsUsedUp() {
+    const Lock lock(machineMutex);
+    return std::all_of(machine.script.begin(), machine.script.end(),
+                       [](const auto& queue) { return queue.second.empty(); });
+}
+
+void Note(std::string line) {
+    const Lock lock(machineMutex);
+    machine.trace.push_back({std::move(line), false});
+}
+
+void RecordForeignCall(std::string line) {
+    const Lock lock(machineMutex);
+    machine.trace.push_back({std::move(line), true});
+}
+
+std::vector<std::string> Trace() {
+    return Lines(true, true);
+}
+
+std::vector<std::string> Calls() {
+    return Lines(true, false);
+}
+
+std::vector<std::string> Notes() {
+    return Lines(false, true);
+}
+
+void ClearTrace() {
+    const Lock lock(machineMutex);
+    machine.trace.clear();
+}
+
+std::size_t OpenContexts() {
+    const Lock lock(machineMutex);
+    return machine.contexts.size();
+}
+
+std::size_t OpenCards() {
+    const Lock lock(machineMutex);
+    return machine.cards.size();
+}
+
+std::string FeatureList(const std::vector<std::pair<unsigned char, unsigned int>>& features) {
+    std::string list;
+    for (const auto& [tag, code] : features) {
+        list += {static_cast<char>(tag),        4,
+                 static_cast<char>(code >> 24), static_cast<char>(code >> 16),
+                 static_cast<char>(code >> 8),  static_cast<char>(code)};
+    }
+    return list;
+}
+
+} // namespace FakePcsc
+
+using namespace FakePcsc;
+
+extern "C" {
+
+const SCARD_IO_REQUEST g_rgSCardT0Pci = {SCARD_PROTOCOL_T0, sizeof(SCARD_IO_REQUEST)};
+const SCARD_IO_REQUEST g_rgSCardT1Pci = {SCARD_PROTOCOL_T1, sizeof(SCARD_IO_REQUEST)};
+const SCARD_IO_REQUEST g_rgSCardRawPci = {SCARD_PROTOCOL_RAW, sizeof(SCARD_IO_REQUEST)};
+
+LONG SCardEstablishContext(DWORD scope, LPCVOID reserved1, LPCVOID reserved2, LPSCARDCONTEXT context) {
+    const Lock lock(machineMutex);
+    RecordCall("SCardEstablishContext(scope=", scope, ", ", Buffer(reserved1), ", ", Buffer(reserved2), ")");
+    const Answer answer = Next(Function::EstablishContext).value_or(Answer());
+    *context = answer.code == SCARD_S_SUCCESS ? answer.handle.value_or(machine.nextContext++) : 0;
+    if (answer.code == SCARD_S_SUCCESS) {
+        machine.contexts.insert(*context);
+    }
+    return answer.code;
+}
+
+LONG SCardReleaseContext(SCARDCONTEXT context) {
+    const Lock lock(machineMutex);
+    RecordCall("SCardReleaseContext(context=", context, ")");
+    const bool known = machine.contexts.erase(context) != 0;
+    if (const auto answer = Next(Function::ReleaseContext)) {
+        return answer->code;
+    }
+    return known ? SCARD_S_SUCCESS : SCARD_E_INVALID_HANDLE;
+}
+
+LONG SCardListReaders(SCARDCONTEXT context, LPCSTR groups, LPSTR buffer, LPDWORD length) {
+    const Lock lock(machineMutex);
+    RecordCall("SCardListReaders(context=", context, ", groups=", Buffer(groups), ", ", Buffer(buffer),
+               ", length=", *length, ")");
+    if (const auto answer = Next(Function::ListReaders)) {
+        return Fill(*answer, buffer, *length, length);
+    }
+    if (machine.contexts.count(context) == 0) {
+        return SCARD_E_INVALID_HANDLE;
+    }
+    if (machine.readers.empty()) {
+        return SCARD_E_NO_READERS_AVAILABLE;
+    }
+    std::string names;
+    for (const Reader& reader : machine.readers) {
+        names += reader.name + '\0';
+    }
+    return FillHonestly(Answer::Bytes(names + '\0'), buffer, length);
+}
+
+LONG SCardConnect(SCARDCONTEXT context, LPCSTR name, DWORD shareMode, DWORD protocols, LPSCARDHANDLE card,
+                  LPDWORD activeProtocol) {
+    const Lock lock(machineMutex);
+    RecordCall("SCardConnect(context=", context, ", \"", name, "\", share=", shareMode, ", protocols=", protocols, ")");
+    Answer answer;
+    if (const auto scripted = Next(Function::Connect)) {
+        answer = *scripted;
+    } else if (machine.contexts.count(context) == 0) {
+        answer.code = SCARD_E_INVALID_HANDLE;
+    } else if (const Reader* const reader = FindReader(name); reader == nullptr) {
+        answer.code = SCARD_E_UNKNOWN_READER;
+    } else if (!reader->cardPresent) {
+        answer.code = SCARD_E_NO_SMARTCARD;
+    }
+    if (answer.code == SCARD_S_SUCCESS) {
+        *card = answer.handle.value_or(machine.nextCard++);
+        *activeProtocol = SCARD_PROTOCOL_T1;
+        machine.cards[*card] = name;
+    }
+    return answer.code;
+}
+
+LONG SCardReconnect(SCARDHANDLE card, DWORD shareMode, DWORD protocols, DWORD initialisation, LPDWORD activeProtocol) {
+    const Lock lock(machineMutex);
+    RecordCall("SCardReconnect(card=", card, ", share=", shareMode, ", protocols=", protocols,
+               ", initialisation=", initialisation, ")");
+    *activeProtocol = SCARD_PROTOCOL_T0;
+    return SimpleCardCall(Function::Reconnect, card);
+}
+
+LONG SCardDisconnect(SCARDHANDLE card, DWORD disposition) {
+    const Lock lock(machineMutex);
+    RecordCall("SCardDisconnect(card=", card, ", disposition=", disposition, ")");
+    const bool known = machine.cards.erase(card) != 0;
+    if (const auto answer = Next(Function::Disconnect)) {
+        return answer->code;
+    }
+    return known ? SCARD_S_SUCCESS : SCARD_E_INVALID_HANDLE;
+}
+
+LONG SCardBeginTransaction(SCARDHANDLE card) {
+    const Lock lock(machineMutex);
+    RecordCall("SCardBeginTransaction(card=", card, ")");
+    return SimpleCardCall(Function::BeginTransaction, card);
+}
+
+LONG SCardEndTransaction(SCARDHANDLE card, DWORD disposition) {
+    const Lock lock(machineMutex);
+    RecordCall("SCardEndTransaction(card=", card, ", disposition=", disposition, ")");
+    return SimpleCardCall(Function::EndTransaction, card);
+}
+
+LONG SCardStatus(SCARDHANDLE card, LPSTR name, LPDWORD nameLength, LPDWORD state, LPDWORD protocol, LPBYTE atr,
+                 LPDWORD atrLength) {
+    const Lock lock(machineMutex);
+    RecordCall("SCardStatus(card=", card, ", name=", Buffer(name), " length=", *nameLength, ", atr=", Buffer(atr),
+               " length=", *atrLength, ")");
+    const unsigned long capacity = *atrLength;
+    if (const auto answer = Next(Function::Status)) {
+        *state = answer->state;
+        *protocol = SCARD_PROTOCOL_T1;
+        return Fill(*answer, atr, capacity, atrLength);
+    }
+    const Reader* const reader = ReaderOfCard(card);
+    if (reader == nullptr) {
+        return SCARD_E_INVALID_HANDLE;
+    }
+    if (!reader->cardPresent) {
+        return SCARD_W_REMOVED_CARD;
+    }
+    *state = SCARD_PRESENT | SCARD_POWERED | SCARD_NEGOTIABLE;
+    *protocol = SCARD_PROTOCOL_T1;
+    return FillHonestly(Answer::Bytes(reader->atr), atr, atrLength);
+}
+
+LONG SCardGetAttrib(SCARDHANDLE card, DWORD attribute, LPBYTE buffer, LPDWORD length) {
+    const Lock lock(machineMutex);
+    RecordCall("SCardGetAttrib(card=", card, ", ", Code(attribute), ", ", Buffer(buffer), ", length=", *length, ")");
+    if (const auto answer = Next(Function::GetAttrib)) {
+        return Fill(*answer, buffer, *length, length);
+    }
+    const Reader* const reader = ReaderOfCard(card);
+    if (reader == nullptr) {
+        return SCARD_E_INVALID_HANDLE;
+    }
+    return FillHonestly(FromTable(reader->attributes, attribute), buffer, length);
+}
+
+LONG SCardControl(SCARDHANDLE card, DWORD code, LPCVOID input, DWORD inputLength, LPVOID buffer, DWORD bufferLength,
+                  LPDWORD returned) {
+    const Lock lock(machineMutex);
+    const auto* const bytes = static_cast<const unsigned char*>(input);
+    RecordCall("SCardControl(card=", card, ", ", Code(code),
+               ", input=", input == nullptr ? std::string("null") : Hex(bytes, inputLength), " length=", inputLength,
+               ", ", Buffer(buffer), "=", bufferLength, ")");
+    *returned = 0;
+    if (const auto answer = Next(Function::Control)) {
+        return Fill(*answer, buffer, bufferLength, returned);
+    }
+    const Reader* const reader = ReaderOfCard(card);
+    if (reader == nullptr) {
+        return SCARD_E_INVALID_HANDLE;
+    }
+    return Fill(FromTable(reader->controls, code), buffer, bufferLength, returned);
+}
+
+LONG SCardTransmit(SCARDHANDLE card, const SCARD_IO_REQUEST* sendPci, LPCBYTE apdu, DWORD apduLength,
+                   SCARD_IO_REQUEST* receivePci, LPBYTE buffer, LPDWORD length) {
+    const Lock lock(machineMutex);
+    RecordCall("SCardTransmit(card=", card, ", protocol=", sendPci->dwProtocol, " length=", sendPci->cbPciLength,
+               ", apdu=", Hex(apdu, apduLength), ", pci=", Buffer(receivePci), ", ", Buffer(buffer), "=", *length, ")");
+    if (const auto answer = Next(Function::Transmit)) {
+        return Fill(*answer, buffer, *length, length);
+    }
+    if (ReaderOfCard(card) == nullptr) {
+        return SCARD_E_INVALID_HANDLE;
+    }
+    return Fill(Answer::Bytes(std::string("\x90\0", 2)), buffer, *length, length);
+}
+
+} // extern "C"
