@@ -157,9 +157,12 @@ std::optional<Answer> parseAnswer(std::string_view text) {
 }
 
 std::optional<long> responseCodeByName(std::string_view name) {
-    for (const auto& [known, code] : kResponseCodes) {
-        if (name == known || name == known.substr(std::string_view("IFD_").size()))
-            return code;
+    // "IFD_ERROR_" last: without it, two codes are called NOT_SUPPORTED.
+    for (const std::string_view prefix : {"", "IFD_", "IFD_ERROR_"}) {
+        for (const auto& [known, code] : kResponseCodes) {
+            if (known.substr(0, prefix.size()) == prefix && known.substr(prefix.size()) == name)
+                return code;
+        }
     }
     return parseNumber<long>(name);
 }

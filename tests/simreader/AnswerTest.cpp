@@ -62,6 +62,9 @@ TEST(SimReaderAnswer, RefusesWordsThatItDoesNotKnow) {
 TEST(SimReaderAnswer, NamesResponseCodesInBothDirections) {
     EXPECT_EQ(responseCodeByName("IFD_ERROR_TAG"), IFD_ERROR_TAG);
     EXPECT_EQ(responseCodeByName("ERROR_TAG"), IFD_ERROR_TAG);
+    EXPECT_EQ(responseCodeByName("TAG"), IFD_ERROR_TAG);
+    EXPECT_EQ(responseCodeByName("NOT_SUPPORTED"), IFD_NOT_SUPPORTED);
+    EXPECT_EQ(responseCodeByName("ERROR_NOT_SUPPORTED"), IFD_ERROR_NOT_SUPPORTED);
     EXPECT_EQ(responseCodeByName("612"), IFD_COMMUNICATION_ERROR);
     EXPECT_EQ(responseCodeName(IFD_ICC_NOT_PRESENT), "IFD_ICC_NOT_PRESENT");
     EXPECT_EQ(responseCodeName(4711), "4711");

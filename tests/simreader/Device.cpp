@@ -168,7 +168,13 @@ long Device::capability(DWORD tag, Target target) {
     hangWhileAsked(call.function);
     if (gone())
         return finish(call, IFD_NO_SUCH_DEVICE);
-    return deliver(call, attribute(tag).value_or(failure(IFD_ERROR_TAG)), target);
+    // A refused attribute leaves the length alone: pcscd then has answers of its own to some.
+    const DWORD room = target.length;
+    const auto answer = attribute(tag).value_or(failure(IFD_ERROR_TAG));
+    const long code = deliver(call, answer, target);
+    if (answer.code != IFD_SUCCESS && !answer.claimedLength)
+        target.length = room;
+    return code;
 }
 
 long Device::setCapability(DWORD tag, const unsigned char* value, DWORD length) {
