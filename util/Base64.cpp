@@ -52,7 +52,7 @@ std::uint32_t BigEndian32(const unsigned char* bytes) {
 
 /// Writes the two digits of the low 12 bits.
 void PutPair(const Base64Alphabet& alphabet, std::uint32_t bits, char* out) {
-    std::memcpy(out, &alphabet.pairs[2 * (bits & 0xFFF)], 2);
+    std::memcpy(out, &alphabet.pairs[std::size_t{2} * (bits & 0xFFF)], 2);
 }
 
 /// Twelve bytes are three words and eight pairs of digits without a remainder.

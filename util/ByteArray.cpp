@@ -130,7 +130,7 @@ std::string ByteArray::ToHexString(unsigned short flags) const {
     std::string text(step * (size() - 1) + 2, ' ');
     char* out = text.data();
     for (const unsigned char byte : *this) {
-        std::memcpy(out, &pairs[2U * byte], 2);
+        std::memcpy(out, &pairs[std::size_t{2} * byte], 2);
         out += step;
     }
     return text;

@@ -28,24 +28,44 @@ bool EqualNoCase(char a, char b) {
     return ToLower(a) == ToLower(b);
 }
 
-/// For each prefix of the pattern the length of its longest proper prefix that is also its suffix.
-std::vector<std::size_t> BorderLengths(const std::string& pattern) {
-    std::vector<std::size_t> borders(pattern.size(), 0);
-    std::size_t matched = 0;
-    for (std::size_t i = 1; i < pattern.size(); ++i) {
-        while (matched > 0 && !EqualNoCase(pattern[i], pattern[matched]))
-            matched = borders[matched - 1];
-        if (EqualNoCase(pattern[i], pattern[matched]))
-            ++matched;
-        borders[i] = matched;
-    }
-    return borders;
+bool Equal(char a, char b) {
+    return a == b;
 }
 
-/// The first `needle` in [hay, end), or null. memmem takes linear time however often the needle nearly matches.
-const char* FindBytes(const char* hay, const char* end, const char* needle, std::size_t needleLength) {
-    return static_cast<const char*>(memmem(hay, static_cast<std::size_t>(end - hay), needle, needleLength));
-}
+/// Searches for a text that is not empty, in linear time however often it nearly matches (Knuth, Morris and Pratt).
+class Search {
+public:
+    using Equality = bool (*)(char, char);
+
+    Search(const std::string& what, Equality equality) : pattern(what), equal(equality), borders(what.size(), 0) {
+        std::size_t matched = 0;
+        for (std::size_t i = 1; i < pattern.size(); ++i)
+            borders[i] = matched = Extend(matched, pattern[i]);
+    }
+
+    /// Position of the first match at or after `from`, or npos.
+    std::size_t Find(const std::string& text, std::size_t from) const {
+        std::size_t matched = 0;
+        for (std::size_t i = from; i < text.size(); ++i) {
+            matched = Extend(matched, text[i]);
+            if (matched == pattern.size())
+                return i + 1 - matched;
+        }
+        return std::string::npos;
+    }
+
+private:
+    /// How much of the pattern has matched once `next` has come after the `matched` characters of it.
+    std::size_t Extend(std::size_t matched, char next) const {
+        while (matched > 0 && !equal(next, pattern[matched]))
+            matched = borders[matched - 1];
+        return equal(next, pattern[matched]) ? matched + 1 : matched;
+    }
+
+    const std::string& pattern;
+    Equality equal;
+    std::vector<std::size_t> borders; // for each prefix its longest proper prefix that is a suffix of it as well
+};
 
 } // namespace
 
@@ -65,17 +85,7 @@ int nocase_cmp(const std::string& a, const std::string& b, int n) {
 std::size_t nocase_find(const std::string& text, const std::string& what, std::size_t from) {
     if (what.empty())
         return from <= text.size() ? from : std::string::npos;
-    const auto borders = BorderLengths(what);
-    std::size_t matched = 0;
-    for (std::size_t i = from; i < text.size(); ++i) {
-        while (matched > 0 && !EqualNoCase(text[i], what[matched]))
-            matched = borders[matched - 1];
-        if (EqualNoCase(text[i], what[matched]))
-            ++matched;
-        if (matched == what.size())
-            return i + 1 - matched;
-    }
-    return std::string::npos;
+    return Search(what, EqualNoCase).Find(text, from);
 }
 
 bool nocase_StartsWith(const std::string& text, const std::string& prefix) {
@@ -118,14 +128,12 @@ void RemoveTrailingSpaces(std::string& text) {
 std::string replaceAll(const std::string& text, const std::string& from, const std::string& to) {
     if (from.empty())
         return text;
+    const Search search(from, Equal);
     std::string result;
-    const char* rest = text.data();
-    const char* const end = rest + text.size();
-    while (const char* const match = FindBytes(rest, end, from.data(), from.size())) {
-        result.append(rest, match).append(to);
-        rest = match + from.size();
-    }
-    return result.append(rest, end);
+    std::size_t copied = 0;
+    for (std::size_t match = 0; (match = search.Find(text, copied)) != std::string::npos; copied = match + from.size())
+        result.append(text, copied, match - copied).append(to);
+    return result.append(text, copied, std::string::npos);
 }
 
 std::string GenerateRandomString(int n) {
@@ -146,8 +154,9 @@ long MyMemfind(const char* hay, long hayLen, const char* needle, long needleLen,
         return -1;
     if (needleLen == 0)
         return first;
-    const char* const match = FindBytes(hay + first, hay + hayLen, needle, static_cast<std::size_t>(needleLen));
-    return match == nullptr ? -1 : static_cast<long>(match - hay);
+    const void* const match =
+        memmem(hay + first, static_cast<std::size_t>(hayLen - first), needle, static_cast<std::size_t>(needleLen));
+    return match == nullptr ? -1 : static_cast<long>(static_cast<const char*>(match) - hay);
 }
 
 bool IsDigit(char c) {
