@@ -1,0 +1,47 @@
+# shellcheck shell=bash
+# What the package tests share. A test is a function whose name is a sentence; `FILE NAME` runs one, `FILE` all of them,
+# each on a private machine of its own.
+set -euo pipefail
+
+# shellcheck disable=SC2034  # for the tests
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+
+fail() {
+  echo "$(basename "$0"):${BASH_LINENO[${depth:-0}]}: $*" >&2
+  exit 1
+}
+
+# expect_equal WANTED GOT WHAT
+expect_equal() {
+  [ "$1" = "$2" ] || depth=1 fail "$3: wanted '$1', got '$2'"
+}
+
+# expect_match PATTERN TEXT WHAT    the pattern is a shell pattern, to be found anywhere
+expect_match() {
+  # shellcheck disable=SC2053  # a pattern on purpose
+  [[ $2 == *$1* ]] || depth=1 fail "$3: wanted '$1' in: $2"
+}
+
+# expect_no_match PATTERN TEXT WHAT
+expect_no_match() {
+  # shellcheck disable=SC2053  # a pattern on purpose
+  [[ $2 != *$1* ]] || depth=1 fail "$3: did not want '$1' in: $2"
+}
+
+run_tests() {
+  local tests=("$@") name
+  if [ ${#tests[@]} -eq 0 ]; then
+    mapfile -t tests < <(sed -n 's/^\([A-Z][A-Za-z0-9]*\)() {$/\1/p' "$0")
+  fi
+  if [ -z "${LUMOADMIN_SANDBOX:-}" ]; then
+    for name in "${tests[@]}"; do "$root/scripts/sandbox" "$0" "$name" || failed=1; done
+    exit "${failed:-0}"
+  fi
+  work=$(mktemp -d)
+  trap 'rm -rf "$work"' EXIT
+  for name in "${tests[@]}"; do
+    # In a shell of its own, so that a failing test ends alone and changes nothing for the next.
+    if (cd "$work" && "$name"); then echo "passed: $name"; else echo "FAILED: $name"; failed=1; fi
+  done
+  exit "${failed:-0}"
+}
