@@ -28,6 +28,36 @@ expect_no_match() {
   [[ $2 != *$1* ]] || depth=1 fail "$3: did not want '$1' in: $2"
 }
 
+# Skips the file's tests where users cannot be made: a mapped root has only one user id.
+needs_real_root() {
+  [ "$(awk '{print $3; exit}' /proc/self/uid_map)" -gt 1 ] && [ "$(id -u)" -eq 0 ] && return
+  echo "users can only be made by the real root"
+  exit 77
+}
+
+# add_user NAME [GROUP]    with a group and a HOME of the same name
+add_user() {
+  useradd --user-group --no-create-home --no-log-init --home-dir "/mnt/home/$1" ${2:+--groups "$2"} "$1"
+  install --directory --owner="$1" --group="$1" --mode=700 "/mnt/home/$1"
+}
+
+# as USER COMMAND...    with that user's groups and HOME
+as() {
+  local user=$1
+  shift
+  setpriv --reuid "$user" --regid "$user" --init-groups env --unset=LUMOADMIN_SANDBOX HOME="/mnt/home/$user" \
+    USER="$user" LOGNAME="$user" "$@"
+}
+
+# wait_for COMMAND...    until it succeeds, ten seconds at most
+wait_for() {
+  local end=$((SECONDS + 10))
+  until "$@"; do
+    [ $SECONDS -lt $end ] || depth=1 fail "waited in vain for: $*"
+    sleep 0.05
+  done
+}
+
 run_tests() {
   local tests=("$@") name
   if [ ${#tests[@]} -eq 0 ]; then
