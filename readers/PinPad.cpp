@@ -21,12 +21,12 @@ constexpr int pinFailure = 1;
 constexpr int pinNotSupported = 2;
 
 struct Key {
-    unsigned char code;
+    unsigned int code;
+    unsigned int beepHertz; ///< 0: silent
     const char* message;
     unsigned short (*count)(unsigned short digits);
-    bool finish;
     long error;
-    unsigned long beepHertz; ///< 0: silent
+    bool finish;
     bool pollsOn;
 };
 
@@ -45,13 +45,13 @@ unsigned short OneLess(unsigned short digits) {
 
 // clang-format off
 constexpr Key keys[] = {
-    // code  message                         digits   finish error              beep  polls on
-    {0x08, "CardReader: CORRECTION",         OneLess, false, SCARD_S_SUCCESS,   2000, true},
-    {0x0A, "CardReader: CLEAR",              None,    false, SCARD_S_SUCCESS,   2000, true},
-    {0x0D, "CardReader: OK",                 Same,    true,  SCARD_S_SUCCESS,    200, false},
-    {0x1B, "CardReader: CANCEL KEY",         Same,    false, SCARD_E_CANCELLED, 2000, false},
-    {0x2B, "CardReader: PIN DIGIT",          OneMore, false, SCARD_S_SUCCESS,    200, true},
-    {0x40, "CardReader: ABORT (Timeout?)",   Same,    false, SCARD_E_TIMEOUT,      0, false},
+    // code beep  message                         digits   error              finish polls on
+    {0x08,  2000, "CardReader: CORRECTION",       OneLess, SCARD_S_SUCCESS,   false, true},
+    {0x0A,  2000, "CardReader: CLEAR",            None,    SCARD_S_SUCCESS,   false, true},
+    {0x0D,   200, "CardReader: OK",               Same,    SCARD_S_SUCCESS,   true,  false},
+    {0x1B,  2000, "CardReader: CANCEL KEY",       Same,    SCARD_E_CANCELLED, false, false},
+    {0x2B,   200, "CardReader: PIN DIGIT",        OneMore, SCARD_S_SUCCESS,   false, true},
+    {0x40,     0, "CardReader: ABORT (Timeout?)", Same,    SCARD_E_TIMEOUT,   false, false},
 };
 // clang-format on
 

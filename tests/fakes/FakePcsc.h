@@ -15,8 +15,8 @@ struct Reader {
     std::string name;
     bool cardPresent = true;
     std::string atr = "\x3B\x80";
-    std::map<unsigned long, std::string> attributes; ///< bytes by attribute tag; others are not supported
-    std::map<unsigned long, std::string> controls;   ///< answers by control code; others are not supported
+    std::map<unsigned long, std::string> attributes = {}; ///< bytes by attribute tag; others are not supported
+    std::map<unsigned long, std::string> controls = {};   ///< answers by control code; others are not supported
 };
 
 enum class Function {
