@@ -60,6 +60,7 @@ private:
 
     bool read(ConfigType type);
     bool write(ConfigType type);
+    static bool WriteDocument(Store& store, const std::string& document);
     template <typename T>
     bool setValue(const sConfig* entry, const T& value);
     template <typename T>

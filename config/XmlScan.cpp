@@ -1,0 +1,212 @@
+#include "config/XmlScan.h"
+
+#include <algorithm>
+#include <array>
+
+namespace Vantor {
+
+namespace {
+
+constexpr std::size_t None = std::string_view::npos;
+
+/// A set of bytes with a quick look-up: a document consists of names for the most part.
+class ByteSet {
+public:
+    constexpr explicit ByteSet(std::string_view bytes) {
+        for (const char byte : bytes) {
+            members[static_cast<unsigned char>(byte)] = true;
+        }
+    }
+
+    constexpr bool Has(char byte) const { return members[static_cast<unsigned char>(byte)]; }
+
+private:
+    std::array<bool, 256> members = {};
+};
+
+constexpr ByteSet Blanks(" \n\r\t");
+// What ends a name for the parser; everything else is a part of it, quotes included.
+constexpr ByteSet ElementNameEnd(" \n\r\t/>?");
+constexpr ByteSet AttributeNameEnd(" \n\r\t/<>=?!");
+
+enum class Markup { Open, Close, Empty, Other, Broken };
+
+bool StartsWith(std::string_view text, std::string_view prefix) {
+    return text.substr(0, prefix.size()) == prefix;
+}
+
+/// Reads one piece of markup after another. `rest` always begins behind the piece just read.
+class Scanner {
+public:
+    explicit Scanner(std::string_view text) : rest(text) {}
+
+    /// Moves to the next "<"; false at the end of the text.
+    bool FindMarkup() {
+        rest.remove_prefix(std::min(rest.find('<'), rest.size()));
+        return !rest.empty();
+    }
+
+    Markup ReadMarkup() {
+        rest.remove_prefix(1);
+        if (rest.empty()) {
+            return Markup::Broken;
+        }
+        switch (rest.front()) {
+        case '!':
+            return ReadDeclaration();
+        case '?':
+            return SkipBehind("?>", 1);
+        case '/':
+            rest.remove_prefix(1);
+            return ReadClosingTag();
+        default:
+            return ReadTag();
+        }
+    }
+
+private:
+    /// Skips up to and including the end mark, which does not begin before `from`.
+    Markup SkipBehind(std::string_view mark, std::size_t from) {
+        const std::size_t found = rest.find(mark, from);
+        if (found == None) {
+            return Markup::Broken;
+        }
+        rest.remove_prefix(found + mark.size());
+        return Markup::Other;
+    }
+
+    Markup ReadDeclaration() {
+        if (StartsWith(rest, "!--")) {
+            return SkipBehind("-->", 3);
+        }
+        if (StartsWith(rest, "![CDATA[")) {
+            return SkipBehind("]]>", 8);
+        }
+        if (StartsWith(rest, "!DOCTYPE") && rest.size() > 8 && Blanks.Has(rest[8])) {
+            return SkipDocumentType();
+        }
+        return SkipBehind(">", 1);
+    }
+
+    /// The internal subset stands in brackets and may hold ">".
+    Markup SkipDocumentType() {
+        std::size_t brackets = 0;
+        for (std::size_t i = 9; i < rest.size(); ++i) {
+            const char c = rest[i];
+            if (c == '[') {
+                ++brackets;
+            } else if (c == ']' && brackets > 0) {
+                --brackets;
+            } else if (c == '>' && brackets == 0) {
+                rest.remove_prefix(i + 1);
+                return Markup::Other;
+            }
+        }
+        return Markup::Broken;
+    }
+
+    void SkipBlanks() {
+        while (!rest.empty() && Blanks.Has(rest.front())) {
+            rest.remove_prefix(1);
+        }
+    }
+
+    /// False when there is no name.
+    bool SkipName(const ByteSet& end) {
+        const auto behind = std::find_if(rest.begin(), rest.end(), [&](char c) { return end.Has(c); });
+        const auto length = static_cast<std::size_t>(behind - rest.begin());
+        rest.remove_prefix(length);
+        return length > 0;
+    }
+
+    bool Skip(char expected) {
+        if (rest.empty() || rest.front() != expected) {
+            return false;
+        }
+        rest.remove_prefix(1);
+        return true;
+    }
+
+    bool SkipQuoted() {
+        if (rest.empty() || (rest.front() != '"' && rest.front() != '\'')) {
+            return false;
+        }
+        const std::size_t end = rest.find(rest.front(), 1);
+        if (end == None) {
+            return false;
+        }
+        rest.remove_prefix(end + 1);
+        return true;
+    }
+
+    bool SkipAttributes() {
+        SkipBlanks();
+        while (SkipName(AttributeNameEnd)) {
+            SkipBlanks();
+            if (!Skip('=')) {
+                return false;
+            }
+            SkipBlanks();
+            if (!SkipQuoted()) {
+                return false;
+            }
+            SkipBlanks();
+        }
+        return true;
+    }
+
+    Markup ReadTag() {
+        if (!SkipName(ElementNameEnd) || !SkipAttributes()) {
+            return Markup::Broken;
+        }
+        const bool empty = Skip('/');
+        if (!Skip('>')) {
+            return Markup::Broken;
+        }
+        return empty ? Markup::Empty : Markup::Open;
+    }
+
+    Markup ReadClosingTag() {
+        SkipName(ElementNameEnd);
+        SkipBlanks();
+        return Skip('>') ? Markup::Close : Markup::Broken;
+    }
+
+    std::string_view rest;
+};
+
+bool IsNameStart(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == ':' ||
+           static_cast<unsigned char>(c) >= 0x80;
+}
+
+bool IsNameCharacter(char c) {
+    return IsNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
+}
+
+} // namespace
+
+XmlScan ScanXml(std::string_view text) {
+    XmlScan result;
+    std::size_t level = 0;
+    Scanner scanner(text);
+    while (scanner.FindMarkup()) {
+        const Markup markup = scanner.ReadMarkup();
+        if (markup == Markup::Broken || (markup == Markup::Close && level == 0)) {
+            return result;
+        }
+        if (markup == Markup::Open || markup == Markup::Empty) {
+            result.depth = std::max(result.depth, level + 1);
+        }
+        level += markup == Markup::Open ? 1 : 0;
+        level -= markup == Markup::Close ? 1 : 0;
+    }
+    result.complete = level == 0;
+    return result;
+}
+
+bool IsXmlName(std::string_view name) {
+    return !name.empty() && IsNameStart(name.front()) && std::all_of(name.begin(), name.end(), IsNameCharacter);
+}
+
+} // namespace Vantor

@@ -1,0 +1,24 @@
+// A linear look at an XML text before the parser, which recurses, sees it.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace Vantor {
+
+/// What a scan finds out about an XML text.
+struct XmlScan {
+    bool complete = false; ///< every piece of markup is closed and no more elements end than begin
+    std::size_t depth = 0; ///< nesting of the deepest element; the root element counts 1
+};
+
+/// Walks the markup from left to right, without recursion and without memory. Tells tags from comments, CDATA,
+/// processing instructions and document types exactly as the property tree's parser does, so that its depth is never
+/// less than the parser's. Markup that the parser would refuse ends the walk: not complete.
+XmlScan ScanXml(std::string_view text);
+
+/// Whether an XML 1.0 document can have an element of this name. Bytes from 0x80 on, which UTF-8 uses for letters
+/// outside ASCII, are taken as letters.
+bool IsXmlName(std::string_view name);
+
+} // namespace Vantor
