@@ -1,6 +1,8 @@
 #include "logging/Logging.h"
 
+#include <algorithm>
 #include <array>
+#include <initializer_list>
 #include <limits>
 #include <mutex>
 #include <string_view>
@@ -14,14 +16,15 @@ namespace {
 
 using Guard = std::lock_guard<Mutex>;
 
-constexpr std::array<std::string_view, 7> typeNames = {
-    "ERROR", "MESSAGE", "DEBUG", "IN FUNCTION", "OUT FUNCTION", "STACKTRACE", "WARNING",
+// As they stand in a line, right-aligned.
+constexpr std::array<std::string_view, 7> paddedTypeNames = {
+    "        ERROR", "      MESSAGE", "        DEBUG", "  IN FUNCTION",
+    " OUT FUNCTION", "   STACKTRACE", "      WARNING",
 };
-constexpr std::size_t typeWidth = 13;
 
-std::string_view TypeName(DebugLevel type) {
+std::string_view PaddedTypeName(DebugLevel type) {
     const auto index = static_cast<std::size_t>(type); // a negative one comes out far above the table
-    return index < typeNames.size() ? typeNames[index] : typeNames[DEBUGLEVEL_MESSAGE];
+    return index < paddedTypeNames.size() ? paddedTypeNames[index] : paddedTypeNames[DEBUGLEVEL_MESSAGE];
 }
 
 std::string LocalTimeText(std::time_t time) {
@@ -35,27 +38,41 @@ std::string LocalTimeText(std::time_t time) {
 }
 
 // " (1234)"; asking the kernel again for each line would cost a tenth of it. A child of fork asks anew.
-const std::string& ThreadIdText() {
-    thread_local std::string text;
-    thread_local unsigned int forks = 0;
-    if (text.empty() || forks != ForkGeneration()) {
-        forks = ForkGeneration();
-        text = " (" + std::to_string(LibLogging::GetThreadId()) + ")";
+std::string_view ThreadIdText() {
+    struct Cache {
+        unsigned int forks;
+        std::size_t length;
+        char text[24];
+    };
+    thread_local Cache cache{}; // plain memory: no constructor to be checked for in each line
+    if (cache.length == 0 || cache.forks != ForkGeneration()) {
+        cache.forks = ForkGeneration();
+        const std::string text = " (" + std::to_string(LibLogging::GetThreadId()) + ")";
+        cache.length = text.copy(cache.text, sizeof(cache.text));
     }
-    return text;
+    return {cache.text, cache.length};
 }
 
-void FormatLine(std::string& line, DebugLevel type, const std::string& timeText, bool withThreadId,
-                const std::string& text) {
-    line.clear();
-    if (type != DEBUGLEVEL_RAW) {
-        const std::string_view name = TypeName(type);
-        line.append(timeText).append(typeWidth - name.size(), ' ').append(name);
-        if (withThreadId) {
-            line.append(ThreadIdText());
-        }
+// The parts of a line are put side by side into memory of the known size.
+void Join(std::string& line, std::initializer_list<std::string_view> parts) {
+    std::size_t size = 0;
+    for (const auto part : parts) {
+        size += part.size();
     }
-    line.append(1, ' ').append(text).append(1, '\n');
+    line.resize(size);
+    char* end = line.data();
+    for (const auto part : parts) {
+        end = std::copy(part.begin(), part.end(), end);
+    }
+}
+
+void FormatLine(std::string& line, DebugLevel type, std::string_view timeText, bool withThreadId,
+                std::string_view text) {
+    if (type == DEBUGLEVEL_RAW) {
+        Join(line, {" ", text, "\n"});
+    } else {
+        Join(line, {timeText, PaddedTypeName(type), withThreadId ? ThreadIdText() : "", " ", text, "\n"});
+    }
 }
 
 } // namespace
@@ -249,7 +266,8 @@ std::string LibLogging::GetLogEntry(DebugLevel type, const std::string& text) {
 }
 
 std::string LibLogging::LogTypeToString(DebugLevel type) {
-    return std::string(TypeName(type));
+    const std::string_view padded = PaddedTypeName(type);
+    return std::string(padded.substr(padded.find_first_not_of(' ')));
 }
 
 std::string LibLogging::GetTimeString(long seconds) {
