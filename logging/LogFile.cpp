@@ -21,6 +21,9 @@ std::atomic<unsigned int> forks{0};
 constexpr off_t presenceByte = off_t{1} << 62;
 constexpr off_t moverByte = presenceByte + 1;
 
+// In milliseconds. Longer than another needs to empty the file, unless it is stopped while it does.
+constexpr int longestWait = 100;
+
 // Never waits. Record locks of the open file description: a failed change of the kind keeps what was held, and threads
 // and copies of the process are told apart. A file system without such locks has nobody else to be found.
 bool SetLock(int fd, int type, off_t byte) {
@@ -69,8 +72,11 @@ unsigned int ForkGeneration() {
 
 bool LogFile::Open(const std::string& path) {
     m_path = path;
+    m_hadCompany = false;
     Adopt(OpenForAppending(path));
-    m_taken = IsOpen() && !m_present;
+    for (int wait = 0; IsOpen() && !JoinHolders() && wait < longestWait; ++wait) {
+        usleep(1000);
+    }
     return IsOpen();
 }
 
@@ -83,29 +89,19 @@ void LogFile::Adopt(FileDescriptor file) {
     m_forks = ForkGeneration();
     struct stat status {};
     m_followedSize = IsOpen() && fstat(m_file.Get(), &status) == 0 ? status.st_size : 0;
-    m_present = IsOpen() && SetLock(m_file.Get(), F_RDLCK, presenceByte);
+    m_present = false;
+    JoinHolders();
 }
 
-bool LogFile::BecomeAlone() {
-    const int fd = m_file.Get();
-    m_present = m_present || SetLock(fd, F_RDLCK, presenceByte);
-    return m_present && SetLock(fd, F_WRLCK, presenceByte);
+// Refused while another empties the file.
+bool LogFile::JoinHolders() {
+    m_present = m_present || (IsOpen() && SetLock(m_file.Get(), F_RDLCK, presenceByte));
+    return m_present;
 }
 
-void LogFile::AllowCompany() {
-    SetLock(m_file.Get(), F_RDLCK, presenceByte);
-}
-
-bool LogFile::Empty() {
-    m_followedSize = 0;
-    return ftruncate(m_file.Get(), 0) == 0;
-}
-
-void LogFile::Clear() {
-    if (IsOpen() && BecomeAlone()) {
-        Empty();
-        AllowCompany();
-    }
+bool LogFile::LeadsHere() const {
+    struct stat status {};
+    return fstat(m_file.Get(), &status) == 0 && LeadsTo(m_path, status);
 }
 
 void LogFile::Write(std::string_view line) {
@@ -113,9 +109,7 @@ void LogFile::Write(std::string_view line) {
         return;
     }
     LeaveParentsFile();
-    if (!m_present) {
-        m_present = SetLock(m_file.Get(), F_RDLCK, presenceByte);
-    }
+    JoinHolders();
     const std::size_t written = WriteAll(m_file.Get(), line);
     if (written != 0 && written != line.size()) {
         DropFragment(written);
@@ -137,7 +131,7 @@ void LogFile::LeaveParentsFile() {
         return;
     }
     m_forks = ForkGeneration();
-    m_taken = true;
+    m_hadCompany = true;
     FileDescriptor own = OpenForAppending(m_path);
     if (own.IsOpen()) {
         Adopt(std::move(own));
@@ -154,7 +148,7 @@ bool LogFile::Follow() {
         m_followedSize = status.st_size;
         return true;
     }
-    m_taken = true;
+    m_hadCompany = true;
     FileDescriptor next = OpenForAppending(m_path);
     if (next.IsOpen()) {
         const std::string lines = status.st_nlink == 0 ? ReadFrom(m_file.Get(), m_followedSize, status.st_size) : "";
@@ -164,48 +158,75 @@ bool LogFile::Follow() {
     return false;
 }
 
-bool LogFile::IsShared() {
-    if (m_taken || !IsOpen()) {
-        return m_taken;
+LogFileClaim::LogFileClaim(LogFile& file) : m_log(file) {
+    const int fd = m_log.m_file.Get();
+    if (!m_log.JoinHolders()) {
+        m_log.m_hadCompany = true;
+    } else if (SetLock(fd, F_WRLCK, presenceByte)) {
+        m_kind = Kind::Alone;
+    } else {
+        m_log.m_hadCompany = true;
+        m_kind = SetLock(fd, F_WRLCK, moverByte) ? Kind::InCompany : Kind::None;
     }
-    const bool alone = BecomeAlone();
-    if (alone) {
-        AllowCompany();
+    if (IsGranted() && !m_log.LeadsHere()) {
+        HandBack();
     }
-    return !alone;
 }
 
-bool LogFile::MoveContentsTo(const std::string& target) {
+LogFileClaim::~LogFileClaim() {
+    HandBack();
+}
+
+// After a move in company the locks went with the file that was moved, and there is nothing to unlock.
+void LogFileClaim::HandBack() {
+    const Kind kind = std::exchange(m_kind, Kind::None);
+    if (kind == Kind::Alone) {
+        SetLock(m_log.m_file.Get(), F_RDLCK, presenceByte);
+    } else if (kind == Kind::InCompany) {
+        SetLock(m_log.m_file.Get(), F_UNLCK, moverByte);
+    }
+}
+
+bool LogFileClaim::Empty() {
+    m_log.m_followedSize = 0;
+    return ftruncate(m_log.m_file.Get(), 0) == 0;
+}
+
+void LogFileClaim::Clear() {
+    if (IsAlone()) {
+        Empty();
+    }
+}
+
+bool LogFileClaim::MoveContentsTo(const std::string& target) {
     struct stat status {};
-    if (!IsOpen() || fstat(m_file.Get(), &status) != 0 || !S_ISREG(status.st_mode) || LeadsTo(target, status)) {
+    if (!IsGranted() || fstat(m_log.m_file.Get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+        LeadsTo(target, status)) {
         return false; // a device has no contents, or no end of them
     }
-    if (!BecomeAlone()) {
-        return m_present && RenameTo(target);
-    }
-    bool moved = CopyToFile(m_file.Get(), target);
-    if (moved && !Empty()) {
-        unlink(target.c_str());
-        moved = false;
-    }
-    AllowCompany();
-    return moved;
+    return IsAlone() ? CopyTo(target) : RenameTo(target);
 }
 
-bool LogFile::RenameTo(const std::string& target) {
-    if (!SetLock(m_file.Get(), F_WRLCK, moverByte)) {
-        return false; // somebody else is about it
+bool LogFileClaim::CopyTo(const std::string& target) {
+    if (!CopyToFile(m_log.m_file.Get(), target)) {
+        return false;
     }
-    struct stat status {};
-    const bool moved = fstat(m_file.Get(), &status) == 0 && LeadsTo(m_path, status) &&
-                       std::rename(m_path.c_str(), target.c_str()) == 0;
-    m_taken = true;
-    FileDescriptor next = moved ? OpenForAppending(m_path) : FileDescriptor();
-    SetLock(m_file.Get(), F_UNLCK, moverByte);
+    if (!Empty()) {
+        unlink(target.c_str());
+        return false;
+    }
+    return true;
+}
+
+bool LogFileClaim::RenameTo(const std::string& target) {
+    if (std::rename(m_log.m_path.c_str(), target.c_str()) != 0) {
+        return false;
+    }
+    FileDescriptor next = OpenForAppending(m_log.m_path);
     if (next.IsOpen()) {
-        Adopt(std::move(next));
+        m_log.Adopt(std::move(next));
     }
-    return moved;
+    return true;
 }
 
 } // namespace Vantor

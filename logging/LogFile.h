@@ -14,19 +14,16 @@ namespace Vantor {
 ///
 /// Several processes may hold the same file open: each line is one append, so none overwrites another, and each holder
 /// keeps a shared record lock on a byte far behind the end, by which they know of each other without a lock per line.
-/// Only who is alone empties the file in place; in company its name is moved away instead, and the others, whose
-/// lines go on into the moved file for up to a second, come after (see Follow).
+/// Who moves or empties the file claims it first (see LogFileClaim).
 class LogFile {
 public:
     /// Opens the file for appending and makes it if it is missing; what it holds stays. Closes another one first.
+    /// Gives a logger that is just emptying the file up to a tenth of a second to finish.
     /// Only regular files and devices are opened: a pipe could block its writer, or end the program.
     /// @return false when it cannot be opened; the log file is closed then
     bool Open(const std::string& path);
     void Close();
     bool IsOpen() const { return m_file.IsOpen(); }
-
-    /// Empties the file if no other logger has it open; else it is left as it is.
-    void Clear();
 
     /// Appends the line whole. When the disk has no room for all of it, nothing of it stays.
     void Write(std::string_view line);
@@ -36,28 +33,59 @@ public:
     /// Meant to be called about once a second. @return true when the name still led here
     bool Follow();
 
-    /// True when another logger has the file open, or the file was taken away since Open.
-    bool IsShared();
+    /// True when, since Open, another logger was seen to have the file open or the file was taken away: numbered parts
+    /// that exist may then be of this run.
+    bool HadCompany() const { return m_hadCompany; }
 
+private:
+    friend class LogFileClaim;
+    void Adopt(FileDescriptor file);
+    void LeaveParentsFile();
+    bool JoinHolders();
+    bool LeadsHere() const;
+    void DropFragment(std::size_t written);
+
+    FileDescriptor m_file;
+    std::string m_path;
+    bool m_present = false; // our shared lock is set
+    bool m_hadCompany = false;
+    unsigned int m_forks = 0; // ForkGeneration() when this process opened it
+    off_t m_followedSize = 0; // the file's length when its name last led here
+};
+
+/// The right to move or empty an open log file, and to number and archive its parts. One holder in the world has it.
+///
+/// Who is alone with the file copies it and empties it in place, so that who follows the file keeps it. In company
+/// another's line could fall between the copy and the emptying; there the file's name is moved instead, and the others,
+/// whose lines go on into the moved file for up to a second, come after.
+class LogFileClaim {
+public:
+    /// Claims without waiting.
+    explicit LogFileClaim(LogFile& file);
+    ~LogFileClaim();
+    LogFileClaim(const LogFileClaim&) = delete;
+    LogFileClaim& operator=(const LogFileClaim&) = delete;
+
+    /// False when somebody else is just about the file, or its name no longer leads to it: it is to be left as it is.
+    bool IsGranted() const { return m_kind != Kind::None; }
+    /// True when no other logger has the file open, and none can open it beside us before the claim ends.
+    bool IsAlone() const { return m_kind == Kind::Alone; }
+
+    /// Empties the file if we are alone; else it is left as it is.
+    void Clear();
     /// Moves what the file holds to the file `target`, which is replaced, and leaves the log file open and empty.
     /// @return false when that could not be done completely; then the log file holds what it held, and goes on
     bool MoveContentsTo(const std::string& target);
 
 private:
-    void Adopt(FileDescriptor file);
-    void LeaveParentsFile();
-    bool BecomeAlone();
-    void AllowCompany();
-    bool Empty();
+    enum class Kind { None, Alone, InCompany };
+    void HandBack();
+    bool CopyTo(const std::string& target);
     bool RenameTo(const std::string& target);
-    void DropFragment(std::size_t written);
+    bool Empty();
 
-    FileDescriptor m_file;
-    std::string m_path;
-    bool m_present = false;   // our shared lock is set
-    bool m_taken = false;     // the name has led elsewhere since Open, or somebody was just emptying the file
-    unsigned int m_forks = 0; // ForkGeneration() when this process opened it
-    off_t m_followedSize = 0; // the file's length when its name last led here
+    LogFile& m_log;
+    Kind m_kind = Kind::None;
 };
 
 /// How many times this process's ancestors and itself were made by fork since the program began: tells a child that

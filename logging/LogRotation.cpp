@@ -31,7 +31,8 @@ std::string Numbered(const std::string& name, unsigned long number) {
     return base + "_" + std::to_string(number) + "." + ext;
 }
 
-unsigned long FirstFreeNumber(const std::string& name, unsigned long number) {
+unsigned long FirstFreeNumber(const std::string& name) {
+    unsigned long number = 0;
     while (Exists(Numbered(name, number))) {
         ++number;
     }
@@ -42,11 +43,18 @@ std::string ArchiveName(const std::string& name) {
     return LibLogging::NumberedName(LibLogging::NameWithTimeStamp(name));
 }
 
-// A part that stayed would be replaced by the next split, so where there is no room for a copy it is renamed.
-void ArchivePart(const std::string& part) {
+// Copied, then removed. A part that stayed would be replaced by the next split, so where there is no room for a copy it
+// is renamed; in company at once, because a part of that name may come again while a copy is made.
+void ArchivePart(const std::string& part, bool alone) {
     const std::string archive = ArchiveName(part);
-    if (!LibLogging::BackupFile(part, archive, true)) {
+    if (!alone || !LibLogging::BackupFile(part, archive, true)) {
         static_cast<void>(std::rename(part.c_str(), archive.c_str()) == 0);
+    }
+}
+
+void ArchiveParts(const std::string& name, bool alone) {
+    for (unsigned long number = 0; Exists(Numbered(name, number)); ++number) {
+        ArchivePart(Numbered(name, number), alone);
     }
 }
 
@@ -106,18 +114,24 @@ void LibLogging::OpenFileAndRotate(const std::string& name) {
     OpenFileAndRotateLocked(name);
 }
 
-// Opened first, for appending: a file that cannot be archived then goes on instead of being emptied.
+// Opened first, for appending: a file that cannot be archived then goes on instead of being emptied. The parts come
+// before the file: in company the claim ends when the file is moved.
 void LibLogging::OpenFileAndRotateLocked(const std::string& name) {
+    m_fileName = name;
     const bool existed = Exists(name);
-    if (m_file.Open(name)) {
+    if (!m_file.Open(name)) {
         if (existed) {
-            m_file.MoveContentsTo(ArchiveName(name));
+            BackupFile(name, ArchiveName(name), false);
         }
-    } else if (existed) {
-        BackupFile(name, ArchiveName(name), false);
+        ArchiveParts(name, true);
+        return;
     }
-    for (unsigned long number = 0; Exists(Numbered(name, number)); ++number) {
-        ArchivePart(Numbered(name, number));
+    LogFileClaim claim(m_file);
+    if (claim.IsGranted()) {
+        ArchiveParts(name, claim.IsAlone());
+        if (existed) {
+            claim.MoveContentsTo(ArchiveName(name));
+        }
     }
 }
 
@@ -126,15 +140,20 @@ void LibLogging::SplitLog() {
     SplitLogLocked();
 }
 
-// The number is used up only by a part that was made: a gap would end the search for parts at the next start.
+// A gap in the numbers would end the search for parts at the next start. So a number is used up only by a part that was
+// made, and in company, where another may have archived the parts, the first free one is taken.
 void LibLogging::SplitLogLocked() {
     m_loggedEntries = 0;
     m_loggedFileSize = 0;
     if (!m_file.Follow()) {
         return; // somebody has just taken the lines away
     }
-    const unsigned long number = m_file.IsShared() ? FirstFreeNumber(m_fileName, m_splitNumber) : m_splitNumber;
-    if (m_file.MoveContentsTo(Numbered(m_fileName, number))) {
+    LogFileClaim claim(m_file);
+    if (!claim.IsGranted()) {
+        return; // somebody is just doing it
+    }
+    const unsigned long number = m_file.HadCompany() ? FirstFreeNumber(m_fileName) : m_splitNumber;
+    if (claim.MoveContentsTo(Numbered(m_fileName, number))) {
         m_splitNumber = number + 1;
     }
 }

@@ -91,12 +91,14 @@ void LibLogging::Init(const std::string& file, unsigned int maxEntries, bool rot
     m_verbose = true;
     m_outputDebugString = true;
     m_logThreadId = false;
-    m_fileName = AppendLogExtension(file);
     m_file.Close();
     if (rotate) {
-        OpenFileAndRotateLocked(m_fileName);
-    } else if (m_file.Open(m_fileName)) {
-        m_file.Clear();
+        OpenFileAndRotateLocked(AppendLogExtension(file));
+        return;
+    }
+    m_fileName = AppendLogExtension(file);
+    if (m_file.Open(m_fileName)) {
+        LogFileClaim(m_file).Clear();
     }
 }
 
