@@ -1,0 +1,82 @@
+// The main window on a machine with simulated readers and a configuration file of the test's own.
+#pragma once
+
+#include "app/MainFrame.h"
+#include "app/wxCheckedListCtrl.h"
+#include "tests/gui/Desktop.h"
+
+#include <wx/notebook.h>
+
+#include <string>
+#include <vector>
+
+/// A main window whose readers tests can look at and add to.
+class OpenFrame : public MainFrame {
+public:
+    OpenFrame() : MainFrame(nullptr) {}
+    using MainFrame::m_ConfiguredReaders;
+    using MainFrame::m_CtapiReaders;
+    using MainFrame::m_PcscReaders;
+};
+
+class Window : public Desktop {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    /// Writes the machine's configuration file: `client` is put into the element of the client's settings, `others`
+    /// beside it.
+    static void Configure(const std::string& client, const std::string& others = "");
+    /// The sub-tree of one PC/SC reader.
+    static std::string PcscSubTree(const std::string& element, const std::string& name);
+
+    /// Every value in the file as "path = text", in the order of the file, paths below the root joined by "/".
+    static std::vector<std::string> Settings();
+    /// The text at such a path; "(none)" where the file has none.
+    static std::string Setting(const std::string& path);
+    static std::string FileText();
+
+    /// Attaches readers with cards.
+    static void Attach(const std::vector<std::string>& names);
+
+    /// Brings up registries and language as the program does, then the window. It is shown by `Present`.
+    OpenFrame& Open();
+
+    /// The control with one of the fixed numbers.
+    template <typename Control>
+    Control& Get(MainFrame::ControlId id) {
+        auto* control = dynamic_cast<Control*>(frame->FindWindow(id));
+        EXPECT_NE(control, nullptr) << id;
+        return *control;
+    }
+    /// The control of a kind with this text.
+    template <typename Control>
+    Control& Get(const wxString& label) {
+        auto* control = dynamic_cast<Control*>(wxWindow::FindWindowByLabel(label, frame));
+        EXPECT_NE(control, nullptr) << label;
+        return *control;
+    }
+    /// The n-th control of a kind, in the order of creation.
+    template <typename Control>
+    Control& Nth(std::size_t n) {
+        std::vector<wxWindow*> all;
+        Collect(*frame, all);
+        for (auto* window : all)
+            if (auto* control = dynamic_cast<Control*>(window); control != nullptr && n-- == 0)
+                return *control;
+        throw std::out_of_range("no such control");
+    }
+    Vantor::wxCheckedListCtrl& List() { return Nth<Vantor::wxCheckedListCtrl>(0); }
+    wxNotebook& Notebook() { return Nth<wxNotebook>(0); }
+
+    /// Shows a page of the presented window and handles what that brings.
+    void TurnTo(std::size_t page);
+
+    /// All windows below one, each before its children.
+    static void Collect(const wxWindow& parent, std::vector<wxWindow*>& all);
+
+    OpenFrame* frame = nullptr;
+};
+
+/// Names of the pages by their position.
+enum Page : std::size_t { InformationPage, ReaderPage, LoggingPage, WindowsPage, FurtherPage };
