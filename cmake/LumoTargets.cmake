@@ -36,6 +36,8 @@ function(lumoadmin_tests target)
   if(arg_DESKTOP)
     list(APPEND launcher "${PROJECT_SOURCE_DIR}/scripts/with-desktop")
   endif()
+  # For a board: the private machine is this one's, the test itself is emulated.
+  list(APPEND launcher ${CMAKE_CROSSCOMPILING_EMULATOR})
   set_target_properties(${target} PROPERTIES CROSSCOMPILING_EMULATOR "${launcher}")
   set(serial)
   if(arg_RUN_SERIAL)

@@ -5,6 +5,7 @@ set -euo pipefail
 
 # shellcheck disable=SC2034  # for the tests
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+: "${LUMOADMIN_BUILD:=$root/build/dev}"
 
 fail() {
   echo "$(basename "$0"):${BASH_LINENO[${depth:-0}]}: $*" >&2
@@ -16,16 +17,14 @@ expect_equal() {
   [ "$1" = "$2" ] || depth=1 fail "$3: wanted '$1', got '$2'"
 }
 
-# expect_match PATTERN TEXT WHAT    the pattern is a shell pattern, to be found anywhere
+# expect_match PART TEXT WHAT
 expect_match() {
-  # shellcheck disable=SC2053  # a pattern on purpose
-  [[ $2 == *$1* ]] || depth=1 fail "$3: wanted '$1' in: $2"
+  [[ $2 == *"$1"* ]] || depth=1 fail "$3: wanted '$1' in: $2"
 }
 
-# expect_no_match PATTERN TEXT WHAT
+# expect_no_match PART TEXT WHAT
 expect_no_match() {
-  # shellcheck disable=SC2053  # a pattern on purpose
-  [[ $2 != *$1* ]] || depth=1 fail "$3: did not want '$1' in: $2"
+  [[ $2 != *"$1"* ]] || depth=1 fail "$3: did not want '$1' in: $2"
 }
 
 # Skips the file's tests where users cannot be made: a mapped root has only one user id.
@@ -49,20 +48,23 @@ as() {
     USER="$user" LOGNAME="$user" "$@"
 }
 
-# wait_for COMMAND...    until it succeeds, ten seconds at most
+# wait_for COMMAND...    until it succeeds, for $patience seconds, 20 by default
 wait_for() {
-  local end=$((SECONDS + 10))
+  local end=$((SECONDS + ${patience:-20}))
   until "$@"; do
     [ $SECONDS -lt $end ] || depth=1 fail "waited in vain for: $*"
     sleep 0.05
   done
 }
 
+list_tests() {
+  sed -n 's/^\([A-Z][A-Za-z0-9]*\)() {$/\1/p' "$0"
+}
+
 run_tests() {
+  [ "${1:-}" != --list ] || { list_tests; exit 0; }
   local tests=("$@") name
-  if [ ${#tests[@]} -eq 0 ]; then
-    mapfile -t tests < <(sed -n 's/^\([A-Z][A-Za-z0-9]*\)() {$/\1/p' "$0")
-  fi
+  [ ${#tests[@]} -gt 0 ] || mapfile -t tests < <(list_tests)
   if [ -z "${LUMOADMIN_SANDBOX:-}" ]; then
     for name in "${tests[@]}"; do "$root/scripts/sandbox" "$0" "$name" || failed=1; done
     exit "${failed:-0}"
