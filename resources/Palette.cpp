@@ -1,7 +1,6 @@
 #include "resources/Palette.h"
 
 #include <algorithm>
-#include <cmath>
 #include <map>
 #include <unordered_map>
 
@@ -27,7 +26,6 @@ std::vector<Cluster> ClustersOf(const Image& image) {
             double{0} + pixel.red, double{0} + pixel.green, double{0} + pixel.blue, cluster.weight + 1, {packed}};
     }
     std::vector<Cluster> clusters;
-    clusters.reserve(found.size());
     for (auto& [packed, cluster] : found)
         clusters.push_back(std::move(cluster));
     return clusters;
@@ -67,7 +65,7 @@ void UniteCheapestPair(std::vector<Cluster>& clusters) {
 }
 
 Pixel MeanOf(const Cluster& cluster) {
-    const auto byte = [](double value) { return static_cast<std::uint8_t>(std::lround(value)); };
+    const auto byte = [](double value) { return static_cast<std::uint8_t>(value + 0.5); };
     return {byte(cluster.red), byte(cluster.green), byte(cluster.blue), 255};
 }
 
