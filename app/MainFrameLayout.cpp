@@ -3,7 +3,7 @@
 
 #include "app/XpmImage.h"
 #include "app/wxCheckedListCtrl.h"
-#include "resources/logo.xpm"
+#include "resources/XpmFile.h"
 #include "resources/status_installed.xpm"
 #include "resources/status_started.xpm"
 
@@ -78,7 +78,7 @@ void MainFrame::CreateControls(const wxString& about) {
 void MainFrame::CreateInformationPage(const wxString& about) {
     auto& page = m_Information;
     page.panel = new wxPanel(m_Notebook);
-    page.logo = NewPicture(page.panel, lumo_logo_xpm);
+    page.logo = NewPicture(page.panel, XpmFile(LogoXpmText()).Rows().data());
     page.about = NewText(page.panel, about);
     page.components =
         NewText(page.panel, wxGetTranslation(L"Beeinhaltet OpenSSL und wxWidgets (https://www.wxwidgets.org/)."));

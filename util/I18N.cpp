@@ -1,7 +1,5 @@
 #include "util/I18N.h"
 
-#include <climits>
-
 #include <wx/filename.h>
 #include <wx/intl.h>
 #include <wx/log.h>
@@ -15,8 +13,8 @@ enum Result : int { Ready = 0, PlainDefault = 1, LanguageMissing = 2 };
 
 /// The toolkit stops with an assertion when it is asked for the locale of a number that names no language.
 bool SystemHas(long language) {
-    return language >= INT_MIN && language <= INT_MAX && wxLocale::GetLanguageInfo(static_cast<int>(language)) &&
-           wxLocale::IsAvailable(static_cast<int>(language));
+    const int code = static_cast<int>(language);
+    return code == language && wxLocale::GetLanguageInfo(code) && wxLocale::IsAvailable(code);
 }
 
 std::unique_ptr<wxLocale> MakeLocale(int language) {
