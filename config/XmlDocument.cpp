@@ -19,7 +19,7 @@ bool IsAcceptable(const std::string& text) {
         return false;
     }
     const XmlScan scan = ScanXml(text);
-    return scan.complete && scan.depth <= MaxXmlDepth;
+    return scan.complete && scan.depth <= MaxXmlDepth && scan.nodes <= MaxXmlNodes;
 }
 
 } // namespace

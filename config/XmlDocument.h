@@ -12,6 +12,9 @@ namespace Vantor {
 constexpr std::size_t MaxXmlSize = std::size_t{4} << 20;
 /// The deepest nesting of elements. The parser and the tree recurse, which thousands of levels would not survive.
 constexpr std::size_t MaxXmlDepth = 256;
+/// The most elements, attributes and comments together: each takes some 400 bytes of a tree, and the target machines
+/// have little memory.
+constexpr std::size_t MaxXmlNodes = 300000;
 
 /// Parses a document, comments and attributes included; white space in texts is kept.
 /// @param tree  replaced by the document's tree; unchanged on failure

@@ -64,6 +64,8 @@ public:
         }
     }
 
+    std::size_t CountAttributes() const { return attributes; }
+
 private:
     /// Skips up to and including the end mark, which does not begin before `from`.
     Markup SkipBehind(std::string_view mark, std::size_t from) {
@@ -151,6 +153,7 @@ private:
                 return false;
             }
             SkipBlanks();
+            ++attributes;
         }
         return true;
     }
@@ -173,6 +176,7 @@ private:
     }
 
     std::string_view rest;
+    std::size_t attributes = 0;
 };
 
 bool IsNameStart(char c) {
@@ -198,9 +202,11 @@ XmlScan ScanXml(std::string_view text) {
         if (markup == Markup::Open || markup == Markup::Empty) {
             result.depth = std::max(result.depth, level + 1);
         }
+        result.nodes += markup == Markup::Close ? 0 : 1;
         level += markup == Markup::Open ? 1 : 0;
         level -= markup == Markup::Close ? 1 : 0;
     }
+    result.nodes += scanner.CountAttributes();
     result.complete = level == 0;
     return result;
 }

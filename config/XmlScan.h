@@ -10,6 +10,7 @@ namespace Vantor {
 struct XmlScan {
     bool complete = false; ///< every piece of markup is closed and no more elements end than begin
     std::size_t depth = 0; ///< nesting of the deepest element; the root element counts 1
+    std::size_t nodes = 0; ///< elements, attributes and other markup: what a tree of the text needs memory for, at most
 };
 
 /// Walks the markup from left to right, without recursion and without memory. Tells tags from comments, CDATA,

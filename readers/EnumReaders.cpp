@@ -110,6 +110,7 @@ bool ListPCSCReaders(std::vector<PCSCReaderConfig>& readers) {
     if (!ListPCSCReaders(names)) {
         return false;
     }
+    readers.reserve(readers.size() + names.size());
     PCSCReader reader;
     for (const std::string& name : names) {
         readers.push_back(DescribeReader(reader, name));

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -12,12 +13,10 @@ namespace Vantor {
 inline void AppendMultiString(const char* text, std::size_t length, std::vector<std::string>& names) {
     const char* const end = text + length;
     while (text != end && *text != '\0') {
-        const char* last = text;
-        while (last != end && *last != '\0') {
-            ++last;
-        }
+        const void* const zero = std::memchr(text, '\0', static_cast<std::size_t>(end - text));
+        const char* const last = zero != nullptr ? static_cast<const char*>(zero) : end;
         names.emplace_back(text, last);
-        text = last == end ? end : last + 1;
+        text = last != end ? last + 1 : end;
     }
 }
 

@@ -1,4 +1,4 @@
-// The structures that tell a reader how a PIN is entered on its keypad (PC/SC part 10, sections 2.5.2 and 2.5.3).
+// The structures that tell a reader how a PIN is entered on its keypad (PC/SC part 10).
 #pragma once
 
 #include <cstddef>

@@ -148,7 +148,8 @@ void Canvas::Draw(const Layer& layer) {
         Soften(mask, layer.blur);
     for (std::size_t i = 0; i < mask.size(); ++i) {
         if (mask[i] > 0) {
-            const Point centre = {static_cast<double>(i % width) + 0.5, static_cast<double>(i / width) + 0.5};
+            const std::size_t x = i % width, y = i / width;
+            const Point centre = {static_cast<double>(x) + 0.5, static_cast<double>(y) + 0.5};
             Blend(i, layer.paint.At(centre), mask[i], layer.mode);
         }
     }

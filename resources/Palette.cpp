@@ -1,6 +1,7 @@
 #include "resources/Palette.h"
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 #include <unordered_map>
 
@@ -26,6 +27,7 @@ std::vector<Cluster> ClustersOf(const Image& image) {
             double{0} + pixel.red, double{0} + pixel.green, double{0} + pixel.blue, cluster.weight + 1, {packed}};
     }
     std::vector<Cluster> clusters;
+    clusters.reserve(found.size());
     for (auto& [packed, cluster] : found)
         clusters.push_back(std::move(cluster));
     return clusters;
@@ -65,7 +67,7 @@ void UniteCheapestPair(std::vector<Cluster>& clusters) {
 }
 
 Pixel MeanOf(const Cluster& cluster) {
-    const auto byte = [](double value) { return static_cast<std::uint8_t>(value + 0.5); };
+    const auto byte = [](double value) { return static_cast<std::uint8_t>(std::lround(value)); };
     return {byte(cluster.red), byte(cluster.green), byte(cluster.blue), 255};
 }
 

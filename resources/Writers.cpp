@@ -43,7 +43,7 @@ std::string Quoted(const std::string& text) {
 
 /// Up to three digits after the point, the same in every locale and on every machine.
 std::string Number(double value) {
-    const auto thousandths = static_cast<long>(std::floor(value * 1000 + 0.5));
+    const auto thousandths = std::lround(value * 1000);
     std::string digits = std::to_string(std::labs(thousandths));
     if (digits.size() < 4)
         digits.insert(0, 4 - digits.size(), '0');
@@ -78,7 +78,7 @@ std::string PathData(const Path& path) {
 }
 
 std::uint32_t PackedColour(const Colour& colour) {
-    const auto byte = [](double value) { return static_cast<std::uint32_t>(value * 255 + 0.5); };
+    const auto byte = [](double value) { return static_cast<std::uint32_t>(std::lround(value * 255)); };
     return (byte(colour.red) << 16) | (byte(colour.green) << 8) | byte(colour.blue);
 }
 

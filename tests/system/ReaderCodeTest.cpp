@@ -365,6 +365,16 @@ TEST_F(Card, AnswersCommands) {
     EXPECT_THAT(response, ElementsAre(0x61, 0x10));
 }
 
+TEST_F(Card, LeavesTheResponseAloneWhenTheServiceIsGone) {
+    response = bytes({0x01, 0x02});
+    Pcscd::kill();
+    EXPECT_FALSE(reader.SendApdu(bytes({0x00, 0xA4, 0x04, 0x00}), response));
+    EXPECT_THAT(response, ElementsAre(0x01, 0x02));
+    Pcscd::start();
+    EXPECT_TRUE(reader.ConnectReader());
+    EXPECT_TRUE(reader.ConnectCard());
+}
+
 TEST_F(Card, GivesItsAtrAndStatus) {
     ByteArray atr;
     EXPECT_TRUE(reader.GetAtr(atr));

@@ -218,6 +218,13 @@ TEST(FileSystem, GetFileEmptiesAnExistingFileOnlyWhenCreating) {
     EXPECT_EQ(std::filesystem::file_size("/etc/vantor/logs/a.log"), 0u);
 }
 
+TEST(FileSystem, GetFileOfAnEntryWithoutAFileMakesTheDirectoryOnly) {
+    FileSystem* const paths = Open();
+    paths->AddConfig(1, BASE_ALLUSERS, "logs", "");
+    EXPECT_EQ(paths->GetFile(1, true), "/etc/vantor/logs");
+    EXPECT_TRUE(IsDirectory("/etc/vantor/logs"));
+}
+
 TEST(FileSystem, BeforeInitializePathsAreRelative) {
     FileSystem* const paths = FileSystem::GetHandle();
     paths->AddConfig(1, BASE_ALLUSERS, "a", "f");

@@ -4,6 +4,9 @@
 
 #include <boost/property_tree/ptree.hpp>
 
+#include <cstdio>
+#include <fstream>
+#include <iostream>
 #include <random>
 
 using namespace Vantor;
@@ -87,21 +90,133 @@ TEST(XmlDocument, ADocumentOfThisFormStaysByteForByte) {
     }
 }
 
+namespace {
+
+constexpr int Documents = 20;
+constexpr int ValuesEach = 5000;
+
+std::string RandomBytes(std::mt19937& random) {
+    std::string value(random() % 20, ' ');
+    const bool blank = random() % 4 == 0;
+    for (char& c : value) {
+        c = static_cast<char>(blank ? " \t\n\r"[random() % 4] : 1 + random() % 255);
+    }
+    return value;
+}
+
+void AppendUtf8(std::string& text, unsigned long point) {
+    const auto add = [&](unsigned long byte) { text += static_cast<char>(byte); };
+    if (point < 0x80) {
+        add(point);
+    } else if (point < 0x800) {
+        add(0xC0 | point >> 6);
+        add(0x80 | (point & 0x3F));
+    } else if (point < 0x10000) {
+        add(0xE0 | point >> 12);
+        add(0x80 | (point >> 6 & 0x3F));
+        add(0x80 | (point & 0x3F));
+    } else {
+        add(0xF0 | point >> 18);
+        add(0x80 | (point >> 12 & 0x3F));
+        add(0x80 | (point >> 6 & 0x3F));
+        add(0x80 | (point & 0x3F));
+    }
+}
+
+/// Characters that XML 1.0 allows (section 2.2), but the carriage return, which readers turn into a line feed.
+std::string RandomCharacters(std::mt19937& random) {
+    std::string text;
+    for (auto i = random() % 12; i > 0; --i) {
+        switch (random() % 5) {
+        case 0:
+            text += "\t\n <>&\"']"[random() % 9];
+            break;
+        case 1:
+            AppendUtf8(text, 0x20 + random() % (0xD800 - 0x20));
+            break;
+        case 2:
+            AppendUtf8(text, 0xE000 + random() % (0xFFFE - 0xE000));
+            break;
+        case 3:
+            AppendUtf8(text, 0x10000 + random() % 0x100000);
+            break;
+        default:
+            AppendUtf8(text, 0x20 + random() % 0x5F);
+        }
+    }
+    return text;
+}
+
+/// A text as Canonical XML 1.0 writes it (section 2.3).
+std::string Canonical(const std::string& text) {
+    std::string canonical;
+    for (const char c : text) {
+        switch (c) {
+        case '&':
+            canonical += "&amp;";
+            break;
+        case '<':
+            canonical += "&lt;";
+            break;
+        case '>':
+            canonical += "&gt;";
+            break;
+        default:
+            canonical += c;
+        }
+    }
+    return canonical;
+}
+
+/// What another XML reader makes of a document.
+std::string CanonicalByXmllint(const std::string& document) {
+    const std::string file = testing::TempDir() + "/document.xml";
+    std::ofstream(file, std::ios::binary) << document;
+    std::string output;
+    if (FILE* const pipe = popen(("xmllint --c14n " + file).c_str(), "r")) {
+        char chunk[65536];
+        for (std::size_t got = 0; (got = fread(chunk, 1, sizeof chunk, pipe)) > 0;) {
+            output.append(chunk, got);
+        }
+        EXPECT_EQ(pclose(pipe), 0);
+    }
+    std::remove(file.c_str());
+    return output;
+}
+
+} // namespace
+
 TEST(XmlDocument, EveryByteButNulSurvivesInAText) {
     std::mt19937 random(7);
-    for (int round = 0; round < 3000; ++round) {
-        std::string value(random() % 20, ' ');
-        for (char& c : value) {
-            c = static_cast<char>(round % 3 == 0 ? " \t\n\r"[random() % 4] : 1 + random() % 255);
-        }
+    for (int round = 0; round < Documents; ++round) {
         Tree tree;
-        tree.put("config.a", value);
+        for (int i = 0; i < ValuesEach; ++i) {
+            tree.add("config.a", RandomBytes(random));
+        }
         std::string text;
         ASSERT_TRUE(FormatXml(tree, text));
         Tree read;
         ASSERT_TRUE(ParseXml(text, read));
-        ASSERT_EQ(read, tree) << text;
+        ASSERT_TRUE(read == tree);
     }
+    std::cout << Documents * ValuesEach << " texts of any bytes but NUL, all identical\n";
+}
+
+TEST(XmlDocument, AnotherReaderGetsTheSameCharacters) {
+    std::mt19937 random(8);
+    for (int round = 0; round < Documents; ++round) {
+        Tree tree;
+        std::string expected = "<config>";
+        for (int i = 0; i < ValuesEach; ++i) {
+            const std::string value = RandomCharacters(random);
+            tree.add("config.a", value);
+            expected += "<a>" + Canonical(value) + "</a>";
+        }
+        std::string text;
+        ASSERT_TRUE(FormatXml(tree, text));
+        ASSERT_TRUE(CanonicalByXmllint(text) == expected + "</config>") << round;
+    }
+    std::cout << Documents * ValuesEach << " texts of legal characters, all read alike by xmllint\n";
 }
 
 TEST(XmlDocument, MalformedTextsAreRefusedAndChangeNothing) {
@@ -151,6 +266,29 @@ TEST(XmlDocument, SizeIsLimitedAlikeInBothDirections) {
     EXPECT_EQ(text.size(), MaxXmlSize);
     tree.put("a", std::string(MaxXmlSize - Declaration.size() - 6, 'x'));
     EXPECT_FALSE(FormatXml(tree, text));
+}
+
+TEST(XmlDocument, TheNumberOfElementsIsLimitedAlikeInBothDirections) {
+    const auto many = [](std::size_t count, const std::string& element) {
+        std::string text = "<a>";
+        while (count-- > 0) {
+            text += element;
+        }
+        return text + "</a>";
+    };
+    EXPECT_TRUE(Parses(many(MaxXmlNodes - 2, "<a/>"))) << "the root and the declaration that is written count as well";
+    EXPECT_FALSE(Parses(many(MaxXmlNodes - 1, "<a/>")));
+    EXPECT_FALSE(Parses(many(MaxXmlNodes / 2, "<a b=''/>")));
+    EXPECT_FALSE(Parses(many(MaxXmlNodes, "<!---->")));
+
+    Tree tree;
+    for (std::size_t i = 0; i < MaxXmlNodes; ++i) {
+        tree.push_back({"a", Tree()});
+    }
+    std::string text;
+    EXPECT_FALSE(FormatXml(tree, text)) << "with the declaration it is one too many";
+    tree.pop_back();
+    EXPECT_TRUE(FormatXml(tree, text));
 }
 
 TEST(XmlDocument, ATextThatWouldGrowBeyondTheLimitIsRefusedAtOnce) {

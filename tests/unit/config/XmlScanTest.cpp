@@ -41,6 +41,12 @@ TEST(XmlScan, CountsNestingFromOne) {
     ExpectScan("<a/><b><c/></b>", true, 2);
 }
 
+TEST(XmlScan, CountsWhatATreeNeedsMemoryFor) {
+    EXPECT_EQ(ScanXml("<a></a>").nodes, 1u);
+    EXPECT_EQ(ScanXml("<a b='1' c='2'><d/><e f=''></e></a>").nodes, 6u);
+    EXPECT_EQ(ScanXml("<!-- c --><a><![CDATA[x]]></a>").nodes, 3u);
+}
+
 TEST(XmlScan, SeesOpenElementsAndStrayEndsAsIncomplete) {
     ExpectScan("<a>", false, 1);
     ExpectScan("<a><b></a>", false, 2);

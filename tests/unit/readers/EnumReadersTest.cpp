@@ -134,10 +134,13 @@ TEST_F(EnumReadersTest, SucceedsWithAnEmptyList) {
 }
 
 TEST_F(EnumReadersTest, SurvivesAListWithoutAnEnd) {
-    FakePcsc::Script(Function::ListReaders, Lie("", 7));
-    FakePcsc::Script(Function::ListReaders, Answer::Bytes(std::string("one\0two", 7)));
-    EXPECT_TRUE(ListPCSCReaders(names));
-    EXPECT_THAT(names, ElementsAre("one", "two"));
+    for (const unsigned long length : {7UL, 8UL, 70000UL, ~0UL}) {
+        FakePcsc::Script(Function::ListReaders, Lie("", 7));
+        FakePcsc::Script(Function::ListReaders, Lie(std::string("one\0two", 7), length));
+        names.clear();
+        EXPECT_TRUE(ListPCSCReaders(names));
+        EXPECT_THAT(names, ElementsAre("one", "two")) << length;
+    }
 }
 
 TEST_F(EnumReadersTest, SurvivesLengthsThatDoNotFitTheList) {

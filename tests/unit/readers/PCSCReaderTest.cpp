@@ -556,23 +556,34 @@ TEST_F(PCSCReaderTest, LetsGoOfTheMutexOnEveryPath) {
     EXPECT_TRUE(isFree());
 }
 
-TEST_F(PCSCReaderTest, WaitsForTheMutexToConnectAndForTransactions) {
-    BindCard();
-    const std::vector<bool (*)(OpenPCSCReader&)> guarded = {
-        [](OpenPCSCReader& r) { return r.ConnectCard(false); },
-        [](OpenPCSCReader& r) { return r.BeginTransaction(); },
-        [](OpenPCSCReader& r) { return r.EndTransaction(); },
+TEST_F(PCSCReaderTest, HoldsTheMutexWhileItConnectsACardAndForTransactions) {
+    const auto noteMutex = [](const char* text) {
+        const bool free = sReaderMutex.try_lock();
+        if (free) {
+            sReaderMutex.unlock();
+        }
+        FakePcsc::Note((free ? "free: " : "held: ") + std::string(text));
     };
-    for (const auto& operation : guarded) {
-        FakePcsc::ClearTrace();
-        boost::unique_lock<boost::mutex> lock(sReaderMutex);
-        std::thread other([&] { EXPECT_TRUE(operation(reader)); });
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        EXPECT_THAT(FakePcsc::Trace(), IsEmpty()) << "nothing happens while somebody else holds the mutex";
-        lock.unlock();
-        other.join();
-        EXPECT_FALSE(FakePcsc::Calls().empty());
-    }
+    LibReaderImpl::SetMessageLoggingFunc(noteMutex);
+    LibReaderImpl::SetErrorLoggingFunc(noteMutex);
+
+    reader.ConnectReader();
+    FakePcsc::Script(Function::Connect, Answer::Failure(SCARD_E_SERVICE_STOPPED), 2);
+    reader.ConnectCard(false);
+    FakePcsc::Script(Function::EndTransaction, Answer::Failure(6));
+    reader.EndTransaction();
+    reader.Disconnect();
+    reader.BeginTransaction();
+
+    EXPECT_THAT(FakePcsc::Notes(),
+                ElementsAre("free: PCSCReader::ConnectReader", "free: PCSC ConnectReader Reader A",
+                            "held: PCSCReader::ConnectCard", "held: PCSCReader::LocalSCardConnect",
+                            "held: error in SCardConnect  (0x8010001e, 8010001e)",
+                            "held: error in SCardConnect  (0x8010001e, 8010001e)",
+                            "held: LocalSCardConnect error, trying to get new hCtx and retrying",
+                            "held: PCSCReader::Disconnect", "held: PCSCReader::ConnectReader",
+                            "held: PCSC ConnectReader Reader A", "held: Error in EndTransaction  (0x6, 6)",
+                            "free: PCSCReader::Disconnect", "held: BeginTransaction hCard is NULL"));
 }
 
 TEST_F(PCSCReaderTest, ConnectsReadersOfManyThreadsOneAfterAnother) {
