@@ -3,6 +3,7 @@
 #include <wx/evtloop.h>
 #include <wx/init.h>
 #include <wx/stopwatch.h>
+#include <wx/timer.h>
 #include <wx/uiaction.h>
 #include <wx/utils.h>
 
@@ -25,6 +26,32 @@ wxPoint InRow(const wxListCtrl& list, long row, int fromLeft) {
     EXPECT_TRUE(list.GetItemRect(row, rect));
     return list.ClientToScreen({rect.x + fromLeft, Middle(rect).y});
 }
+
+// Moves, presses and releases step by step, so that the main loop handles each by itself.
+class SlowClick : public wxTimer {
+public:
+    explicit SlowClick(const wxPoint& where) : target(where) { Start(50); }
+
+    void Notify() override {
+        wxUIActionSimulator user;
+        ++step;
+        if (step == 1)
+            user.MouseMove(target);
+        else if (step == 2)
+            user.MouseDown();
+        else if (step == 3)
+            user.MouseUp();
+        else if (step == GivesUp)
+            wxTheApp->ExitMainLoop();
+    }
+
+    bool GaveUp() const { return step >= GivesUp; }
+
+private:
+    static constexpr int GivesUp = 200;
+    wxPoint target;
+    int step = 0;
+};
 
 } // namespace
 
@@ -96,6 +123,14 @@ void Desktop::ClickAt(const wxPoint& screen) {
 
 void Desktop::Click(const wxWindow& control) {
     ClickAt(Middle(control.GetScreenRect()));
+}
+
+int Desktop::RunWithClick(const wxWindow& control, bool& ended) {
+    SlowClick click(Middle(control.GetScreenRect()));
+    wxTheApp->SetExitOnFrameDelete(true);
+    const int result = wxTheApp->OnRun();
+    ended = !click.GaveUp();
+    return result;
 }
 
 wxPoint Desktop::CheckBoxOf(const wxListCtrl& list, long row) {

@@ -30,6 +30,10 @@ protected:
     /// Clicks into the middle of a control.
     static void Click(const wxWindow& control);
 
+    /// Runs the main loop, with a click into the middle of a control as its first event. Returns what the loop does;
+    /// false in `ended` when it had to be stopped after ten seconds.
+    static int RunWithClick(const wxWindow& control, bool& ended);
+
     /// The middle of a row's check box, or of its label, in screen coordinates.
     static wxPoint CheckBoxOf(const wxListCtrl& list, long row);
     static wxPoint LabelOf(const wxListCtrl& list, long row);

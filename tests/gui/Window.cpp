@@ -83,11 +83,9 @@ void Window::Attach(const std::vector<std::string>& names) {
     }
 }
 
-OpenFrame& Window::Open() {
+void Window::Prepare() {
     GenerateConfig();
     GenerateFileSystem();
-    frame = new OpenFrame;
-    return *frame;
 }
 
 void Window::TurnTo(std::size_t page) {

@@ -39,8 +39,16 @@ protected:
     /// Attaches readers with cards.
     static void Attach(const std::vector<std::string>& names);
 
-    /// Brings up registries and language as the program does, then the window. It is shown by `Present`.
-    OpenFrame& Open();
+    /// Brings up the registries as the program does, then the window. It is shown by `Present`.
+    template <typename Frame = OpenFrame>
+    Frame& Open() {
+        Prepare();
+        auto* opened = new Frame;
+        frame = opened;
+        return *opened;
+    }
+    /// The first half of `Open`.
+    static void Prepare();
 
     /// The control with one of the fixed numbers.
     template <typename Control>
