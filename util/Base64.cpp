@@ -222,8 +222,9 @@ unsigned char* Base64::DecodeBlock(Group& group, unsigned char* out) {
                                                (d2 << 6) + d3};
     const std::size_t used = group.count <= 2 ? 1 : group.count - 1;
     group = {};
-    return std::transform(bytes.begin(), bytes.begin() + used, out,
-                          [](unsigned int byte) { return static_cast<unsigned char>(byte); });
+    for (std::size_t i = 0; i < used; ++i)
+        *out++ = static_cast<unsigned char>(bytes[i]);
+    return out;
 }
 
 /// Takes one character into the group, if it is one that counts.
