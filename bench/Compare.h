@@ -1,0 +1,25 @@
+// Pairs of benchmarks that bench/run sets side by side.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <string>
+#include <utility>
+
+/// Registers two benchmarks, "<row>|ours" and "<row>|peer"; each callable does the measured work once.
+/// bench/run runs them in turn within a round and takes the ratio round by round.
+template <class Ours, class Peer>
+void compare(const std::string& row, Ours ours, Peer peer, int threads = 1) {
+    const auto add = [&](const std::string& who, auto work) {
+        benchmark::RegisterBenchmark((row + "|" + who).c_str(),
+                                     [work](benchmark::State& state) mutable {
+                                         for (auto _ : state) {
+                                             work();
+                                         }
+                                     })
+            ->Threads(threads)
+            ->UseRealTime();
+    };
+    add("ours", std::move(ours));
+    add("peer", std::move(peer));
+}

@@ -1,0 +1,92 @@
+// Load, one change and a listing of configuration files against the same done with the XML library alone.
+// Writes /etc/vantor/bench-*: to be started under scripts/sandbox.
+
+#include "bench/Compare.h"
+#include "config/Config.h"
+
+#include <boost/property_tree/xml_parser.hpp>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+namespace {
+
+namespace pt = boost::property_tree;
+using Vantor::Config;
+
+constexpr unsigned kReaders = 1;
+constexpr unsigned kValue = 2;
+
+pt::ptree sampleTree(std::size_t readers) {
+    pt::ptree tree;
+    for (std::size_t i = 0; i < readers; ++i) {
+        pt::ptree& reader = tree.put("config.lumo_Client.Reader" + std::to_string(i), "");
+        for (const char* key : {"IsSecure", "Reader", "ReaderName", "UseGUI", "UseBeep", "UserMessage"}) {
+            reader.put(key, "PCSC Reader " + std::to_string(i));
+        }
+    }
+    tree.put("config.lumo_Client.Language", 89);
+    return tree;
+}
+
+void save(const std::string& file, const pt::ptree& tree) {
+    pt::write_xml(file, tree, std::locale(), pt::xml_writer_settings<std::string>(' ', 0, "utf-8"));
+}
+
+std::string prepare(const std::string& name, const pt::ptree& tree) {
+    std::filesystem::create_directories("/etc/vantor/" + name);
+    const std::string file = "/etc/vantor/" + name + "/config";
+    save(file, tree);
+    return file;
+}
+
+Config* open(const std::string& name) {
+    Config* config = Config::GetHandle(Config::Register());
+    config->Init(name);
+    config->AddConfig(kReaders, Vantor::CONFIG_ALLUSERS, "", "lumo Client", static_cast<Vantor::SysType>(0));
+    config->AddConfig(kValue, Vantor::CONFIG_ALLUSERS, "Language", "lumo Client", static_cast<Vantor::SysType>(0));
+    return config;
+}
+
+void compareSize(const std::string& size, std::size_t readers) {
+    const std::string name = "bench-" + std::to_string(readers);
+    const pt::ptree tree = sampleTree(readers);
+    const std::string file = prepare(name, tree);
+    compare(
+        "configuration load " + size, [name] { open(name)->Destroy(); },
+        [file] {
+            pt::ptree loaded;
+            pt::read_xml(file, loaded);
+            benchmark::DoNotOptimize(loaded);
+        });
+    Config* config = open(name);
+    compare(
+        "configuration set " + size, [config] { config->SetInteger(kValue, 58); },
+        [file, tree] { save(file + ".peer", tree); });
+    compare(
+        "configuration list " + size, [config] { benchmark::DoNotOptimize(config->EnumSubDirs(kReaders, "Reader")); },
+        [tree] {
+            std::vector<std::string> names;
+            for (const auto& child : tree.get_child("config.lumo_Client")) {
+                names.push_back(child.first);
+            }
+            benchmark::DoNotOptimize(names);
+        });
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    if (!std::getenv("LUMOADMIN_SANDBOX")) {
+        std::fprintf(stderr, "bench_config: start me under scripts/sandbox\n");
+        return 64;
+    }
+    compareSize("10 KB", 40);
+    compareSize("100 KB", 400);
+    compareSize("1 MB", 4000);
+    compareSize("10,000 sub-trees", 10000);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}
