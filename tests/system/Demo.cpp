@@ -1,0 +1,70 @@
+// Shows the program by itself, as a person would use it: ticks two readers, takes a picture of every page, presses OK.
+//
+// usage: lumoadmin_demo FOLDER    under scripts/with-desktop and scripts/with-pcscd; the pictures go to FOLDER, named by
+//                                 language and page. With LUMOADMIN_DEMO_LOOK set it only looks and changes nothing.
+
+#include "tests/system/Program.h"
+
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <stdexcept>
+
+namespace {
+
+/// A picture of the window with its title bar, not of the rest of somebody's screen.
+bool takePicture(const Program& program, const std::filesystem::path& file) {
+    const std::string window = std::to_string(program.window());
+    return Support::run({"import", "-frame", "-window", window, file}).status == 0;
+}
+
+/// The tabs of the notebook, whatever the language.
+std::vector<Support::Control> tabs(const Program& program) {
+    return Support::Accessibility(program.pid()).showing("page tab");
+}
+
+void takePictures(Program& program, const std::filesystem::path& folder, const std::string& language) {
+    int number = 0;
+    for (const Support::Control& tab : tabs(program)) {
+        const std::string name = tab.name();
+        program.showPage(name);
+        const auto file = folder / (language + "-" + std::to_string(++number) + ".png");
+        if (!takePicture(program, file)) {
+            throw std::runtime_error("no picture of the page " + name);
+        }
+        std::cout << "  " << file.filename().string() << "  " << name << '\n';
+    }
+    if (number == 0) {
+        throw std::runtime_error("the window shows no pages");
+    }
+}
+
+void useAsAPersonWould(Program& program) {
+    program.showPage(Texts::kReaders);
+    program.tickRow(0);
+    program.tickRow(1);
+    std::cout << "Ticked the first two readers.\n";
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    if (argc != 2) {
+        std::cerr << "usage: lumoadmin_demo FOLDER\n";
+        return 64;
+    }
+    try {
+        const char* language = std::getenv("LUMOADMIN_DEMO_LOOK");
+        Program program;
+        if (!language) {
+            useAsAPersonWould(program);
+        }
+        takePictures(program, argv[1], language ? language : "de");
+        program.press(language ? "Cancel" : "OK");
+        return program.ending().status;
+    } catch (const std::exception& error) {
+        std::cerr << "lumoadmin_demo: " << error.what() << '\n';
+        return 1;
+    }
+}
