@@ -10,6 +10,10 @@
 
 namespace Vantor {
 
+/// How many times this process's ancestors and itself were made by fork since the program began: tells a child that
+/// what it inherited belongs to its parent.
+[[nodiscard]] unsigned int ForkGeneration();
+
 /// One open log file to which whole lines are appended. Not thread-safe: its logger's lock guards it.
 ///
 /// Several processes may hold the same file open: each line is one append, so none overwrites another, and each holder
@@ -28,10 +32,19 @@ public:
     /// Appends the line whole. When the disk has no room for all of it, nothing of it stays.
     void Write(std::string_view line);
 
+    /// True when the file was opened by the parent of this process, with which it must not be shared; see Follow.
+    bool IsInherited() const { return m_forks != ForkGeneration(); }
+
     /// Looks whether the file's name still leads to the open file; if not (it was removed or renamed), opens what is
     /// there now, for appending. Lines that went into a removed file since the last look are written again.
-    /// Meant to be called about once a second. @return true when the name still led here
+    /// Meant to be called about once a second, and before a child of fork writes. @return true when the name led here
     bool Follow();
+
+    /// True when another, who is just emptying the file, does not finish: he was stopped, and lines would be lost when
+    /// he goes on. See StepAside.
+    bool IsHeldUp() { return IsOpen() && !JoinHolders(); }
+    /// Renames the file to `target` and opens a new one under its name.
+    void StepAside(const std::string& target);
 
     /// True when, since Open, another logger was seen to have the file open or the file was taken away: numbered parts
     /// that exist may then be of this run.
@@ -40,6 +53,8 @@ public:
 private:
     friend class LogFileClaim;
     void Adopt(FileDescriptor file);
+    bool ChangeTo(FileDescriptor next);
+    void WaitToJoin();
     void LeaveParentsFile();
     bool JoinHolders();
     bool LeadsHere() const;
@@ -54,10 +69,6 @@ private:
 };
 
 /// The right to move or empty an open log file, and to number and archive its parts. One holder in the world has it.
-///
-/// Who is alone with the file copies it and empties it in place, so that who follows the file keeps it. In company
-/// another's line could fall between the copy and the emptying; there the file's name is moved instead, and the others,
-/// whose lines go on into the moved file for up to a second, come after.
 class LogFileClaim {
 public:
     /// Claims without waiting.
@@ -67,29 +78,26 @@ public:
     LogFileClaim& operator=(const LogFileClaim&) = delete;
 
     /// False when somebody else is just about the file, or its name no longer leads to it: it is to be left as it is.
-    bool IsGranted() const { return m_kind != Kind::None; }
-    /// True when no other logger has the file open, and none can open it beside us before the claim ends.
-    bool IsAlone() const { return m_kind == Kind::Alone; }
+    bool IsGranted() const { return m_granted; }
 
-    /// Empties the file if we are alone; else it is left as it is.
+    /// Empties the file if nobody else has it open; else it is left as it is.
     void Clear();
+
     /// Moves what the file holds to the file `target`, which is replaced, and leaves the log file open and empty.
+    ///
+    /// Who is alone with the file copies it and empties it in place, so that who follows the file keeps it. In company
+    /// another's line could fall between the copy and the emptying; there the file's name is moved instead, and the
+    /// others, whose lines go on into the moved file for up to a second, come after.
     /// @return false when that could not be done completely; then the log file holds what it held, and goes on
     bool MoveContentsTo(const std::string& target);
 
 private:
-    enum class Kind { None, Alone, InCompany };
-    void HandBack();
+    bool EmptyIfAlone(off_t size);
     bool CopyTo(const std::string& target);
     bool RenameTo(const std::string& target);
-    bool Empty();
 
     LogFile& m_log;
-    Kind m_kind = Kind::None;
+    bool m_granted = false;
 };
-
-/// How many times this process's ancestors and itself were made by fork since the program began: tells a child that
-/// what it inherited belongs to its parent.
-[[nodiscard]] unsigned int ForkGeneration();
 
 } // namespace Vantor

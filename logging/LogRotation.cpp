@@ -43,18 +43,17 @@ std::string ArchiveName(const std::string& name) {
     return LibLogging::NumberedName(LibLogging::NameWithTimeStamp(name));
 }
 
-// Copied, then removed. A part that stayed would be replaced by the next split, so where there is no room for a copy it
-// is renamed; in company at once, because a part of that name may come again while a copy is made.
-void ArchivePart(const std::string& part, bool alone) {
+// A rename needs no room, cannot stop half-way, and keeps the lines of a logger that is late to leave the part.
+void ArchivePart(const std::string& part) {
     const std::string archive = ArchiveName(part);
-    if (!alone || !LibLogging::BackupFile(part, archive, true)) {
-        static_cast<void>(std::rename(part.c_str(), archive.c_str()) == 0);
+    if (std::rename(part.c_str(), archive.c_str()) != 0) {
+        LibLogging::BackupFile(part, archive, true);
     }
 }
 
-void ArchiveParts(const std::string& name, bool alone) {
+void ArchiveParts(const std::string& name) {
     for (unsigned long number = 0; Exists(Numbered(name, number)); ++number) {
-        ArchivePart(Numbered(name, number), alone);
+        ArchivePart(Numbered(name, number));
     }
 }
 
@@ -115,7 +114,7 @@ void LibLogging::OpenFileAndRotate(const std::string& name) {
 }
 
 // Opened first, for appending: a file that cannot be archived then goes on instead of being emptied. The parts come
-// before the file: in company the claim ends when the file is moved.
+// before the file: where the file is renamed the claim goes with it.
 void LibLogging::OpenFileAndRotateLocked(const std::string& name) {
     m_fileName = name;
     const bool existed = Exists(name);
@@ -123,12 +122,13 @@ void LibLogging::OpenFileAndRotateLocked(const std::string& name) {
         if (existed) {
             BackupFile(name, ArchiveName(name), false);
         }
-        ArchiveParts(name, true);
+        ArchiveParts(name);
         return;
     }
+    ReadyFileLocked();
     LogFileClaim claim(m_file);
     if (claim.IsGranted()) {
-        ArchiveParts(name, claim.IsAlone());
+        ArchiveParts(name);
         if (existed) {
             claim.MoveContentsTo(ArchiveName(name));
         }

@@ -98,6 +98,7 @@ void LibLogging::Init(const std::string& file, unsigned int maxEntries, bool rot
     }
     m_fileName = AppendLogExtension(file);
     if (m_file.Open(m_fileName)) {
+        ReadyFileLocked();
         LogFileClaim(m_file).Clear();
     }
 }
@@ -167,9 +168,7 @@ void LibLogging::LogLocked(const std::string& text, DebugLevel type) {
     if (!m_enabled || !m_file.IsOpen()) {
         return;
     }
-    if (TurnSecondLocked()) {
-        m_file.Follow();
-    }
+    ReadyFileLocked();
     if (IsFullLocked()) {
         SplitLogLocked();
     }
@@ -182,6 +181,15 @@ void LibLogging::LogLocked(const std::string& text, DebugLevel type) {
         m_file.Write(m_line);
         CountEntryLocked();
         CountBytesLocked(m_line.size());
+    }
+}
+
+void LibLogging::ReadyFileLocked() {
+    if (TurnSecondLocked() || m_file.IsInherited()) {
+        m_file.Follow();
+    }
+    if (m_file.IsHeldUp()) {
+        m_file.StepAside(NumberedName(NameWithTimeStamp(m_fileName)));
     }
 }
 
@@ -286,6 +294,7 @@ long LibLogging::GetThreadId() {
 
 void LibLogging::LogToFile(const std::string& line) {
     const Guard guard(*m_lock);
+    ReadyFileLocked();
     m_file.Write(line);
 }
 

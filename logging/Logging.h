@@ -164,6 +164,7 @@ private:
     void CountEntryLocked();
     void CountBytesLocked(unsigned long bytes);
     bool TurnSecondLocked();
+    void ReadyFileLocked();
     bool IsFullLocked() const;
     void OpenFileAndRotateLocked(const std::string& name);
     void SplitLogLocked();

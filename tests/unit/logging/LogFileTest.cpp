@@ -238,16 +238,20 @@ TEST_F(LogFileTest, ContentsThatCannotBeMovedStay) {
 
 TEST_F(LogFileTest, WhoHasTheFileOpenTooIsSeen) {
     file.Open(live);
+    EXPECT_TRUE(LogFileClaim(file).IsGranted());
+    EXPECT_FALSE(file.HadCompany());
     {
         LogFile other;
         other.Open(live);
-        EXPECT_FALSE(LogFileClaim(file).IsAlone());
-        EXPECT_FALSE(LogFileClaim(other).IsAlone());
+        EXPECT_TRUE(LogFileClaim(file).IsGranted());
+        EXPECT_TRUE(LogFileClaim(other).IsGranted());
+        EXPECT_TRUE(file.HadCompany());
+        EXPECT_TRUE(other.HadCompany());
     }
-    EXPECT_TRUE(LogFileClaim(file).IsAlone());
+    EXPECT_TRUE(LogFileClaim(file).IsGranted());
     EXPECT_TRUE(file.HadCompany()) << "it stays careful for the rest of the run";
     file.Open(live);
-    EXPECT_TRUE(LogFileClaim(file).IsAlone());
+    EXPECT_TRUE(LogFileClaim(file).IsGranted());
     EXPECT_FALSE(file.HadCompany());
 }
 
@@ -263,20 +267,21 @@ TEST_F(LogFileTest, OneClaimIsGrantedAtATime) {
     EXPECT_TRUE(LogFileClaim(other).IsGranted());
 }
 
-TEST_F(LogFileTest, WhileOneEmptiesTheFileAnotherAppendsWithoutAClaim) {
+TEST_F(LogFileTest, WhoJoinsWhileTheContentsAreCopiedLosesNothing) {
     file.Open(live);
     file.Write("one\n");
-    LogFile other;
+    LogFile late;
     {
-        const LogFileClaim alone(file);
-        ASSERT_TRUE(alone.IsAlone());
-        ASSERT_TRUE(other.Open(live));
-        EXPECT_FALSE(LogFileClaim(other).IsGranted());
-        other.Write("two\n");
+        LogFileClaim claim(file);
+        ASSERT_TRUE(claim.IsGranted());
+        ASSERT_TRUE(late.Open(live));
+        late.Write("two\n");
+        EXPECT_TRUE(claim.MoveContentsTo(folder / "part.log"));
     }
-    EXPECT_EQ(Contents(), "one\ntwo\n");
-    EXPECT_TRUE(other.HadCompany());
-    EXPECT_TRUE(LogFileClaim(other).IsGranted()) << "with the next claim it has joined";
+    late.Write("three\n");
+    file.Write("four\n");
+    EXPECT_EQ(Text("part.log"), "one\ntwo\nthree\n");
+    EXPECT_EQ(Contents(), "four\n");
 }
 
 TEST_F(LogFileTest, InCompanyTheFileIsNotCleared) {
@@ -289,7 +294,7 @@ TEST_F(LogFileTest, InCompanyTheFileIsNotCleared) {
         EXPECT_EQ(Contents(), "one\n");
     }
     LogFileClaim(file).Clear();
-    EXPECT_EQ(Contents(), "");
+    EXPECT_EQ(Contents(), "") << "alone again";
 }
 
 TEST_F(LogFileTest, InCompanyTheFileIsMovedAndTheOthersComeAfter) {
@@ -570,9 +575,9 @@ TEST_F(LogFileTest, AStoppedProcessDoesNotHoldTheOthersUp) {
 
 // --- kills
 
-// Runs a child and stops it before and after each of its system calls; at stop number `last` it is killed.
+// Runs a child and stops it before and after each of its system calls; at stop number `last`, `then` is done to it.
 // @return the number of stops; less than `last` when the child ended before
-int RunToStop(const std::function<void()>& child, int last) {
+int RunToStop(const std::function<void()>& child, int last, const std::function<void(pid_t)>& then) {
     const pid_t pid = Fork([&] {
         ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
         raise(SIGSTOP);
@@ -588,9 +593,13 @@ int RunToStop(const std::function<void()>& child, int last) {
             return stop - 1;
         }
     }
-    kill(pid, SIGKILL);
+    then(pid);
     waitpid(pid, &status, 0);
     return last;
+}
+
+void Kill(pid_t pid) {
+    kill(pid, SIGKILL);
 }
 
 class KillTest : public LogFileTest, public testing::WithParamInterface<bool> {};
@@ -619,7 +628,7 @@ TEST_P(KillTest, AtNoStopALineWhoseCallReturnedIsLost) {
             other.Open(live);
         }
         *returned = 0;
-        stops = RunToStop(run, last);
+        stops = RunToStop(run, last, Kill);
 
         auto lines = AllLines();
         ASSERT_GE(lines[" of the run before"], 1) << "killed at stop " << last << " " << inPlace;
@@ -636,5 +645,73 @@ TEST_P(KillTest, AtNoStopALineWhoseCallReturnedIsLost) {
 }
 
 INSTANTIATE_TEST_SUITE_P(AloneAndInCompany, KillTest, testing::Bool());
+
+// --- every meeting of two processes
+
+struct Meeting {
+    const char* name;
+    bool openBefore; // the other has the file open before the process starts
+    bool rotate;
+};
+
+class MeetingTest : public LogFileTest, public testing::WithParamInterface<Meeting> {};
+
+TEST_P(MeetingTest, AtNoStopOfOneDoTheLinesOfBothLoseAnything) {
+    test::clockTime = 0;
+    const Meeting meeting = GetParam();
+    constexpr int count = 12;
+    const auto start = [&](LibLogging& logger) {
+        logger.Init(live, 4, meeting.rotate);
+        logger.Enabled(true);
+    };
+    const auto write = [&](LibLogging& logger, const std::string& name) {
+        for (int i = 0; i < count; ++i) {
+            logger.LogRaw(name + std::to_string(i));
+        }
+    };
+    int stops = 0;
+    for (int last = 1;; ++last) {
+        std::filesystem::remove_all(folder.Path());
+        mkdir(folder.Path().c_str(), 0777);
+        LibLogging other(2);
+        if (meeting.openBefore) {
+            start(other);
+            write(other, "early");
+        }
+        const auto run = [&] {
+            LibLogging own(1);
+            start(own);
+            write(own, "own");
+        };
+        bool bothOpen = false;
+        stops = RunToStop(run, last, [&](pid_t pid) {
+            if (!meeting.openBefore) {
+                start(other);
+            }
+            write(other, "other");
+            bothOpen = true;
+            ptrace(PTRACE_DETACH, pid, nullptr, nullptr);
+        });
+        if (stops < last) {
+            break;
+        }
+        ASSERT_TRUE(bothOpen);
+        auto lines = AllLines();
+        for (int i = 0; i < count; ++i) {
+            const std::string number = std::to_string(i);
+            ASSERT_EQ(lines[" own" + number], 1) << "at stop " << last;
+            ASSERT_EQ(lines[" other" + number], 1) << "at stop " << last;
+            ASSERT_EQ(lines[" early" + number], meeting.openBefore ? 1 : 0) << "at stop " << last;
+        }
+    }
+    std::printf("%s: met at %d stops\n", meeting.name, stops);
+    EXPECT_GT(stops, 50);
+}
+
+INSTANTIATE_TEST_SUITE_P(OfTwo, MeetingTest,
+                         testing::Values(Meeting{"OneWithRotationStartsWhileOneLogs", false, true},
+                                         Meeting{"OneStartsWithRotationWhileOneLogs", true, true},
+                                         Meeting{"OneStartsWhileOneLogs", true, false}),
+                         [](const auto& test) { return test.param.name; });
 
 } // namespace
