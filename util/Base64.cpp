@@ -12,11 +12,34 @@ namespace Vantor {
 
 namespace {
 
+constexpr const char* CR_LF = "\r\n";
 constexpr unsigned short PAD_VALUE = 64;
 constexpr unsigned short NO_VALUE = 255;
 
-struct Settings {
+struct Tables {
+    const char* index;
+    const Base64ReverseTable* reverse;
     const Base64Alphabet* alphabet;
+};
+
+constexpr Tables DEFAULT = {IndexTable_BASE64_DEFAULT, &ReverseIndexTable_BASE64_DEFAULT, &Alphabet_BASE64_DEFAULT};
+constexpr Tables URL = {IndexTable_BASE64_URL, &ReverseIndexTable_BASE64_URL, &Alphabet_BASE64_URL};
+constexpr Tables YUI = {IndexTable_BASE64_YUI, &ReverseIndexTable_BASE64_YUI, &Alphabet_BASE64_YUI};
+constexpr Tables XML_NAME_TOKEN = {IndexTable_BASE64_XML_NAME_TOKEN, &ReverseIndexTable_BASE64_XML_NAME_TOKEN,
+                                   &Alphabet_BASE64_XML_NAME_TOKEN};
+constexpr Tables XML_IDENTIFIER = {IndexTable_BASE64_XML_IDENTIFIER, &ReverseIndexTable_BASE64_XML_IDENTIFIER,
+                                   &Alphabet_BASE64_XML_IDENTIFIER};
+constexpr Tables PROGRAM_IDENTIFIER_V1 = {IndexTable_BASE64_PROGRAM_IDENTIFIER_V1,
+                                          &ReverseIndexTable_BASE64_PROGRAM_IDENTIFIER_V1,
+                                          &Alphabet_BASE64_PROGRAM_IDENTIFIER_V1};
+constexpr Tables PROGRAM_IDENTIFIER_V2 = {IndexTable_BASE64_PROGRAM_IDENTIFIER_V2,
+                                          &ReverseIndexTable_BASE64_PROGRAM_IDENTIFIER_V2,
+                                          &Alphabet_BASE64_PROGRAM_IDENTIFIER_V2};
+constexpr Tables REGEX = {IndexTable_BASE64_REGEX, &ReverseIndexTable_BASE64_REGEX, &Alphabet_BASE64_REGEX};
+constexpr Tables FREENET = {IndexTable_BASE64_FREENET, &ReverseIndexTable_BASE64_FREENET, &Alphabet_BASE64_FREENET};
+
+struct Settings {
+    const Tables& tables;
     unsigned int lineLength;
     bool padding;
     bool strict;
@@ -24,25 +47,29 @@ struct Settings {
 
 // In the order of eBase64Type.
 constexpr Settings SETTINGS[] = {
-    {&Alphabet_BASE64_DEFAULT, 64, true, true},
-    {&Alphabet_BASE64_DEFAULT, 76, true, false},
-    {&Alphabet_BASE64_DEFAULT, 0, true, true},
-    {&Alphabet_BASE64_DEFAULT, 0, false, true},
-    {&Alphabet_BASE64_URL, 0, true, true},
-    {&Alphabet_BASE64_URL, 0, false, true},
-    {&Alphabet_BASE64_YUI, 0, true, true},
-    {&Alphabet_BASE64_XML_NAME_TOKEN, 0, false, true},
-    {&Alphabet_BASE64_XML_IDENTIFIER, 0, false, true},
-    {&Alphabet_BASE64_PROGRAM_IDENTIFIER_V1, 0, false, true},
-    {&Alphabet_BASE64_PROGRAM_IDENTIFIER_V2, 0, false, true},
-    {&Alphabet_BASE64_REGEX, 0, false, true},
-    {&Alphabet_BASE64_FREENET, 0, true, true},
-    {&Alphabet_BASE64_URL, 0, false, true},
+    {DEFAULT, 64, true, true},
+    {DEFAULT, 76, true, false},
+    {DEFAULT, 0, true, true},
+    {DEFAULT, 0, false, true},
+    {URL, 0, true, true},
+    {URL, 0, false, true},
+    {YUI, 0, true, true},
+    {XML_NAME_TOKEN, 0, false, true},
+    {XML_IDENTIFIER, 0, false, true},
+    {PROGRAM_IDENTIFIER_V1, 0, false, true},
+    {PROGRAM_IDENTIFIER_V2, 0, false, true},
+    {REGEX, 0, false, true},
+    {FREENET, 0, true, true},
+    {URL, 0, false, true},
 };
 
 const Settings& SettingsOf(eBase64Type type) {
     const auto index = static_cast<unsigned int>(type);
     return SETTINGS[index < std::size(SETTINGS) ? index : static_cast<unsigned int>(BASE64_DEFAULT)];
+}
+
+const unsigned char* AsBytes(const char* text) {
+    return reinterpret_cast<const unsigned char*>(text);
 }
 
 std::uint32_t BigEndian32(const unsigned char* bytes) {
@@ -78,11 +105,12 @@ void EncodeThree(const Base64Alphabet& alphabet, const unsigned char* bytes, cha
 }
 
 /// Decodes groups of four characters as long as all are digits, and moves both pointers past them.
-void DecodeRun(const Base64Alphabet& alphabet, const unsigned char*& text, const unsigned char* end,
-               unsigned char*& out) {
+void DecodeRun(const Base64Alphabet& alphabet, const char*& text, const char* end, unsigned char*& out) {
     const auto& places = alphabet.places;
     for (; end - text >= 4; text += 4, out += 3) {
-        const std::uint32_t bits = places[0][text[0]] | places[1][text[1]] | places[2][text[2]] | places[3][text[3]];
+        const unsigned char* const group = AsBytes(text);
+        const std::uint32_t bits =
+            places[0][group[0]] | places[1][group[1]] | places[2][group[2]] | places[3][group[3]];
         if (bits >= Base64Alphabet::NO_DIGIT)
             return;
         out[0] = static_cast<unsigned char>(bits >> 16);
@@ -102,35 +130,25 @@ unsigned int LineLengthOf(unsigned int lineMode) {
     }
 }
 
-std::string EncodeDefault(const unsigned char* data, std::size_t length, unsigned int lineLength) {
-    Base64 codec;
-    codec.SetLineLength(lineLength);
-    return codec.Encode(data, length);
+/// Digits that `length` bytes take.
+std::size_t DigitCount(std::size_t length) {
+    constexpr std::array<std::size_t, 3> LAST_DIGITS = {0, 2, 3};
+    return length / 3 * 4 + LAST_DIGITS[length % 3];
 }
 
-const char* AsText(const std::vector<unsigned char>& bytes) {
-    return reinterpret_cast<const char*>(bytes.data());
-}
-
-/// Copies a result to a caller's buffer of `size` characters, if it fits; `size` becomes the size of the result.
-template <class Result>
-bool CopyOut(const Result& result, char* out, std::size_t& size) {
-    const std::size_t room = out == nullptr ? 0 : size;
-    size = result.size();
-    if (size > room)
-        return false;
-    std::copy(result.begin(), result.end(), out);
-    return true;
+/// Room for the bytes of `length` characters, whichever of them count.
+std::size_t DecodedBound(std::size_t length) {
+    return length / 4 * 3 + length % 4;
 }
 
 } // namespace
 
-Base64::Base64() {
-    Init(BASE64_DEFAULT);
+Base64::Base64() : lineSeparator(CR_LF) {
+    ResetParametersToEncodingTypeDefaults();
 }
 
 void Base64::Init(eBase64Type newType) {
-    lineSeparator = "\r\n";
+    lineSeparator = CR_LF;
     type = newType;
     ResetParametersToEncodingTypeDefaults();
 }
@@ -148,9 +166,9 @@ void Base64::ResetParametersToEncodingTypeDefaults() {
     outputFlag = settings.strict;
     padding = settings.padding;
     lineLength = settings.lineLength;
-    alphabet = settings.alphabet;
-    indexTable = alphabet->indexTable;
-    reverseIndexTable = alphabet->reverseIndexTable->data();
+    indexTable = settings.tables.index;
+    reverseIndexTable = settings.tables.reverse->data();
+    alphabet = settings.tables.alphabet;
     if (type == BASE64_URL_ONE_LINE)
         lineSeparator.clear();
 }
@@ -171,45 +189,59 @@ bool Base64::EncodeBlock(const unsigned char* bytes, std::size_t count, char* ou
     return true;
 }
 
-bool Base64::EncodeFlat(const unsigned char* data, std::size_t length, char* out) const {
+Base64::Layout Base64::LayoutOf(std::size_t length) const {
+    const std::size_t digits = DigitCount(length);
+    const std::size_t flat = padding ? (digits + 3) / 4 * 4 : digits;
+    if (lineLength == 0 || flat == 0)
+        return {flat, 0, flat};
+    // Without padding nothing follows the last digit, not even a separator.
+    const std::size_t breaks = (padding ? flat : flat - 1) / lineLength;
+    return {flat, breaks, flat + breaks * lineSeparator.size()};
+}
+
+void Base64::EncodeInto(const unsigned char* data, std::size_t length, char* out, const Layout& layout) const {
+    EncodeFlat(data, length, out + (layout.whole - layout.flat));
+    if (layout.breaks != 0)
+        BreakLines(out, layout);
+}
+
+void Base64::EncodeFlat(const unsigned char* data, std::size_t length, char* out) const {
     for (; length >= 12; length -= 12, data += 12, out += 16)
         EncodeTwelve(*alphabet, data, out);
     for (; length >= 3; length -= 3, data += 3, out += 4)
         EncodeThree(*alphabet, data, out);
-    return length == 0 || EncodeBlock(data, length, out);
+    std::array<char, 4> last{};
+    if (EncodeBlock(data, length, last.data()))
+        std::copy_n(last.begin(), padding ? 4 : DigitCount(length), out);
 }
 
 /// Spreads a text that stands at the end of its buffer over lines. What is still to be moved stays ahead of what is
-/// written.
-void Base64::BreakLines(char* text, std::size_t textLength, std::size_t flatLength) const {
-    const char* rest = text + (textLength - flatLength);
-    for (; flatLength >= lineLength; flatLength -= lineLength) {
+/// written, and the last line stands in its place already.
+void Base64::BreakLines(char* text, const Layout& layout) const {
+    const char* rest = text + (layout.whole - layout.flat);
+    for (std::size_t i = 0; i < layout.breaks; ++i) {
         std::memmove(text, rest, lineLength);
         rest += lineLength;
-        text = std::copy(lineSeparator.begin(), lineSeparator.end(), text + lineLength);
+        text += lineLength;
+        for (const char c : lineSeparator)
+            *text++ = c;
     }
-    std::memmove(text, rest, flatLength);
-}
-
-void Base64::StripPadding(std::string& text) const {
-    text.erase(text.find_last_not_of(lineSeparator + indexTable[PAD_VALUE]) + 1);
 }
 
 std::string Base64::Encode(const std::vector<unsigned char>& data) const {
-    return Encode(data.data(), data.size());
+    const Layout layout = LayoutOf(data.size());
+    std::string text(layout.whole, '\0');
+    EncodeInto(data.data(), data.size(), text.data(), layout);
+    return text;
 }
 
-std::string Base64::Encode(const unsigned char* data, std::size_t length) const {
-    const std::size_t flatLength = length / 3 * 4 + (length % 3 == 0 ? 0 : 4);
-    const std::size_t breaks = lineLength == 0 ? 0 : flatLength / lineLength;
-    std::string text(flatLength + breaks * lineSeparator.size(), '\0');
-    if (!EncodeFlat(data, length, text.data() + (text.size() - flatLength)))
-        return {};
-    if (breaks != 0)
-        BreakLines(text.data(), text.size(), flatLength);
-    if (!padding)
-        StripPadding(text);
-    return text;
+bool Base64::Encode(const unsigned char* data, std::size_t length, char* out, std::size_t& size) const {
+    const Layout layout = LayoutOf(length);
+    const bool fits = out != nullptr && layout.whole <= size;
+    size = layout.whole;
+    if (fits)
+        EncodeInto(data, length, out, layout);
+    return fits || size == 0;
 }
 
 unsigned char* Base64::DecodeBlock(Group& group, unsigned char* out) {
@@ -220,19 +252,29 @@ unsigned char* Base64::DecodeBlock(Group& group, unsigned char* out) {
     const unsigned int d3 = group.digits[3];
     const std::array<unsigned int, 3> bytes = {(d0 << 2) + ((d1 & 0x30) >> 4), (d1 << 4) + ((d2 & 0x3F) >> 2),
                                                (d2 << 6) + d3};
-    const std::size_t used = group.count <= 2 ? 1 : group.count - 1;
+    const std::size_t count = group.count;
     group = {};
-    for (std::size_t i = 0; i < used; ++i)
+    for (std::size_t i = 0; i < bytes.size() && (i == 0 || i + 1 < count); ++i)
         *out++ = static_cast<unsigned char>(bytes[i]);
     return out;
 }
 
-/// Takes one character into the group, if it is one that counts.
+const char* Base64::SkipSeparators(const char* text, const char* end) const {
+    const auto isSeparator = [this](char c) {
+        for (const char separator : lineSeparator)
+            if (c == separator)
+                return true;
+        return false;
+    };
+    while (text != end && isSeparator(*text))
+        ++text;
+    return text;
+}
+
+/// Takes a character that is no separator into the group, if it is a digit.
 /// @return false when the variant refuses it
-bool Base64::DecodeCharacter(unsigned char c, Group& group) const {
-    if (lineSeparator.find(static_cast<char>(c)) != std::string::npos)
-        return true;
-    const unsigned short value = reverseIndexTable[c];
+bool Base64::DecodeCharacter(char c, Group& group) const {
+    const unsigned short value = reverseIndexTable[static_cast<unsigned char>(c)];
     if (outputFlag && (value == NO_VALUE || (value == PAD_VALUE && !padding)))
         return false;
     if (value != PAD_VALUE)
@@ -240,66 +282,88 @@ bool Base64::DecodeCharacter(unsigned char c, Group& group) const {
     return true;
 }
 
-bool Base64::Decode(const char* text, std::size_t length, std::vector<unsigned char>& out) const {
-    std::vector<unsigned char> bytes(length / 4 * 3 + length % 4);
-    unsigned char* write = bytes.data();
-    const auto* read = reinterpret_cast<const unsigned char*>(text);
-    const unsigned char* const end = read + length;
+bool Base64::DecodeInto(const char* text, std::size_t length, unsigned char* out, std::size_t& size) const {
+    const char* const end = text + length;
+    unsigned char* write = out;
     Group group;
-    while (read != end) {
+    size = 0;
+    for (;;) {
         if (group.count == 0)
-            DecodeRun(*alphabet, read, end, write);
-        if (read != end && !DecodeCharacter(*read++, group)) {
-            out.clear();
+            DecodeRun(*alphabet, text, end, write);
+        const char* const start = text;
+        text = SkipSeparators(text, end);
+        if (text == end)
+            break;
+        if (text != start)
+            continue; // a line begins, and with it most likely a run
+        if (!DecodeCharacter(*text++, group))
             return false;
-        }
         if (group.count == group.digits.size())
             write = DecodeBlock(group, write);
     }
     if (group.count > 0)
         write = DecodeBlock(group, write);
-    bytes.resize(static_cast<std::size_t>(write - bytes.data()));
-    out = std::move(bytes);
+    size = static_cast<std::size_t>(write - out);
     return true;
 }
 
 std::vector<unsigned char> Base64::Decode(const std::string& text) const {
-    std::vector<unsigned char> bytes;
-    // A refused text gives no bytes, which is all that this form can tell.
-    static_cast<void>(Decode(text.data(), text.size(), bytes));
+    std::vector<unsigned char> bytes(DecodedBound(text.size()));
+    std::size_t size = 0;
+    if (!DecodeInto(text.data(), text.size(), bytes.data(), size))
+        return {};
+    bytes.resize(size);
     return bytes;
 }
 
+bool Base64::Decode(const char* text, std::size_t length, unsigned char* out, std::size_t& size) const {
+    const std::size_t room = size;
+    if (out != nullptr && room >= DecodedBound(length))
+        return DecodeInto(text, length, out, size);
+    std::vector<unsigned char> bytes(DecodedBound(length));
+    if (!DecodeInto(text, length, bytes.data(), size))
+        return false;
+    const bool fits = out != nullptr && size <= room;
+    if (fits)
+        std::copy_n(bytes.begin(), size, out);
+    return fits || size == 0;
+}
+
 void b64encode(const std::vector<unsigned char>& data, std::string& out, unsigned int lineMode) {
-    out = EncodeDefault(data.data(), data.size(), LineLengthOf(lineMode));
+    Base64 codec;
+    codec.SetLineLength(LineLengthOf(lineMode));
+    std::size_t size = out.size();
+    const bool fits = codec.Encode(data.data(), data.size(), out.data(), size);
+    out.resize(size);
+    if (!fits)
+        static_cast<void>(codec.Encode(data.data(), data.size(), out.data(), size));
 }
 
 void b64encode(const std::vector<unsigned char>& data, std::vector<unsigned char>& out, unsigned int lineMode) {
-    const std::string text = EncodeDefault(data.data(), data.size(), LineLengthOf(lineMode));
+    std::string text;
+    b64encode(data, text, lineMode);
     out.assign(text.begin(), text.end());
 }
 
 bool b64encode(const char* data, std::size_t length, char* out, std::size_t& size, unsigned int lineLength) {
-    return CopyOut(EncodeDefault(reinterpret_cast<const unsigned char*>(data), length, lineLength), out, size);
+    Base64 codec;
+    codec.SetLineLength(lineLength);
+    return codec.Encode(AsBytes(data), length, out, size);
 }
 
 void b64decode(const std::string& text, std::vector<unsigned char>& out) {
-    out = Base64().Decode(text);
+    out.resize(DecodedBound(text.size()));
+    std::size_t size = out.size();
+    static_cast<void>(Base64().Decode(text.data(), text.size(), out.data(), size)); // a bad text has the size 0
+    out.resize(size);
 }
 
 void b64decode(const std::vector<unsigned char>& text, std::vector<unsigned char>& out) {
-    std::vector<unsigned char> bytes;
-    static_cast<void>(Base64().Decode(AsText(text), text.size(), bytes));
-    out = std::move(bytes);
+    b64decode(std::string(text.begin(), text.end()), out);
 }
 
 bool b64decode(const char* text, std::size_t length, char* out, std::size_t& size) {
-    std::vector<unsigned char> bytes;
-    if (!Base64().Decode(text, length, bytes)) {
-        size = 0;
-        return false;
-    }
-    return CopyOut(bytes, out, size);
+    return Base64().Decode(text, length, reinterpret_cast<unsigned char*>(out), size);
 }
 
 } // namespace Vantor

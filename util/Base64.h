@@ -77,16 +77,23 @@ public:
     /// The text of the bytes. The line separator follows every full line, the last one too; a variant without padding
     /// ends with a digit.
     [[nodiscard]] std::string Encode(const std::vector<unsigned char>& data) const;
-    [[nodiscard]] std::string Encode(const unsigned char* data, std::size_t length) const;
+    /// The same into a buffer that does not overlap `data`, without a terminating zero.
+    /// @param size  in: characters that `out` has room for; out: characters of the text
+    /// @return false when `out` is too small or null: `size` then tells what is needed, and `out` is unchanged
+    [[nodiscard]] bool Encode(const unsigned char* data, std::size_t length, char* out, std::size_t& size) const;
 
     /// The bytes of a text. Characters of the line separator are skipped wherever they stand, and so is the pad
     /// character where padding is allowed. A text may end within a group of four: one digit left over gives one byte,
     /// as two do.
     /// @return empty also when the text holds a character that the variant refuses
     [[nodiscard]] std::vector<unsigned char> Decode(const std::string& text) const;
-    /// The same; `out` is replaced, by nothing on failure.
-    /// @return false when the text holds a character that the variant refuses
-    [[nodiscard]] bool Decode(const char* text, std::size_t length, std::vector<unsigned char>& out) const;
+    /// The same into a buffer that does not overlap `text`. Quickest when it has room for three bytes for every four
+    /// characters, however many of them turn out not to count.
+    /// @param size  in: bytes that `out` has room for; out: bytes of the result
+    /// @return false when the variant refuses a character: `size` is 0 then, and the bytes in `out` mean nothing; also
+    /// when
+    ///         `out` is too small or null: `size` then tells what is needed
+    [[nodiscard]] bool Decode(const char* text, std::size_t length, unsigned char* out, std::size_t& size) const;
 
 protected:
     /// Digits that wait for their group of four to fill up. Those not there yet have the value 0.
@@ -104,14 +111,24 @@ protected:
     static unsigned char* DecodeBlock(Group& group, unsigned char* out);
 
 private:
-    [[nodiscard]] bool EncodeFlat(const unsigned char* data, std::size_t length, char* out) const;
-    void BreakLines(char* text, std::size_t textLength, std::size_t flatLength) const;
-    void StripPadding(std::string& text) const;
-    [[nodiscard]] bool DecodeCharacter(unsigned char c, Group& group) const;
+    /// A text before and after it is broken into lines.
+    struct Layout {
+        std::size_t flat;   // characters without separators
+        std::size_t breaks; // separators
+        std::size_t whole;  // characters with them
+    };
+
+    [[nodiscard]] Layout LayoutOf(std::size_t length) const;
+    void EncodeInto(const unsigned char* data, std::size_t length, char* out, const Layout& layout) const;
+    void EncodeFlat(const unsigned char* data, std::size_t length, char* out) const;
+    void BreakLines(char* text, const Layout& layout) const;
+    [[nodiscard]] const char* SkipSeparators(const char* text, const char* end) const;
+    [[nodiscard]] bool DecodeInto(const char* text, std::size_t length, unsigned char* out, std::size_t& size) const;
+    [[nodiscard]] bool DecodeCharacter(char c, Group& group) const;
 
     bool outputFlag = true; // strict decoding
     bool padding = true;
-    std::string lineSeparator = "\r\n";
+    std::string lineSeparator;
     unsigned int lineLength = 0;
     eBase64Type type = BASE64_DEFAULT;
     const char* indexTable = nullptr;
@@ -129,18 +146,12 @@ void b64encode(const std::vector<unsigned char>& data, std::vector<unsigned char
 void b64decode(const std::string& text, std::vector<unsigned char>& out);
 void b64decode(const std::vector<unsigned char>& text, std::vector<unsigned char>& out);
 
-/// Encodes `length` bytes at `data` with BASE64_DEFAULT, in lines of `lineLength` characters, 0 for one line.
-/// @param size  in: characters that `out` has room for; out: characters of the text, no terminating zero among them
-/// @return false when `out` is too small: `size` then tells what is needed and `out` is unchanged. It may be null to
-/// ask.
+/// Base64::Encode of `length` bytes at `data` into a buffer, with BASE64_DEFAULT in lines of `lineLength` characters, 0
+/// for one line.
 [[nodiscard]] bool b64encode(const char* data, std::size_t length, char* out, std::size_t& size,
                              unsigned int lineLength);
 
-/// Decodes `length` characters at `text` with BASE64_DEFAULT.
-/// @param size  in: bytes that `out` has room for; out: bytes of the result
-/// @return false when the text is bad, with `size` 0, and when `out` is too small, with `size` telling what is needed;
-/// `out`
-///         is unchanged then. It may be null to ask.
+/// Base64::Decode of `length` characters at `text` into a buffer, with BASE64_DEFAULT.
 [[nodiscard]] bool b64decode(const char* text, std::size_t length, char* out, std::size_t& size);
 
 } // namespace Vantor

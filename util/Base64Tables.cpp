@@ -20,7 +20,7 @@ constexpr std::uint32_t PlaceValue(std::uint32_t value, std::size_t place) {
 }
 
 constexpr Base64Alphabet MakeAlphabet(const char* index, const Base64ReverseTable& reverse) {
-    Base64Alphabet alphabet{index, &reverse, {}, {}};
+    Base64Alphabet alphabet{};
     for (std::size_t pair = 0; pair < 4096; ++pair) {
         alphabet.pairs[2 * pair] = index[pair >> 6];
         alphabet.pairs[2 * pair + 1] = index[pair & 0x3F];

@@ -10,8 +10,6 @@ namespace Vantor {
 
 /// An alphabet laid out for whole groups: no shifting, masking or checking digit by digit.
 struct Base64Alphabet {
-    const char* indexTable;
-    const Base64ReverseTable* reverseIndexTable;
     /// The two digits of each 12-bit value, one pair after the other.
     std::array<char, 8192> pairs;
     /// For each place in a group of four, from a character to its digit value shifted to that place of the 24 bits;

@@ -16,7 +16,7 @@ namespace Vantor {
 
 namespace {
 
-constexpr unsigned char NO_DIGIT = 0xFF;
+constexpr unsigned int NO_DIGIT = 0x100;
 
 constexpr char LOWER_DIGITS[] = "0123456789abcdef";
 constexpr char UPPER_DIGITS[] = "0123456789ABCDEF";
@@ -31,48 +31,74 @@ constexpr std::array<char, 512> MakeDigitPairs(const char* digits) {
     return pairs;
 }
 
-constexpr std::array<unsigned char, 256> MakeDigitValues() {
-    std::array<unsigned char, 256> values{};
+/// From a character to its value as a hex digit, shifted; NO_DIGIT or more for every character that is none.
+constexpr std::array<unsigned short, 256> MakeDigitValues(unsigned int shift) {
+    std::array<unsigned short, 256> values{};
     for (auto& value : values)
         value = NO_DIGIT;
-    for (unsigned char digit = 0; digit < 16; ++digit) {
-        values[static_cast<unsigned char>(LOWER_DIGITS[digit])] = digit;
-        values[static_cast<unsigned char>(UPPER_DIGITS[digit])] = digit;
+    for (unsigned int digit = 0; digit < 16; ++digit) {
+        const auto value = static_cast<unsigned short>(digit << shift);
+        values[static_cast<unsigned char>(LOWER_DIGITS[digit])] = value;
+        values[static_cast<unsigned char>(UPPER_DIGITS[digit])] = value;
     }
     return values;
 }
 
 constexpr auto LOWER_PAIRS = MakeDigitPairs(LOWER_DIGITS);
 constexpr auto UPPER_PAIRS = MakeDigitPairs(UPPER_DIGITS);
-constexpr auto DIGIT_VALUES = MakeDigitValues();
+constexpr auto HIGH_DIGITS = MakeDigitValues(4);
+constexpr auto LOW_DIGITS = MakeDigitValues(0);
 
-unsigned char DigitValue(char c) {
-    return DIGIT_VALUES[static_cast<unsigned char>(c)];
+/// The value of two hex digits, NO_DIGIT or more when they are not both digits.
+unsigned int DigitsValue(char high, char low) {
+    return HIGH_DIGITS[static_cast<unsigned char>(high)] | LOW_DIGITS[static_cast<unsigned char>(low)];
 }
 
 bool IsBlank(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-/// What strtol makes of two characters that are not both digits: blanks and a sign may precede a digit.
-unsigned char LoosePairValue(char first, char second) {
-    const unsigned char high = DigitValue(first);
-    const unsigned char low = DigitValue(second);
-    if (high != NO_DIGIT) // a foreign second character ends the number; "0x" is a prefix without digits, so 0 as well
-        return high;
-    if (low == NO_DIGIT)
+/// What strtol makes of two characters that are not both digits: a blank or a sign may precede a digit.
+unsigned int LoosePairValue(char first, char second) {
+    const unsigned int digit = LOW_DIGITS[static_cast<unsigned char>(first)];
+    if (digit < NO_DIGIT) // the second character ends the number, and "0x" is a prefix without digits
+        return digit;
+    const unsigned int next = LOW_DIGITS[static_cast<unsigned char>(second)];
+    if (next >= NO_DIGIT)
         return 0;
     if (first == '-')
-        return static_cast<unsigned char>(-low);
-    return first == '+' || IsBlank(first) ? low : 0;
+        return 0U - next;
+    return first == '+' || IsBlank(first) ? next : 0;
 }
 
 unsigned char PairValue(char first, char second) {
-    const unsigned char high = DigitValue(first);
-    const unsigned char low = DigitValue(second);
-    if ((high | low) < 16)
-        return static_cast<unsigned char>(high << 4 | low);
-    return LoosePairValue(first, second);
+    const unsigned int value = DigitsValue(first, second);
+    return static_cast<unsigned char>(value < NO_DIGIT ? value : LoosePairValue(first, second));
+}
+
+/// Reads pairs of digits as long as nothing else comes, each with one blank in front or each with none, and moves both
+/// pointers past them. Fewer than three characters are left alone.
+template <bool Spaced>
+void ReadRun(const char*& in, const char* end, unsigned char*& out) {
+    constexpr std::size_t BLANKS = Spaced ? 1 : 0;
+    for (; end - in >= 3; in += BLANKS + 2) {
+        const unsigned int value = DigitsValue(in[BLANKS], in[BLANKS + 1]);
+        if (value >= NO_DIGIT || (Spaced && *in != ' '))
+            return;
+        *out++ = static_cast<unsigned char>(value);
+    }
+}
+
+/// Reads the last characters, behind which zeros count.
+unsigned char* ReadLastPairs(std::string text, unsigned char* out) {
+    const std::size_t length = text.size();
+    text.append(2, '\0');
+    for (std::size_t i = 0; i < length; i += 2) {
+        if (text[i] == ' ')
+            ++i;
+        *out++ = PairValue(text[i], text[i + 1]);
+    }
+    return out;
 }
 
 } // namespace
@@ -110,16 +136,24 @@ bool ByteArray::operator!=(const std::vector<unsigned char>& other) const {
 }
 
 void ByteArray::FromHexString(const std::string& text) {
-    const std::size_t length = text.size();
-    const auto at = [&](std::size_t position) { return position < length ? text[position] : '\0'; };
-    std::size_t used = size();
-    resize(used + (length + 1) / 2); // every byte takes two characters, only the last may have to do with one
-    for (std::size_t i = 0; i < length; i += 2) {
-        if (text[i] == ' ')
-            ++i;
-        (*this)[used++] = PairValue(at(i), at(i + 1));
+    const char* in = text.data();
+    const char* const end = in + text.size();
+    const std::size_t oldSize = size();
+    resize(oldSize + (text.size() + 1) / 2); // every byte takes two characters, only the last may have to do with one
+    unsigned char* out = data() + oldSize;
+    while (end - in >= 3) {
+        ReadRun<false>(in, end, out);
+        ReadRun<true>(in, end, out);
+        if (end - in < 3)
+            break;
+        if (*in == ' ')
+            ++in;
+        *out++ = PairValue(in[0], in[1]);
+        in += 2;
     }
-    resize(used);
+    if (in != end)
+        out = ReadLastPairs({in, end}, out);
+    resize(static_cast<std::size_t>(out - data()));
 }
 
 std::string ByteArray::ToHexString(unsigned short flags) const {
