@@ -5,6 +5,7 @@
 #include <boost/property_tree/ptree.hpp>
 #include <boost/property_tree/xml_parser.hpp>
 
+#include <algorithm>
 #include <sstream>
 
 namespace Vantor {
@@ -22,6 +23,17 @@ bool IsAcceptable(const std::string& text) {
     return scan.complete && scan.depth <= MaxXmlDepth && scan.nodes <= MaxXmlNodes;
 }
 
+/// The parser takes texts outside the root element and names that the writer would turn into something else.
+bool CanBeWritten(const pt::ptree& tree) {
+    return std::all_of(tree.begin(), tree.end(), [](const auto& child) {
+        const auto& [name, node] = child;
+        if (name == "<xmlcomment>") {
+            return true;
+        }
+        return (name == "<xmlattr>" || IsXmlName(name)) && CanBeWritten(node);
+    });
+}
+
 } // namespace
 
 bool ParseXml(const std::string& text, pt::ptree& tree) {
@@ -34,7 +46,7 @@ bool ParseXml(const std::string& text, pt::ptree& tree) {
         pt::read_xml(stream, parsed);
         // A character reference such as &#0; brings in what no document can hold: better refused now than at each save.
         std::string written;
-        if (!FormatXml(parsed, written)) {
+        if (!parsed.data().empty() || !CanBeWritten(parsed) || !FormatXml(parsed, written)) {
             return false;
         }
         tree.swap(parsed);

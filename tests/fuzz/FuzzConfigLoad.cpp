@@ -14,8 +14,9 @@ namespace {
 std::size_t depthOf(const boost::property_tree::ptree& tree) {
     std::size_t deepest = 0;
     for (const auto& [name, child] : tree) {
-        const bool element = !name.empty() && name.front() != '<';
-        deepest = std::max(deepest, (element ? 1 : 0) + depthOf(child));
+        if (name != "<xmlattr>" && name != "<xmlcomment>") {
+            deepest = std::max(deepest, 1 + depthOf(child));
+        }
     }
     return deepest;
 }
