@@ -438,6 +438,7 @@ TEST_F(LogFileTest, AFolderThatComesBackGetsItsLogAgain) {
 // --- processes
 
 pid_t Fork(const std::function<void()>& child) {
+    std::fflush(nullptr); // or the child might print it again
     const pid_t pid = fork();
     if (pid == 0) {
         child();
