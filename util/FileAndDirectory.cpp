@@ -169,7 +169,7 @@ bool WriteToFile(const std::string& path, const std::vector<unsigned char>& data
         LogFailure("WriteToFile: cannot open file");
         return false;
     }
-    const bool written = std::fwrite(data.data(), 1, data.size(), file.get()) == data.size();
+    const bool written = data.empty() || std::fwrite(data.data(), 1, data.size(), file.get()) == data.size();
     if (!CloseFile(std::move(file)) || !written) {
         LogFailure("fwrite retval != 1");
         return false;
