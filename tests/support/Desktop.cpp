@@ -4,6 +4,7 @@
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
+#include <X11/Xutil.h>
 #include <X11/extensions/XTest.h>
 
 #include <stdexcept>
@@ -96,14 +97,24 @@ std::vector<Desktop::Window> Desktop::windows(pid_t process) const {
 }
 
 std::optional<Desktop::Window> Desktop::window(pid_t process, Milliseconds limit) const {
-    std::vector<Window> found;
-    waitUntil(
-        [&] {
-            found = windows(process);
-            return !found.empty();
+    return waitUntil(
+        [&]() -> std::optional<Window> {
+            const auto found = windows(process);
+            return found.empty() ? std::nullopt : std::optional(found.front());
         },
         limit);
-    return found.empty() ? std::nullopt : std::optional(found.front());
+}
+
+std::optional<Desktop::Window> Desktop::window(pid_t process, const std::string& wanted, Milliseconds limit) const {
+    return waitUntil(
+        [&]() -> std::optional<Window> {
+            for (const auto window : windows(process)) {
+                if (title(window) == wanted)
+                    return window;
+            }
+            return std::nullopt;
+        },
+        limit);
 }
 
 std::string Desktop::title(Window window) const {
@@ -119,6 +130,28 @@ Rectangle Desktop::extents(Window window) const {
     area.width = attributes.width;
     area.height = attributes.height;
     return area;
+}
+
+void Desktop::resize(Window window, int width, int height) const {
+    XResizeWindow(connection_->display, window, static_cast<unsigned>(width), static_cast<unsigned>(height));
+    waitUntil([&] {
+        const auto area = extents(window);
+        return area.width == width && area.height == height;
+    });
+}
+
+std::vector<unsigned long> Desktop::pixels(const Rectangle& area) const {
+    XImage* image =
+        XGetImage(connection_->display, DefaultRootWindow(connection_->display), area.x, area.y,
+                  static_cast<unsigned>(area.width), static_cast<unsigned>(area.height), AllPlanes, ZPixmap);
+    std::vector<unsigned long> colours;
+    for (int y = 0; image && y < area.height; ++y) {
+        for (int x = 0; x < area.width; ++x)
+            colours.push_back(XGetPixel(image, x, y));
+    }
+    if (image)
+        XDestroyImage(image);
+    return colours;
 }
 
 void Desktop::click(int x, int y) const {

@@ -34,8 +34,16 @@ public:
     [[nodiscard]] std::vector<Window> windows(pid_t process) const;
     /// Waits for the first of them.
     [[nodiscard]] std::optional<Window> window(pid_t process, Milliseconds limit = kPatience) const;
+    /// Waits for one with this title.
+    [[nodiscard]] std::optional<Window> window(pid_t process, const std::string& title,
+                                               Milliseconds limit = kPatience) const;
     [[nodiscard]] std::string title(Window window) const;
     [[nodiscard]] Rectangle extents(Window window) const;
+
+    /// As if somebody dragged the window's corner; waits until the program has followed.
+    void resize(Window window, int width, int height) const;
+    /// Colours of an area, row by row.
+    [[nodiscard]] std::vector<unsigned long> pixels(const Rectangle& area) const;
 
     /// Moves the pointer there and presses its left button once.
     void click(int x, int y) const;
