@@ -138,7 +138,9 @@ case_ALanguageIsOneNewFile() {
   for language in de en fr; do
     [ -s "$work/installed/etc/lumoclient/I18N/$language/LC_MESSAGES/LumoClient.mo" ] || fail "$language is not installed"
   done
-  msgunfmt "$work/installed/etc/lumoclient/I18N/fr/LC_MESSAGES/LumoClient.mo" | grep --quiet '^msgstr "Annuler"$' ||
+  # Not through a pipe: grep ends at the first match, and msgunfmt may then fail.
+  msgunfmt "$work/installed/etc/lumoclient/I18N/fr/LC_MESSAGES/LumoClient.mo" >"$work/fr.po"
+  grep --quiet '^msgstr "Annuler"$' "$work/fr.po" ||
     fail "the French catalogue holds something else"
 }
 
