@@ -43,6 +43,11 @@ function(lumoadmin_tests target)
   if(arg_RUN_SERIAL)
     set(serial RUN_SERIAL TRUE)
   endif()
+  # What the whole program writes is held against the schema of its file; units are free to write anything.
+  set(environment)
+  if(arg_LABEL MATCHES "^(gui|system)$")
+    set(environment ENVIRONMENT LUMOADMIN_VALIDATE=1)
+  endif()
   gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-    TEST_PREFIX "${arg_LABEL}." PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT} ${serial})
+    TEST_PREFIX "${arg_LABEL}." PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT} ${serial} ${environment})
 endfunction()

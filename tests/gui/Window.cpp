@@ -45,8 +45,8 @@ void Window::TearDown() {
 
 void Window::Configure(const std::string& client, const std::string& others) {
     std::filesystem::create_directories(ConfigFolder);
-    std::ofstream(ConfigFile) << "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<config><lumo_Client>" << client
-                              << "</lumo_Client>" << others << "</config>";
+    // Without the declaration that the program writes: only what it has written is held against the schema.
+    std::ofstream(ConfigFile) << "<config><lumo_Client>" << client << "</lumo_Client>" << others << "</config>";
 }
 
 std::string Window::PcscSubTree(const std::string& element, const std::string& name) {
