@@ -27,6 +27,9 @@ std::string_view PaddedTypeName(DebugLevel type) {
     return index < paddedTypeNames.size() ? paddedTypeNames[index] : paddedTypeNames[DEBUGLEVEL_MESSAGE];
 }
 
+// A single longer line does not hold its memory for the rest of the run.
+constexpr std::size_t longestKeptLine = 65536;
+
 std::string LocalTimeText(std::time_t time) {
     std::tm local{};
     std::array<char, 80> text{};
@@ -181,6 +184,9 @@ void LibLogging::LogLocked(const std::string& text, DebugLevel type) {
         m_file.Write(m_line);
         CountEntryLocked();
         CountBytesLocked(m_line.size());
+        if (m_line.capacity() > longestKeptLine) {
+            std::string().swap(m_line);
+        }
     }
 }
 

@@ -72,10 +72,13 @@ public:
     /// Opens the log file `file`, ".log" appended when it has no extension; an open file is closed first.
     /// Sets level 5, verbose on, debugger output on, thread ids off, and counts from zero; enables nothing.
     /// @param maxEntries entries a file holds before it is split, while rotation by entries is on
-    /// @param rotate true archives the file and the parts of the run before, false empties the file
+    /// @param rotate true archives the file and the parts of the run before, false empties the file unless another
+    ///               logger has it open. A file that cannot be opened drops what is logged.
     void Init(const std::string& file, unsigned int maxEntries, bool rotate);
 
+    /// How much the typed calls write from now on; 4 at first.
     void SetLoggingLevel(LOG_LEVEL level);
+    /// The master switch, off at first.
     void Enabled(bool on);
     bool IsEnabled() const;
     /// A flag kept for callers; the engine does not read it.
@@ -96,30 +99,38 @@ public:
 
     /// Where entries go from now on. @param limit most entries kept in memory; 0 or less keeps none
     void LogToBuffer(LOG_BUFFER_MODE mode, int limit);
+    /// True in every mode but LOG_BUFFER_NONE.
     bool IsLogToBuffer() const;
     /// Entries in the memory buffer.
     int GetLogBufferSize() const;
     /// A copy of the memory buffer, newest entry first.
     std::list<LogEntry> GetLogBuffer() const;
+    /// Empties the memory buffer; the mode stays.
     void ClearLogBuffer();
     /// Logs each buffered entry again, newest first, with the time of now; the buffer is not cleared.
     void LogBufferToFile();
 
     /// Writes an entry whatever the level; splits the file first when a limit is reached.
     void Log(const std::string& text, DebugLevel type);
+    /// From level 1 on.
     void LogError(const std::string& text);
+    /// From level 2 on.
     void LogWarning(const std::string& text);
+    /// From level 3 on.
     void LogMessage(const std::string& text);
+    /// From level 4 on.
     void LogDebug(const std::string& text);
-    /// A line of one blank and the text, without time and type.
+    /// From level 3 on: a line of one blank and the text, without time and type.
     void LogRaw(const std::string& text);
-    /// Entering pushes `name` onto the function stack, leaving pops the top, whatever its name; both log `name`.
+    /// From level 4 on. Entering pushes `name` onto the function stack, leaving pops the top, whatever its name; both
+    /// log `name`.
     void LogFunction(const std::string& name, FunctionInOut inOut);
-    /// Logs the function stack, innermost first, and empties it.
+    /// From level 4 on: logs the function stack, innermost first, and empties it.
     void LogStackTrace();
 
     /// The line that an entry gives now, line end included.
     std::string GetLogEntry(DebugLevel type, const std::string& text);
+    /// The type's name as in a line, without padding; "MESSAGE" for raw lines and unknown types.
     static std::string LogTypeToString(DebugLevel type);
     /// The local time as "2026-03-01 14:05:09"; empty for a time that no calendar holds.
     static std::string GetTimeString(long seconds);
