@@ -51,8 +51,8 @@ bool Claim(const FileDescriptor& file) {
 
 bool CopyAccessControlList(const FileDescriptor& from, const FileDescriptor& to) {
     const ssize_t size = fgetxattr(from.Get(), AccessControlList, nullptr, 0);
-    if (size <= 0) {
-        return true; // most files have none
+    if (size <= 0) { // most files have none
+        return size == 0 || errno == ENODATA || errno == EOPNOTSUPP || errno == ENOSYS;
     }
     std::vector<char> list(static_cast<std::size_t>(size));
     return fgetxattr(from.Get(), AccessControlList, list.data(), list.size()) == size &&

@@ -15,13 +15,16 @@ namespace {
 // Tells stops at system calls from those that signals cause.
 constexpr int SystemCallStop = SIGTRAP | 0x80;
 
+// Exit status that no sanitizer and no library uses.
+constexpr int Succeeded = 110;
+
 } // namespace
 
 StoppedProcess::StoppedProcess(const std::function<bool()>& body) : pid_(fork()) {
     if (pid_ == 0) {
         ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
         raise(SIGSTOP);
-        _exit(body() ? 0 : 1);
+        _exit(body() ? Succeeded : 1);
     }
     int status = 0;
     if (pid_ < 0 || waitpid(pid_, &status, 0) != pid_ || !WIFSTOPPED(status) ||
@@ -43,7 +46,7 @@ bool StoppedProcess::next() {
         }
         if (!WIFSTOPPED(status)) {
             pid_ = -1;
-            succeeded_ = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+            succeeded_ = WIFEXITED(status) && WEXITSTATUS(status) == Succeeded;
             return false;
         }
         if (WSTOPSIG(status) == SystemCallStop) {
