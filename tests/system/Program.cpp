@@ -100,9 +100,13 @@ Rectangle Program::row(int row) {
     throw std::runtime_error("no reader list on the screen");
 }
 
-std::vector<unsigned long> Program::rowBox(int number) {
+Rectangle Program::rowBoxArea(int number) {
     const auto area = row(number);
-    return desktop_.pixels({area.x + kBoxLeft, area.y + (kRowHeight - kBoxSize) / 2, kBoxSize, kBoxSize});
+    return {area.x + kBoxLeft, area.y + (kRowHeight - kBoxSize) / 2, kBoxSize, kBoxSize};
+}
+
+std::vector<unsigned long> Program::rowBox(int number) {
+    return desktop_.pixels(rowBoxArea(number));
 }
 
 std::vector<unsigned long> Program::rowPicture(int number) {
@@ -111,8 +115,7 @@ std::vector<unsigned long> Program::rowPicture(int number) {
 }
 
 void Program::clickRowBox(int number) {
-    const auto area = row(number);
-    desktop_.click(area.x + kBoxLeft + kBoxSize / 2, area.y + kRowHeight / 2);
+    desktop_.click(rowBoxArea(number));
 }
 
 void Program::tickRow(int number) {

@@ -51,6 +51,8 @@ public:
     void toggle(const std::string& role, const std::string& name, std::size_t number = 0);
     void chooseLanguage(const std::string& name);
 
+    /// The inside of a row's check box on the "Kartenleser" page.
+    [[nodiscard]] Support::Rectangle rowBoxArea(int row);
     /// The picture inside a row's check box on the "Kartenleser" page; rows count from 0.
     [[nodiscard]] std::vector<unsigned long> rowBox(int row);
     /// The picture of a row from its check box on, up to the end of its first column.
