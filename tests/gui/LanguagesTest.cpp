@@ -6,7 +6,8 @@
 
 #include <wx/button.h>
 #include <wx/checkbox.h>
-#include <wx/combobox.h>
+#include <wx/modalhook.h>
+#include <wx/msgdlg.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
 
@@ -28,7 +29,127 @@ protected:
     }
 };
 
+using Lines = std::vector<std::string>;
+
+/// With the program's catalogues where it looks for them, in a language of the configuration.
+class Translation : public Window {
+protected:
+    void Speak(long number) {
+        setenv("LOCPATH", TEST_LOCALES, 1);
+        std::filesystem::create_directories("/etc/lumoclient");
+        std::filesystem::create_directory_symlink(TEST_CATALOGS, "/etc/lumoclient/I18N");
+        ASSERT_EQ(Vantor::I18N::GetHandle()->Initialize(ClientLanguage::ToToolkit(number)), 0);
+    }
+
+    Lines Pages() {
+        Lines lines;
+        for (std::size_t page = 0; page < Notebook().GetPageCount(); ++page) {
+            lines.push_back("# " + Notebook().GetPageText(page).utf8_string());
+            for (const auto& line : Describe(*Notebook().GetPage(page)))
+                lines.push_back(line);
+        }
+        return lines;
+    }
+};
+
 } // namespace
+
+TEST_F(Translation, EnglishWindowIsEnglishThroughout) {
+    Configure("<Version>2.0</Version>");
+    Speak(ClientLanguage::English);
+    Open();
+    EXPECT_EQ(frame->GetTitle(), "Administrative functions (2.0, x86)");
+    auto lines = Pages();
+    ASSERT_GT(lines.size(), 4u);
+    EXPECT_EQ(lines[2], "wxStaticText: lumo Client version 2.0\nVantor GmbH");
+    lines.erase(lines.begin() + 4); // the notice of OpenSSL is not translated
+    EXPECT_EQ(
+        lines,
+        (Lines{"# Information",
+               "wxStaticBitmap: 769x170",
+               "wxStaticText: lumo Client version 2.0\nVantor GmbH",
+               "wxStaticText: Contains OpenSSL and wxWidgets (https://www.wxwidgets.org/).",
+               "# Card readers",
+               "wxRadioButton 5437: Let the lumo Client use any card reader, including readers without a PIN pad.",
+               "wxRadioButton 5438: Let the lumo Client use only the card readers selected below.",
+               "wxPanel",
+               "wxCheckedListCtrl",
+               "wxButton 5432: Refresh",
+               "wxStaticText: Please make sure that no card reader is used both through PC/SC and through CT-API.",
+               "# Logging",
+               "wxStaticBox: PKCS#11",
+               "  wxCheckBox 5433: Enable logging",
+               "  wxTextCtrl",
+               "  wxButton 5434: Open folder",
+               "wxStaticBox: Microsoft minidriver (formerly CSP)",
+               "  wxCheckBox 5435: Enable logging",
+               "  wxTextCtrl",
+               "  wxButton 5436: Open folder",
+               "# Windows",
+               "wxStaticBitmap: 32x32",
+               "wxStaticText: Microsoft cryptographic service installed",
+               "wxButton 5442: Install service",
+               "wxStaticBitmap: 32x32",
+               "wxStaticText: Microsoft cryptographic services running",
+               "wxButton 5443: Restart service",
+               "wxCheckBox: When refreshing cards, delete all Vantor card certificates from the Windows "
+               "certificate store",
+               "wxCheckBox: Always keep lumo Client dialogs on top. (May cause problems with card reader displays)",
+               "# Further settings",
+               "wxStaticText: Language:",
+               "wxComboBox: German|English"}));
+    EXPECT_EQ(Describe(*frame->GetChildren().front()->GetChildren().back()),
+              (Lines{"wxButton 5439: OK", "wxButton 5440: Apply", "wxButton 5441: Cancel"}));
+    wxListItem column;
+    column.SetMask(wxLIST_MASK_TEXT);
+    List().GetColumn(0, column);
+    EXPECT_EQ(column.GetText(), "Card readers");
+    List().GetColumn(1, column);
+    EXPECT_EQ(column.GetText(), "Interface");
+    long row = 0;
+    frame->AddItemToCardReaders(row, false, "", "PC/SC", false, 0);
+    EXPECT_EQ(List().GetItemText(0), "Unknown card reader");
+    EXPECT_EQ(List().GetItemText(0, 1), "PC/SC");
+}
+
+TEST_F(Translation, GermanCatalogueShowsTheProgramsOwnTexts) {
+    Configure("<Version>2.0</Version>");
+    Open();
+    const auto withoutCatalogue = Pages();
+    const wxString title = frame->GetTitle();
+    Speak(ClientLanguage::German);
+
+    Open();
+
+    EXPECT_EQ(Pages(), withoutCatalogue);
+    EXPECT_EQ(frame->GetTitle(), title);
+}
+
+TEST_F(Translation, EnglishWindowFitsASmallDisplay) {
+    Speak(ClientLanguage::English);
+    Present(Open());
+    EXPECT_LE(frame->GetSize().x, 800);
+    EXPECT_LE(frame->GetSize().y, 440) << "a title bar has room";
+    ExpectNothingCutOff();
+}
+
+TEST_F(Translation, EnglishMessageBoxIsEnglish) {
+    class Boxes : public wxModalDialogHook {
+    public:
+        Boxes() { Register(); }
+        wxString text;
+        int Enter(wxDialog* dialog) override {
+            text = dynamic_cast<wxMessageDialogBase&>(*dialog).GetMessage() + "|" + dialog->GetTitle();
+            return wxID_OK;
+        }
+    } boxes;
+    setenv("PATH", "/nowhere", 1);
+    Speak(ClientLanguage::English);
+    Open();
+    frame->OpenDir("/tmp");
+    EXPECT_EQ(boxes.text,
+              "The folder could not be opened (neither the command gnome-open nor nautilus was found)|Error");
+}
 
 INSTANTIATE_TEST_SUITE_P(Every, Encoding, ::testing::Values("C", "C.UTF-8", "de_DE.UTF-8", "en_GB.UTF-8"),
                          [](const auto& value) {

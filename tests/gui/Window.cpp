@@ -6,6 +6,14 @@
 #include "tests/fakes/FakePcsc.h"
 #include "util/I18N.h"
 
+#include <wx/button.h>
+#include <wx/checkbox.h>
+#include <wx/combobox.h>
+#include <wx/radiobut.h>
+#include <wx/statbmp.h>
+#include <wx/stattext.h>
+#include <wx/textctrl.h>
+
 #include <boost/property_tree/xml_parser.hpp>
 
 #include <algorithm>
@@ -19,6 +27,7 @@ constexpr char ConfigFolder[] = "/etc/vantor/lumoclient";
 constexpr char ConfigFile[] = "/etc/vantor/lumoclient/config";
 
 using Tree = boost::property_tree::ptree;
+using Lines = std::vector<std::string>;
 
 void Flatten(const Tree& tree, const std::string& path, std::vector<std::string>& lines) {
     for (const auto& [name, child] : tree) {
@@ -26,6 +35,57 @@ void Flatten(const Tree& tree, const std::string& path, std::vector<std::string>
         if (child.empty())
             lines.push_back(here + " = " + child.data());
         Flatten(child, here, lines);
+    }
+}
+
+bool IsPartOfTheList(const wxWindow& window) {
+    return dynamic_cast<const wxListCtrl*>(window.GetParent()) != nullptr;
+}
+
+std::string IdOf(const wxWindow& window) {
+    const int id = window.GetId();
+    return id >= 5000 && id < 6000 ? " " + std::to_string(id) : "";
+}
+
+std::string TextOf(const wxWindow& window) {
+    if (const auto* picture = dynamic_cast<const wxStaticBitmap*>(&window))
+        return wxString::Format("%dx%d", picture->GetBitmap().GetWidth(), picture->GetBitmap().GetHeight())
+            .utf8_string();
+    if (const auto* choice = dynamic_cast<const wxComboBox*>(&window))
+        return (choice->GetString(0) + "|" + choice->GetString(1)).utf8_string();
+    if (const auto* field = dynamic_cast<const wxTextCtrl*>(&window))
+        return field->GetValue().utf8_string();
+    if (dynamic_cast<const wxListCtrl*>(&window) != nullptr)
+        return "";
+    return window.GetLabel().utf8_string();
+}
+
+void Describe(const wxWindow& parent, const std::string& indent, Lines& lines) {
+    for (const auto* child : parent.GetChildren()) {
+        if (IsPartOfTheList(*child))
+            continue;
+        const auto kind = wxString(child->GetClassInfo()->GetClassName()).utf8_string();
+        const auto text = TextOf(*child);
+        lines.push_back(indent + kind + IdOf(*child) + (text.empty() ? "" : ": " + text));
+        Describe(*child, indent + "  ", lines);
+    }
+}
+
+bool HasText(const wxWindow& window) {
+    return dynamic_cast<const wxStaticText*>(&window) != nullptr ||
+           dynamic_cast<const wxCheckBox*>(&window) != nullptr ||
+           dynamic_cast<const wxRadioButton*>(&window) != nullptr || dynamic_cast<const wxButton*>(&window) != nullptr;
+}
+
+/// Its text fits into it, and it lies inside of its parent.
+void ExpectWhole(const wxWindow& window) {
+    const auto name = window.GetLabel().utf8_string();
+    if (HasText(window)) {
+        EXPECT_GE(window.GetSize().x, window.GetBestSize().x) << name;
+        EXPECT_GE(window.GetSize().y, window.GetBestSize().y) << name;
+    }
+    if (dynamic_cast<wxNotebook*>(window.GetParent()) == nullptr) {
+        EXPECT_TRUE(wxRect(window.GetParent()->GetClientSize()).Contains(window.GetRect())) << name;
     }
 }
 
@@ -97,5 +157,22 @@ void Window::Collect(const wxWindow& parent, std::vector<wxWindow*>& all) {
     for (auto* child : parent.GetChildren()) {
         all.push_back(child);
         Collect(*child, all);
+    }
+}
+
+std::vector<std::string> Window::Describe(const wxWindow& parent) {
+    Lines lines;
+    ::Describe(parent, "", lines);
+    return lines;
+}
+
+void Window::ExpectNothingCutOff() {
+    std::vector<wxWindow*> all;
+    Collect(*frame, all);
+    for (std::size_t page = 0; page < Notebook().GetPageCount(); ++page) {
+        TurnTo(page);
+        for (const auto* window : all)
+            if (window->IsShownOnScreen() && !IsPartOfTheList(*window))
+                ExpectWhole(*window);
     }
 }

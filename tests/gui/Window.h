@@ -80,6 +80,13 @@ protected:
     /// Shows a page of the presented window and handles what that brings.
     void TurnTo(std::size_t page);
 
+    /// The controls below a window, one a line and each before its children, which are indented: kind, fixed number if
+    /// it has one, and text.
+    static std::vector<std::string> Describe(const wxWindow& parent);
+
+    /// On every page of the presented window, each text fits into its control and each control into its parent.
+    void ExpectNothingCutOff();
+
     /// All windows below one, each before its children.
     static void Collect(const wxWindow& parent, std::vector<wxWindow*>& all);
 
