@@ -13,7 +13,7 @@ fail() { printf 'FAILED: %s\n' "$1" >&2; exit 1; }
 copy_tree() {
   mkdir "$tree"
   local folder
-  for folder in app config logging readers util po packaging scripts; do
+  for folder in app config diag logging readers util po packaging scripts; do
     cp -r "$source_tree/$folder" "$tree/"
   done
 }

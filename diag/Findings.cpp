@@ -1,0 +1,335 @@
+#include "diag/Findings.h"
+
+#include "diag/Language.h"
+#include "diag/PcscNames.h"
+#include "diag/Text.h"
+#include "diag/UsbProbe.h"
+#include "readers/EnumReaders.h"
+
+#include <reader.h>
+#include <winscard.h>
+
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
+
+namespace Diag {
+
+namespace {
+
+constexpr std::size_t ServedReaders = 16;
+constexpr std::int64_t LargeLogs = std::int64_t{100} << 20;
+constexpr char ClientLogFolder[] = "/lumop11.log";
+
+const FindingKind& Kind(const char* id) {
+    for (const FindingKind& kind : FindingKinds()) {
+        if (std::strcmp(kind.id, id) == 0) {
+            return kind;
+        }
+    }
+    throw std::logic_error(id);
+}
+
+std::vector<std::string> Commands(const char* lines, const std::string& parameter) {
+    std::vector<std::string> commands;
+    std::string line;
+    for (const char* c = lines; *c != '\0'; ++c) {
+        if (*c == '\n') {
+            commands.push_back(line);
+            line.clear();
+        } else if (c[0] == '%' && c[1] == 's') {
+            line += parameter;
+            ++c;
+        } else {
+            line += *c;
+        }
+    }
+    if (!line.empty()) {
+        commands.push_back(line);
+    }
+    return commands;
+}
+
+/// Collects findings; each part of the report has its function.
+class Deriver {
+public:
+    explicit Deriver(const Report& source) : report(source) {}
+
+    std::vector<Finding> Run() {
+        Service();
+        if (report.service.state == ServiceState::Fine) {
+            ReaderList();
+        }
+        for (const Reader& reader : report.readers) {
+            if (reader.asked) {
+                OneReader(reader);
+            }
+        }
+        ConfigurationFile(report.configuration.machine);
+        if (report.configuration.machine.parsed) {
+            StoredSettings(report.configuration.settings);
+            Logs(report.configuration.settings);
+        }
+        LogSizes();
+        return std::move(findings);
+    }
+
+private:
+    void Add(const char* id, const std::string& subject = {}, const std::string& detail = {},
+             const std::string& parameter = {}) {
+        const FindingKind& kind = Kind(id);
+        findings.push_back({&kind, subject, detail, Commands(kind.commands, parameter)});
+    }
+
+    void Service() {
+        const Diag::Service& service = report.service;
+        switch (service.state) {
+        case ServiceState::Fine:
+            break;
+        case ServiceState::NotInstalled:
+            Add("service-not-installed");
+            break;
+        case ServiceState::NotRunning:
+            Add("service-not-running", {}, ResultText(service.code));
+            break;
+        case ServiceState::NotReachable:
+            Add("service-not-reachable", service.socket, ResultText(service.code));
+            break;
+        case ServiceState::NoPermission:
+            Add("service-no-permission", service.socket, ResultText(service.code));
+            break;
+        case ServiceState::Refused:
+            Add("service-refused", {}, ResultText(service.code));
+            break;
+        case ServiceState::ProtocolMismatch:
+            Add("service-protocol-mismatch", {}, ResultText(service.code));
+            break;
+        case ServiceState::NotAnswering:
+            Add(service.processState == 'T' ? "service-frozen" : "service-not-answering", {}, service.call,
+                std::to_string(service.process));
+            break;
+        case ServiceState::Failed:
+            Add("service-failed", {}, ResultText(service.code));
+            break;
+        }
+    }
+
+    void ReaderList() {
+        for (const std::size_t number : UnlistedUsbReaders(report)) {
+            const UsbReader& device = report.usbReaders[number];
+            const bool taken = !device.driver.empty() && device.driver != "usbfs";
+            Add(taken ? "reader-taken-by-kernel" : "reader-not-listed", UsbName(device),
+                taken ? device.driver : std::string(), device.driver);
+        }
+        if (report.readers.empty() && report.usbReaders.empty()) {
+            Add("no-readers", {}, report.listCode == SCARD_S_SUCCESS ? std::string() : ResultText(report.listCode));
+        }
+        if (report.readers.size() >= ServedReaders) {
+            Add("readers-at-limit");
+        }
+    }
+
+    static std::string UsbName(const UsbReader& device) {
+        std::string name = device.vendorId + ":" + device.productId;
+        for (const std::string& part : {device.manufacturer, device.product}) {
+            name += part.empty() ? "" : " " + part;
+        }
+        return name;
+    }
+
+    void OneReader(const Reader& reader) {
+        if (!reader.hangingCall.empty()) {
+            const bool isBusy = reader.hangingCall == "SCardConnect" && IsInUse(reader);
+            Add(isBusy ? "reader-busy" : "reader-not-answering", reader.name, reader.hangingCall);
+            return;
+        }
+        Connecting(reader);
+        if (reader.connected) {
+            AttributesOf(reader);
+            PinPad(reader);
+        }
+    }
+
+    void Connecting(const Reader& reader) {
+        const long code = reader.cardCode != SCARD_S_SUCCESS ? reader.cardCode : reader.directCode;
+        if (IsHeld(reader)) {
+            Add("reader-held", reader.name, ResultText(SCARD_E_SHARING_VIOLATION));
+        } else if ((reader.state & SCARD_STATE_UNAVAILABLE) != 0 || code == SCARD_E_READER_UNAVAILABLE ||
+                   code == SCARD_E_UNKNOWN_READER) {
+            Add("reader-gone", reader.name, ResultText(code));
+        } else if (!reader.connected) {
+            Add("reader-failed", reader.name, ResultText(code));
+        } else if (IsMute(reader)) {
+            Add("card-mute", reader.name, ResultText(reader.cardCode));
+        } else if (reader.cardCode != SCARD_S_SUCCESS && reader.cardCode != SCARD_E_NO_SMARTCARD &&
+                   reader.cardCode != SCARD_W_REMOVED_CARD) {
+            Add("card-failed", reader.name, ResultText(reader.cardCode));
+        }
+    }
+
+    static bool IsMute(const Reader& reader) {
+        return reader.cardCode == SCARD_W_UNPOWERED_CARD || reader.cardCode == SCARD_W_UNRESPONSIVE_CARD;
+    }
+
+    static std::string NameOf(const Attribute& attribute) {
+        const auto* const name = std::find_if(std::begin(AttributeNames), std::end(AttributeNames),
+                                              [&](const AttributeName& row) { return row.tag == attribute.tag; });
+        return name == std::end(AttributeNames) ? HexNumber(attribute.tag) : name->key;
+    }
+
+    void AttributesOf(const Reader& reader) {
+        std::vector<std::string> failed;
+        std::vector<std::string> notText;
+        for (const Attribute& attribute : reader.attributes) {
+            if (attribute.code != SCARD_S_SUCCESS && attribute.code != SCARD_E_UNSUPPORTED_FEATURE) {
+                failed.push_back(NameOf(attribute) + " " + ResultText(attribute.code));
+            } else if (attribute.tag != SCARD_ATTR_DEVICE_UNIT && !IsPrintable(attribute.bytes)) {
+                notText.push_back(NameOf(attribute)); // the device unit is a number
+            }
+        }
+        if (!failed.empty()) {
+            Add("attribute-failed", reader.name, Join(failed, ", "));
+        }
+        if (!notText.empty()) {
+            Add("attribute-not-text", reader.name, Join(notText, ", "));
+        }
+    }
+
+    void PinPad(const Reader& reader) {
+        const bool byName = Vantor::PCSCIsSecureByName(reader.name);
+        if (reader.featuresCode != SCARD_S_SUCCESS && reader.featuresCode != SCARD_E_UNSUPPORTED_FEATURE) {
+            Add("pinpad-query-failed", reader.name, ResultText(reader.featuresCode));
+        }
+        if (!IsSoundFeatureList(reader.features)) {
+            Add("pinpad-list-broken", reader.name, HexBytes(reader.features));
+        }
+        const std::vector<Feature> features = ParseFeatures(reader.features);
+        if (CanVerify(features) != CanModify(features)) {
+            Add("pinpad-half", reader.name);
+        } else if (byName && !reader.isSecure) {
+            Add("pinpad-by-name-only", reader.name);
+        } else if (!byName && reader.isSecure) {
+            Add("pinpad-not-in-table", reader.name);
+        }
+    }
+
+    void ConfigurationFile(const Diag::ConfigurationFile& machine) {
+        const std::string& path = machine.file.path;
+        if (!machine.file.exists) {
+            Add("configuration-missing", path);
+        } else if (!machine.file.readable) {
+            Add("configuration-unreadable", path, machine.file.obstacle);
+        } else if (machine.malformed) {
+            Add("configuration-malformed", Place(path, *machine.malformed), machine.malformed->text);
+        } else if (!machine.file.isRegular) {
+            Add("configuration-malformed", path);
+        }
+        if (machine.putAside) {
+            Add("configuration-put-aside", path + ".unreadable");
+        }
+        if (!machine.file.writable) {
+            Add("configuration-read-only", path, machine.file.obstacle);
+        }
+        for (const FileProblem& problem : machine.invalid) {
+            Add("configuration-invalid", Place(path, problem), problem.text);
+        }
+        if (!machine.unread.empty()) {
+            Add("configuration-unread-element", path, Join(machine.unread, ", "));
+        }
+    }
+
+    static std::string Place(const std::string& path, const FileProblem& problem) {
+        return problem.line == 0 ? path : path + ":" + std::to_string(problem.line);
+    }
+
+    void StoredSettings(const Settings& settings) {
+        if (settings.readers.empty()) {
+            Add("configuration-no-reader", report.configuration.machine.file.path);
+        }
+        if (report.service.state == ServiceState::Fine && !IsAnyReader(settings.readers)) {
+            for (const StoredReader& stored : settings.readers) {
+                if (stored.library.empty() && !IsAttached(stored)) {
+                    Add("configuration-reader-missing", stored.name, stored.element);
+                }
+            }
+        }
+        if (settings.language && !LanguageOfNumber(*settings.language)) {
+            Add("configuration-language-unknown", report.configuration.machine.file.path,
+                std::to_string(*settings.language));
+        }
+    }
+
+    bool IsAttached(const StoredReader& stored) const {
+        return std::any_of(report.readers.begin(), report.readers.end(),
+                           [&](const Reader& reader) { return reader.name == stored.name; });
+    }
+
+    void Logs(const Settings& settings) {
+        const bool clientLogs = settings.traceLevel.value_or(0) > 0;
+        const std::string own = WithoutSlash(report.logs.client.path) + ClientLogFolder;
+        const bool isElsewhere = !settings.traceFile.empty() && settings.traceFile != own;
+        if (clientLogs && isElsewhere) {
+            Add("log-elsewhere", settings.traceFile);
+        } else if (clientLogs && !report.logs.client.writable) {
+            Add("log-not-writable", report.logs.client.path);
+        }
+        if (settings.miniDriverLogging.value_or(0) > 0 && !report.logs.miniDriver.writable) {
+            Add("log-not-writable", report.logs.miniDriver.path);
+        }
+    }
+
+    static std::string WithoutSlash(const std::string& path) {
+        return !path.empty() && path.back() == '/' ? path.substr(0, path.size() - 1) : path;
+    }
+
+    void LogSizes() {
+        for (const LogDirectory* const directory : {&report.logs.client, &report.logs.miniDriver}) {
+            std::int64_t total = 0;
+            for (const LogFileFacts& file : directory->files) {
+                total += file.size;
+            }
+            if (total > LargeLogs) {
+                Add("log-large", directory->path, SizeText(total));
+            }
+        }
+    }
+
+    const Report& report;
+    std::vector<Finding> findings;
+};
+
+} // namespace
+
+std::vector<Finding> DeriveFindings(const Report& report) {
+    return Deriver(report).Run();
+}
+
+bool IsAnythingWrong(const std::vector<Finding>& findings) {
+    return std::any_of(findings.begin(), findings.end(),
+                       [](const Finding& finding) { return finding.kind->severity != Severity::Note; });
+}
+
+bool IsAnyReader(const std::vector<StoredReader>& readers) {
+    return readers.size() == 1 && readers.front().kind == "PCSC Reader" && readers.front().name == "*";
+}
+
+bool IsInUse(const Reader& reader) {
+    return (reader.state & (SCARD_STATE_INUSE | SCARD_STATE_EXCLUSIVE)) != 0;
+}
+
+bool IsHeld(const Reader& reader) {
+    return (reader.state & SCARD_STATE_EXCLUSIVE) != 0 || reader.cardCode == SCARD_E_SHARING_VIOLATION ||
+           reader.directCode == SCARD_E_SHARING_VIOLATION;
+}
+
+std::vector<std::size_t> UnlistedUsbReaders(const Report& report) {
+    std::vector<std::size_t> unlisted;
+    for (std::size_t i = 0; i < report.usbReaders.size(); ++i) {
+        if (FindPcscReaders(report.usbReaders[i], report.readers).empty()) {
+            unlisted.push_back(i);
+        }
+    }
+    return unlisted;
+}
+
+} // namespace Diag

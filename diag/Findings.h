@@ -1,0 +1,52 @@
+// What is wrong, why, and what to do about it: derived from the records alone.
+#pragma once
+
+#include "diag/Records.h"
+
+#include <string>
+#include <vector>
+
+namespace Diag {
+
+enum class Severity {
+    Note,    ///< worth knowing; nothing is wrong
+    Warning, ///< something does not work as it could
+    Error,   ///< something does not work
+};
+
+/// A kind of finding. Its id is the name of its entry in docs/failures.md.
+struct FindingKind {
+    const char* id;
+    Severity severity;
+    const char* title;    ///< message id
+    const char* remedy;   ///< message id
+    const char* commands; ///< what to type, one a line; "%s" stands for a finding's parameter
+};
+
+/// Every kind, in the order of the report.
+[[nodiscard]] const std::vector<FindingKind>& FindingKinds();
+
+struct Finding {
+    const FindingKind* kind = nullptr; ///< never null in a report
+    std::string subject;               ///< the reader or file in question; may be empty
+    std::string detail;                ///< what was seen, not translated; may be empty
+    std::vector<std::string> commands; ///< with the parameter filled in
+};
+
+/// Findings in the order of the report's parts.
+[[nodiscard]] std::vector<Finding> DeriveFindings(const Report& report);
+
+/// Whether something is wrong, notes not counted.
+[[nodiscard]] bool IsAnythingWrong(const std::vector<Finding>& findings);
+
+/// Whether a stored reader is the one that stands for all: a PC/SC reader named "*", with none beside it.
+[[nodiscard]] bool IsAnyReader(const std::vector<StoredReader>& readers);
+
+/// Whether another program uses the reader, and whether it lets no other in.
+[[nodiscard]] bool IsInUse(const Reader& reader);
+[[nodiscard]] bool IsHeld(const Reader& reader);
+
+/// Numbers of the USB devices that PC/SC lists no reader for.
+[[nodiscard]] std::vector<std::size_t> UnlistedUsbReaders(const Report& report);
+
+} // namespace Diag

@@ -1,0 +1,266 @@
+#include "diag/JsonReport.h"
+
+#include "diag/Language.h"
+#include "diag/PcscNames.h"
+#include "diag/Text.h"
+#include "readers/EnumReaders.h"
+
+#include <nlohmann/json.hpp>
+#include <winscard.h>
+
+#include <algorithm>
+
+namespace Diag {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+const char* StateName(ServiceState state) {
+    switch (state) {
+    case ServiceState::Fine:
+        return "fine";
+    case ServiceState::NotInstalled:
+        return "not-installed";
+    case ServiceState::NotRunning:
+        return "not-running";
+    case ServiceState::NotReachable:
+        return "not-reachable";
+    case ServiceState::NoPermission:
+        return "no-permission";
+    case ServiceState::Refused:
+        return "refused";
+    case ServiceState::ProtocolMismatch:
+        return "protocol-mismatch";
+    case ServiceState::NotAnswering:
+        return "not-answering";
+    default:
+        return "failed";
+    }
+}
+
+const char* SeverityName(Severity severity) {
+    switch (severity) {
+    case Severity::Error:
+        return "error";
+    case Severity::Warning:
+        return "warning";
+    default:
+        return "note";
+    }
+}
+
+template <typename T>
+Json OrNull(const T& value, bool isThere) {
+    return isThere ? Json(value) : Json();
+}
+
+Json TextOrNull(const std::string& text) {
+    return OrNull(Printable(text), !text.empty());
+}
+
+Json ResultJson(long code) {
+    return {{"name", ResultName(code)}, {"code", HexNumber(static_cast<unsigned long>(code) & 0xFFFFFFFFUL)}};
+}
+
+Json NumberOrNull(const std::optional<long>& number) {
+    return number ? Json(*number) : Json();
+}
+
+Json ServiceJson(const Service& service) {
+    return {{"state", StateName(service.state)},
+            {"result", ResultJson(service.code)},
+            {"hangingCall", TextOrNull(service.call)},
+            {"program", TextOrNull(service.program)},
+            {"process", OrNull(service.process, service.process != 0)},
+            {"processState", OrNull(std::string(1, service.processState), service.process != 0)},
+            {"socket", service.socket}};
+}
+
+Json AttributesJson(const Reader& reader) {
+    Json attributes = Json::object();
+    for (const AttributeName& name : AttributeNames) {
+        const auto found = std::find_if(reader.attributes.begin(), reader.attributes.end(),
+                                        [&](const Attribute& attribute) { return attribute.tag == name.tag; });
+        if (found == reader.attributes.end()) {
+            continue;
+        }
+        const bool isRead = found->code == SCARD_S_SUCCESS;
+        attributes[name.key] = {{"tag", HexNumber(name.tag)},
+                                {"result", ResultJson(found->code)},
+                                {"text", OrNull(Printable(found->bytes), isRead)},
+                                {"bytes", OrNull(HexBytes(found->bytes), isRead)}};
+    }
+    return attributes;
+}
+
+Json FeaturesJson(const Reader& reader) {
+    Json features = Json::array();
+    for (const Feature& feature : ParseFeatures(reader.features)) {
+        features.push_back({{"tag", feature.tag},
+                            {"name", TextOrNull(feature.name)},
+                            {"controlCode", HexNumber(feature.controlCode)}});
+    }
+    return features;
+}
+
+Json PinPadJson(const Reader& reader) {
+    Json pinPad = {{"byName", Vantor::PCSCIsSecureByName(reader.name)},
+                   {"byQuery", OrNull(reader.isSecure, reader.featuresAsked)},
+                   {"result", reader.featuresAsked ? ResultJson(reader.featuresCode) : Json()},
+                   {"features", FeaturesJson(reader)}};
+    return pinPad;
+}
+
+Json CardJson(const Reader& reader) {
+    return {{"present", (reader.state & SCARD_STATE_PRESENT) != 0},
+            {"atr", OrNull(HexBytes(reader.atr), !reader.atr.empty())},
+            {"protocol", TextOrNull(ProtocolName(reader.protocol))},
+            {"result", ResultJson(reader.cardCode)}};
+}
+
+Json ReaderJson(const Reader& reader) {
+    return {{"name", Printable(reader.name)},
+            {"asked", reader.asked},
+            {"status", {{"result", ResultJson(reader.statusCode)}, {"state", HexNumber(reader.state)}}},
+            {"card", CardJson(reader)},
+            {"inUse", IsInUse(reader)},
+            {"held", IsHeld(reader)},
+            {"connection", reader.connected ? Json(reader.direct ? "reader" : "card") : Json()},
+            {"directResult", ResultJson(reader.directCode)},
+            {"hangingCall", TextOrNull(reader.hangingCall)},
+            {"attributes", AttributesJson(reader)},
+            {"pinPad", PinPadJson(reader)}};
+}
+
+Json UsbJson(const Report& report) {
+    const std::vector<std::size_t> unlisted = UnlistedUsbReaders(report);
+    Json devices = Json::array();
+    for (std::size_t i = 0; i < report.usbReaders.size(); ++i) {
+        const UsbReader& device = report.usbReaders[i];
+        devices.push_back({{"port", device.port},
+                           {"vendorId", device.vendorId},
+                           {"productId", device.productId},
+                           {"manufacturer", TextOrNull(device.manufacturer)},
+                           {"product", TextOrNull(device.product)},
+                           {"serial", TextOrNull(device.serial)},
+                           {"driver", TextOrNull(device.driver)},
+                           {"bus", device.bus},
+                           {"device", device.device},
+                           {"listed", std::find(unlisted.begin(), unlisted.end(), i) == unlisted.end()}});
+    }
+    return devices;
+}
+
+Json ProblemJson(const FileProblem& problem) {
+    return {{"line", OrNull(problem.line, problem.line != 0)}, {"text", Printable(problem.text)}};
+}
+
+Json PrintableArray(const std::vector<std::string>& texts) {
+    Json array = Json::array();
+    for (const std::string& text : texts) {
+        array.push_back(Printable(text));
+    }
+    return array;
+}
+
+Json FileJson(const ConfigurationFile& configuration) {
+    const FileFacts& file = configuration.file;
+    const bool isKnown = !file.owner.empty();
+    Json invalid = Json::array();
+    for (const FileProblem& problem : configuration.invalid) {
+        invalid.push_back(ProblemJson(problem));
+    }
+    return {{"path", Printable(file.path)},
+            {"exists", file.exists},
+            {"owner", OrNull(file.owner, isKnown)},
+            {"group", OrNull(file.group, isKnown)},
+            {"mode", OrNull(ModeText(file.mode), isKnown)},
+            {"size", OrNull(file.size, isKnown)},
+            {"modified", OrNull(TimeText(file.modified), isKnown)},
+            {"readable", file.readable},
+            {"writable", file.writable},
+            {"obstacle", TextOrNull(file.obstacle)},
+            {"parsed", configuration.parsed},
+            {"malformed", configuration.malformed ? ProblemJson(*configuration.malformed) : Json()},
+            {"invalid", invalid},
+            {"unread", PrintableArray(configuration.unread)},
+            {"putAside", configuration.putAside}};
+}
+
+Json SettingsJson(const Settings& settings) {
+    Json readers = Json::array();
+    for (const StoredReader& reader : settings.readers) {
+        readers.push_back({{"element", reader.element},
+                           {"kind", Printable(reader.kind)},
+                           {"name", Printable(reader.name)},
+                           {"library", TextOrNull(reader.library)},
+                           {"isSecure", reader.isSecure}});
+    }
+    return {{"anyReader", IsAnyReader(settings.readers)},
+            {"readers", readers},
+            {"language", NumberOrNull(settings.language)},
+            {"logLevel", NumberOrNull(settings.traceLevel)},
+            {"logMode", NumberOrNull(settings.traceMode)},
+            {"logFile", TextOrNull(settings.traceFile)},
+            {"miniDriverLogging", NumberOrNull(settings.miniDriverLogging)},
+            {"clientVersion", TextOrNull(settings.clientVersion)}};
+}
+
+Json LogJson(const LogDirectory& directory) {
+    Json files = Json::array();
+    for (const LogFileFacts& file : directory.files) {
+        files.push_back({{"name", Printable(file.name)}, {"size", file.size}, {"modified", TimeText(file.modified)}});
+    }
+    return {{"path", Printable(directory.path)},
+            {"exists", directory.exists},
+            {"readable", directory.readable},
+            {"writable", directory.writable},
+            {"files", files}};
+}
+
+Json FindingJson(const Finding& finding) {
+    return {{"id", finding.kind->id},
+            {"severity", SeverityName(finding.kind->severity)},
+            {"subject", TextOrNull(finding.subject)},
+            {"detail", TextOrNull(finding.detail)},
+            {"title", Translate(finding.kind->title)},
+            {"remedy", Translate(finding.kind->remedy)},
+            {"commands", finding.commands},
+            {"entry", std::string("failures.md#") + finding.kind->id}};
+}
+
+template <typename T>
+Json ArrayOf(const std::vector<T>& records, Json (*format)(const T&)) {
+    Json array = Json::array();
+    for (const T& record : records) {
+        array.push_back(format(record));
+    }
+    return array;
+}
+
+} // namespace
+
+std::string FormatJson(const Report& report, const std::vector<Finding>& findings, bool isRedacted) {
+    const Json document = {
+        {"program", "lumodiag"},
+        {"version", report.version},
+        {"time", TimeText(report.time)},
+        {"redacted", isRedacted},
+        {"wrong", IsAnythingWrong(findings)},
+        {"service", ServiceJson(report.service)},
+        {"listResult", ResultJson(report.listCode)},
+        {"readers", ArrayOf(report.readers, ReaderJson)},
+        {"usbReaders", UsbJson(report)},
+        {"configuration",
+         {{"machine", FileJson(report.configuration.machine)},
+          {"user", FileJson(report.configuration.user)},
+          {"settings", SettingsJson(report.configuration.settings)}}},
+        {"logs", {{"client", LogJson(report.logs.client)}, {"miniDriver", LogJson(report.logs.miniDriver)}}},
+        {"findings", ArrayOf(findings, FindingJson)},
+    };
+    // What is not UTF-8 after all must not cost the report.
+    return document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+} // namespace Diag

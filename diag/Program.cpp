@@ -1,0 +1,151 @@
+#include "diag/Program.h"
+
+#include "diag/ConfigurationProbe.h"
+#include "diag/Findings.h"
+#include "diag/JsonReport.h"
+#include "diag/Language.h"
+#include "diag/LogProbe.h"
+#include "diag/Options.h"
+#include "diag/ReaderReport.h"
+#include "diag/Redaction.h"
+#include "diag/ServiceProbe.h"
+#include "diag/Text.h"
+#include "diag/TextReport.h"
+#include "diag/UsbProbe.h"
+#include "diag/Watch.h"
+#include "logging/Logging.h"
+#include "util/FileAndDirectory.h"
+
+#include <cstdio>
+#include <ctime>
+
+#include <unistd.h>
+
+namespace Diag {
+
+namespace {
+
+using Vantor::LibLogging;
+
+constexpr unsigned LogEntriesInFile = 100000;
+
+std::string ChooseLanguage(const Options& options, const Settings& settings) {
+    if (!options.language.empty()) {
+        return options.language;
+    }
+    const std::optional<std::string> configured =
+        settings.language ? LanguageOfNumber(*settings.language) : std::nullopt;
+    return configured && !configured->empty() ? *configured : SystemLanguage();
+}
+
+/// All of it, or the program was of no use: a report cut short on a full disk would be taken for a good one.
+bool Print(const std::string& text) {
+    return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+}
+
+/// The log engine's file. Its failures are silent, so what it left on disk tells whether it works.
+LibLogging* OpenLog(const std::string& file) {
+    LibLogging* const log = LibLogging::GetHandle(static_cast<unsigned>(LibLogging::Register()));
+    log->Init(file, LogEntriesInFile, true);
+    log->Enabled(true);
+    log->LogMessage(std::string("lumodiag ") + LUMOADMIN_VERSION);
+    return access(LibLogging::AppendLogExtension(file).c_str(), W_OK) == 0 ? log : nullptr;
+}
+
+LogLine LogTo(LibLogging* log, const Options& options) {
+    if (log == nullptr) {
+        return nullptr;
+    }
+    const Redaction redaction(Vantor::GetUserDir());
+    return [log, redaction, redacts = options.redact](bool isError, const std::string& line) {
+        const std::string text = redacts ? redaction.Text(line) : line;
+        isError ? log->LogError(text) : log->LogMessage(text);
+    };
+}
+
+Report MakeReport(ConfigurationState configuration, const LogLine& log) {
+    Report report;
+    report.version = LUMOADMIN_VERSION;
+    report.time = std::time(nullptr);
+    PcscFacts asked = AskReaders(TimeLimits(), log);
+    ServiceFacts facts = LookForService();
+    if (asked.answered && asked.contextCode != 0) {
+        facts.connectError = TryToConnect(facts.socket);
+    }
+    report.service = JudgeService(facts, asked);
+    report.listCode = asked.listCode;
+    report.readers = std::move(asked.readers);
+    report.usbReaders = ListUsbReaders();
+    report.configuration = std::move(configuration);
+    report.logs = ProbeLogs();
+    return report;
+}
+
+int PrintReport(Report report, const Options& options) {
+    std::vector<Finding> findings = DeriveFindings(report);
+    if (options.redact) {
+        const Redaction redaction(report, Vantor::GetUserDir());
+        redaction.Apply(findings);
+        redaction.Apply(report);
+    }
+    if (!Print(options.json ? FormatJson(report, findings, options.redact) : FormatText(report, findings))) {
+        std::perror("lumodiag");
+        return ExitTrouble;
+    }
+    return IsAnythingWrong(findings) ? ExitFindings : ExitFine;
+}
+
+/// Each line at once: whoever watches wants to see what his hands do.
+int Watch(const Options& options, const LogLine& log) {
+    const Redaction redaction(Vantor::GetUserDir());
+    bool isPrinted = true;
+    WatchReaders([&](Event event) {
+        event.reader = options.redact ? redaction.Text(event.reader) : event.reader;
+        const std::string time = TimeText(std::time(nullptr));
+        isPrinted = Print((options.json ? FormatEventJson(event, time) : FormatEvent(event, time)) + "\n");
+        if (log) {
+            log(false, FormatEvent(event, "lumodiag"));
+        }
+        return isPrinted;
+    });
+    return isPrinted ? ExitFine : ExitTrouble;
+}
+
+int RunWith(const Options& options, ConfigurationState configuration) {
+    LibLogging* log = nullptr;
+    if (!options.logFile.empty()) {
+        log = OpenLog(options.logFile);
+        if (log == nullptr) {
+            std::fprintf(stderr, "lumodiag: cannot write the log file %s\n", options.logFile.c_str());
+            return ExitTrouble;
+        }
+    }
+    const LogLine line = LogTo(log, options);
+    const int status =
+        options.watch ? Watch(options, line) : PrintReport(MakeReport(std::move(configuration), line), options);
+    if (log != nullptr) {
+        log->Destroy();
+    }
+    return status;
+}
+
+} // namespace
+
+int Run(int count, char** arguments) {
+    Options options;
+    if (!ReadOptions(count, arguments, options)) {
+        std::fputs("Try 'lumodiag --help' for more information.\n", stderr);
+        return ExitTrouble;
+    }
+    ConfigurationState configuration = ProbeConfiguration();
+    UseLanguage(ChooseLanguage(options, configuration.settings));
+    if (options.help) {
+        return Print(HelpText() + "\n") ? ExitFine : ExitTrouble;
+    }
+    if (options.version) {
+        return Print(std::string("lumodiag ") + LUMOADMIN_VERSION + "\n") ? ExitFine : ExitTrouble;
+    }
+    return RunWith(options, std::move(configuration));
+}
+
+} // namespace Diag

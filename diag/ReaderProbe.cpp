@@ -1,0 +1,216 @@
+#include "diag/ReaderProbe.h"
+
+#include "diag/PcscNames.h"
+#include "readers/BaseCspReader.h"
+#include "readers/EnumReaders.h"
+#include "readers/Logging.h"
+#include "util/ByteArray.h"
+
+#include <reader.h>
+#include <winscard.h>
+
+#include <algorithm>
+#include <array>
+
+namespace Diag {
+
+namespace {
+
+using Vantor::LibReaderImpl;
+
+constexpr unsigned long AnyProtocol = SCARD_PROTOCOL_T0 | SCARD_PROTOCOL_T1;
+
+/// Gives the context back at the end.
+class Context {
+public:
+    explicit Context(ProbeListener& listener) {
+        listener.OnCall("SCardEstablishContext");
+        code = SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &handle);
+        if (code != SCARD_S_SUCCESS) {
+            LibReaderImpl::LogErrorSCardError("cannot establish scard context", code);
+        }
+    }
+    ~Context() {
+        if (code == SCARD_S_SUCCESS) {
+            SCardReleaseContext(handle);
+        }
+    }
+    Context(const Context&) = delete;
+    Context& operator=(const Context&) = delete;
+
+    SCARDCONTEXT handle = 0;
+    long code = SCARD_S_SUCCESS;
+};
+
+/// A connection that takes nothing from other programs: never exclusive, and the card stays as it is when it ends.
+/// The reader classes' own Disconnect takes the card's power, which would cut off whoever uses it.
+class Connection {
+public:
+    explicit Connection(SCARDCONTEXT usedContext) : context(usedContext) {}
+    ~Connection() {
+        if (handle != 0) {
+            SCardDisconnect(handle, SCARD_LEAVE_CARD);
+        }
+    }
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    long Open(const std::string& name, unsigned long mode, unsigned long protocols) {
+        const long code = SCardConnect(context, name.c_str(), mode, protocols, &handle, &protocol);
+        if (code != SCARD_S_SUCCESS) {
+            handle = 0;
+            LibReaderImpl::LogErrorSCardError("error in SCardConnect", code);
+        }
+        return code;
+    }
+
+    SCARDCONTEXT context;
+    SCARDHANDLE handle = 0;
+    unsigned long protocol = 0;
+};
+
+/// One reader's turn.
+class Turn {
+public:
+    Turn(ProbeListener& heard, SCARDCONTEXT context, std::size_t ownNumber, Reader& ownReader)
+        : listener(heard), connection(context), number(ownNumber), reader(ownReader) {}
+
+    void Run() {
+        LibReaderImpl::LogMessage("lumodiag asks reader " + reader.name);
+        reader.asked = true;
+        Connect();
+        if (reader.connected) {
+            ReadAtr();
+            ReadAttributes();
+            ReadFeatures();
+        }
+        Call("SCardDisconnect");
+    }
+
+private:
+    void Call(const char* call) {
+        listener.OnReader(number, reader);
+        listener.OnCall(call);
+    }
+
+    bool HasCard() const { return (reader.state & SCARD_STATE_PRESENT) != 0; }
+
+    /// With a card, as the window does; without one, or with one that does not answer, the reader alone.
+    void Connect() {
+        Call("SCardConnect");
+        if (HasCard()) {
+            reader.cardCode = connection.Open(reader.name, SCARD_SHARE_SHARED, AnyProtocol);
+            reader.connected = reader.cardCode == SCARD_S_SUCCESS;
+        }
+        // What another program holds for itself alone is not asked a second time.
+        if (!reader.connected && reader.cardCode != SCARD_E_SHARING_VIOLATION) {
+            reader.directCode = connection.Open(reader.name, SCARD_SHARE_DIRECT, 0);
+            reader.connected = reader.direct = reader.directCode == SCARD_S_SUCCESS;
+        }
+        reader.protocol = reader.connected && !reader.direct ? connection.protocol : 0;
+    }
+
+    /// The PIN-pad queries and attributes of the reader code over our own handles, which it neither opens nor closes.
+    Vantor::BaseCspReader Queries() const { return {connection.context, connection.handle}; }
+
+    void ReadAtr() {
+        if (reader.direct) {
+            return;
+        }
+        Call("SCardStatus");
+        // Asked again, for a card gets its power only with the connection.
+        Vantor::ByteArray atr;
+        if (Queries().GetAtr(atr)) {
+            reader.atr.assign(atr.begin(), atr.end());
+        }
+    }
+
+    void ReadAttributes() {
+        Vantor::BaseCspReader queries = Queries();
+        for (const AttributeName& name : AttributeNames) {
+            Call("SCardGetAttrib");
+            Attribute attribute{name.tag, 0, {}};
+            attribute.code = queries.MySCardGetAttrib(name.tag, attribute.bytes, false);
+            reader.attributes.push_back(attribute);
+        }
+        Call("SCardGetAttrib");
+        reader.channelCode = queries.MySCardGetAttrib(SCARD_ATTR_CHANNEL_ID, reader.channel, false);
+    }
+
+    void ReadFeatures() {
+        Call("SCardControl");
+        std::array<char, 5012> answer{};
+        unsigned long length = 0;
+        reader.featuresCode = SCardControl(connection.handle, CM_IOCTL_GET_FEATURE_REQUEST, nullptr, 0, answer.data(),
+                                           answer.size(), &length);
+        reader.featuresAsked = true;
+        if (reader.featuresCode == SCARD_S_SUCCESS) {
+            reader.features.assign(answer.data(), std::min<std::size_t>(length, answer.size()));
+        }
+        Vantor::BaseCspReader queries = Queries();
+        queries.SetConfig(true, false, false);
+        reader.isSecure = queries.IsSecure();
+    }
+
+    ProbeListener& listener;
+    Connection connection;
+    std::size_t number;
+    Reader& reader;
+};
+
+/// The names by the window's own list; where that fails, why.
+long ListNames(ProbeListener& listener, SCARDCONTEXT context, std::vector<std::string>& names) {
+    listener.OnCall("SCardListReaders");
+    if (Vantor::ListPCSCReaders(names)) {
+        return SCARD_S_SUCCESS;
+    }
+    unsigned long length = 0;
+    const long code = SCardListReaders(context, nullptr, nullptr, &length);
+    return code == SCARD_S_SUCCESS ? SCARD_F_UNKNOWN_ERROR : code;
+}
+
+/// Card states as they are before this program connects: afterwards every reader would be in use.
+void AskStates(ProbeListener& listener, SCARDCONTEXT context, std::vector<Reader>& readers) {
+    for (Reader& reader : readers) {
+        listener.OnCall("SCardGetStatusChange");
+        SCARD_READERSTATE state = {};
+        state.szReader = reader.name.c_str();
+        reader.statusCode = SCardGetStatusChange(context, 0, &state, 1);
+        if (reader.statusCode != SCARD_S_SUCCESS) {
+            LibReaderImpl::LogErrorSCardError("error in SCardGetStatusChange", reader.statusCode);
+            continue;
+        }
+        reader.state = state.dwEventState;
+        reader.atr.assign(reinterpret_cast<const char*>(state.rgbAtr),
+                          std::min<std::size_t>(state.cbAtr, sizeof(state.rgbAtr)));
+    }
+}
+
+std::vector<Reader> ListReaders(ProbeListener& listener, SCARDCONTEXT context) {
+    std::vector<std::string> names;
+    const long code = ListNames(listener, context, names);
+    std::vector<Reader> readers(names.size());
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        readers[i].name = names[i];
+    }
+    AskStates(listener, context, readers);
+    listener.OnReaders(code, readers);
+    return readers;
+}
+
+} // namespace
+
+void ProbeReaders(ProbeListener& listener, std::vector<Reader> known, std::size_t first) {
+    const Context context(listener);
+    listener.OnContext(context.code);
+    if (context.code != SCARD_S_SUCCESS) {
+        return;
+    }
+    std::vector<Reader> readers = known.empty() ? ListReaders(listener, context.handle) : std::move(known);
+    for (std::size_t i = first; i < readers.size(); ++i) {
+        Turn(listener, context.handle, i, readers[i]).Run();
+        listener.OnReader(i, readers[i]);
+    }
+}
+
+} // namespace Diag

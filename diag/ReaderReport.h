@@ -1,0 +1,34 @@
+// The service and its readers, asked from a child process so that nothing there can block the program.
+#pragma once
+
+#include "diag/Records.h"
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace Diag {
+
+/// What came of asking the service.
+struct PcscFacts {
+    bool answered = false; ///< a context, or a code instead of it, came back in time
+    long contextCode = 0;
+    long listCode = 0;
+    std::string hangingCall; ///< the call during which the service itself stopped answering
+    std::vector<Reader> readers;
+};
+
+struct TimeLimits {
+    std::chrono::milliseconds service{2000}; ///< for a call to the service itself
+    std::chrono::milliseconds reader{5000};  ///< for a call that waits for a reader or its card
+};
+
+/// Receives the reader code's log lines as they come.
+using LogLine = std::function<void(bool isError, const std::string& text)>;
+
+/// Asks everything. A reader that does not answer costs one time limit and is marked; the others are asked all the
+/// same, unless the whole service stopped answering.
+[[nodiscard]] PcscFacts AskReaders(const TimeLimits& limits, const LogLine& log);
+
+} // namespace Diag

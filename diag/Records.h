@@ -1,0 +1,163 @@
+// What the probes find out, as plain values: nothing here calls PC/SC, reads a file or knows a language.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Diag {
+
+enum class ServiceState {
+    Fine,
+    NotInstalled,
+    NotRunning,
+    NotReachable,     ///< the daemon runs, its socket is missing
+    NoPermission,     ///< the socket's permissions keep this user out
+    Refused,          ///< the daemon closes the door on this user, as it does when polkit says no
+    ProtocolMismatch, ///< daemon and client library are of different versions
+    NotAnswering,     ///< no answer within the time limit
+    Failed,           ///< another PC/SC error, or a daemon that went away in between
+};
+
+/// The PC/SC daemon as this user meets it.
+struct Service {
+    ServiceState state = ServiceState::Failed;
+    long code = 0;            ///< PC/SC result of asking for a context; 0 when it never came back
+    std::string call;         ///< the call that did not return, for NotAnswering
+    std::string socket;       ///< path that the client library uses
+    std::string program;      ///< path of the daemon's program; empty: not found
+    int process = 0;          ///< process id of a running daemon; 0: none to be seen
+    char processState = '\0'; ///< as ps(1) writes it, 'T' for stopped
+};
+
+/// One driver attribute (PC/SC part 3).
+struct Attribute {
+    unsigned long tag = 0;
+    long code = 0;     ///< PC/SC result of reading it
+    std::string bytes; ///< as the driver gave them; empty on failure
+};
+
+/// One PC/SC reader. Codes are PC/SC results.
+struct Reader {
+    std::string name;
+    long statusCode = 0;     ///< of asking for the reader's state
+    unsigned long state = 0; ///< SCARD_STATE_ bits before we connected: what other programs did
+    std::string atr;         ///< bytes of the card's answer to reset
+    bool connected = false;  ///< attributes and features could be asked
+    bool direct = false;     ///< connected to the reader alone, there being no card that answers
+    long cardCode = 0;       ///< of connecting to the card
+    long directCode = 0;     ///< of connecting to the reader alone
+    unsigned long protocol = 0;
+    std::vector<Attribute> attributes; ///< the six that identify a reader; those not reached are missing
+    long channelCode = 0;              ///< of reading SCARD_ATTR_CHANNEL_ID
+    std::string channel;               ///< its bytes
+    bool featuresAsked = false;
+    long featuresCode = 0;   ///< of CM_IOCTL_GET_FEATURE_REQUEST
+    std::string features;    ///< its answer, TLV records (PC/SC part 10)
+    bool isSecure = false;   ///< the reader code's verdict, from the features
+    std::string hangingCall; ///< the PC/SC call that did not return; empty: all did
+    bool asked = false;      ///< false: the service went away before this reader's turn
+};
+
+/// A device on USB with an interface of the smart-card class.
+struct UsbReader {
+    std::string port; ///< as the kernel names it, "1-1.2"
+    std::string vendorId;
+    std::string productId; ///< both four hexadecimal digits
+    std::string manufacturer;
+    std::string product;
+    std::string serial;
+    std::string driver; ///< kernel driver of the interface; "usbfs" while a program such as the daemon has it
+    int bus = 0;
+    int device = 0;
+};
+
+/// A file or folder as far as rights go.
+struct FileFacts {
+    std::string path;
+    bool exists = false;
+    bool isRegular = false;
+    bool isFolder = false;
+    std::string owner;
+    std::string group;
+    unsigned mode = 0; ///< permission bits
+    std::int64_t size = 0;
+    std::int64_t modified = 0; ///< seconds since the epoch
+    bool readable = false;     ///< by this user
+    bool writable = false;     ///< by this user: saving would take effect
+    std::string obstacle;      ///< why it is not writable, in the system's words
+};
+
+/// A line of a file and what is wrong there.
+struct FileProblem {
+    unsigned long line = 0; ///< from 1 on; 0: the file as a whole
+    std::string text;
+};
+
+struct ConfigurationFile {
+    FileFacts file;
+    FileFacts folder;
+    bool parsed = false;
+    std::optional<FileProblem> malformed; ///< why it was not parsed
+    std::vector<FileProblem> invalid;     ///< what the schema says against it
+    std::vector<std::string> unread;      ///< paths of elements that no program of the product reads
+    bool putAside = false;                ///< a file "config.unreadable" lies beside it
+};
+
+/// One reader sub-tree of the configuration.
+struct StoredReader {
+    std::string element;
+    std::string kind;
+    std::string name;
+    std::string library; ///< CT-API library; empty for PC/SC
+    bool isSecure = false;
+};
+
+struct Settings {
+    std::vector<StoredReader> readers;
+    std::optional<long> traceLevel;
+    std::optional<long> traceMode;
+    std::string traceFile;
+    std::optional<long> miniDriverLogging;
+    std::optional<long> language;
+    std::string clientVersion;
+};
+
+struct ConfigurationState {
+    ConfigurationFile machine;
+    ConfigurationFile user;
+    Settings settings; ///< of the machine's file, the only one that settings are read from
+};
+
+struct LogFileFacts {
+    std::string name;
+    std::int64_t size = 0;
+    std::int64_t modified = 0;
+};
+
+struct LogDirectory {
+    std::string path;
+    bool exists = false;
+    bool writable = false; ///< this user may make files in it, or could make the folder itself
+    bool readable = false;
+    std::vector<LogFileFacts> files; ///< newest first
+};
+
+struct LogState {
+    LogDirectory client; ///< of the PKCS#11 module
+    LogDirectory miniDriver;
+};
+
+struct Report {
+    std::string version;
+    std::int64_t time = 0; ///< seconds since the epoch
+    Service service;
+    long listCode = 0; ///< PC/SC result of listing the readers
+    std::vector<Reader> readers;
+    std::vector<UsbReader> usbReaders;
+    ConfigurationState configuration;
+    LogState logs;
+};
+
+} // namespace Diag

@@ -1,0 +1,157 @@
+#include "diag/Text.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <ctime>
+
+namespace Diag {
+
+namespace {
+
+unsigned Byte(std::string_view text, std::size_t at) {
+    return static_cast<unsigned char>(text[at]);
+}
+
+bool IsContinuation(std::string_view text, std::size_t at) {
+    return at < text.size() && (Byte(text, at) & 0xC0U) == 0x80;
+}
+
+/// Bytes of the well-formed UTF-8 character at the start (RFC 3629); 0 for none.
+std::size_t CharacterLength(std::string_view text) {
+    const unsigned first = Byte(text, 0);
+    const std::size_t length = first < 0x80   ? 1
+                               : first < 0xC2 ? 0
+                               : first < 0xE0 ? 2
+                               : first < 0xF0 ? 3
+                               : first < 0xF5 ? 4
+                                              : 0;
+    for (std::size_t i = 1; i < length; ++i) {
+        if (!IsContinuation(text, i)) {
+            return 0;
+        }
+    }
+    if (length >= 3) {
+        const unsigned second = Byte(text, 1);
+        const bool overlong = (first == 0xE0 && second < 0xA0) || (first == 0xF0 && second < 0x90);
+        const bool outside = (first == 0xED && second > 0x9F) || (first == 0xF4 && second > 0x8F);
+        return overlong || outside ? 0 : length;
+    }
+    return length;
+}
+
+/// Control characters, and those that turn the direction of writing, so that a name could pretend to be another.
+bool SteersTerminal(std::string_view character) {
+    if (character.size() == 1) {
+        return Byte(character, 0) < 0x20 || Byte(character, 0) == 0x7F;
+    }
+    if (character.size() == 2) {
+        return Byte(character, 0) == 0xC2 && Byte(character, 1) < 0xA0;
+    }
+    const bool isFormat = character.size() == 3 && Byte(character, 0) == 0xE2;
+    return isFormat &&
+           ((Byte(character, 1) == 0x80 && Byte(character, 2) >= 0x8B) ||
+            (Byte(character, 1) == 0x81 && Byte(character, 2) >= 0xA6)) &&
+           !(Byte(character, 1) == 0x80 && Byte(character, 2) >= 0x90 && Byte(character, 2) <= 0xA7);
+}
+
+std::string_view WithoutZeros(std::string_view bytes) {
+    const std::size_t last = bytes.find_last_not_of('\0');
+    return bytes.substr(0, last == std::string_view::npos ? 0 : last + 1);
+}
+
+std::string Escaped(unsigned byte) {
+    std::array<char, 5> text{};
+    std::snprintf(text.data(), text.size(), "\\x%02X", byte);
+    return text.data();
+}
+
+struct tm LocalTime(std::int64_t seconds) {
+    struct tm parts = {};
+    const auto time = static_cast<std::time_t>(seconds);
+    localtime_r(&time, &parts);
+    return parts;
+}
+
+} // namespace
+
+std::string HexBytes(std::string_view bytes) {
+    constexpr char digits[] = "0123456789ABCDEF";
+    std::string text;
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        text += text.empty() ? "" : " ";
+        text += digits[byte / 16];
+        text += digits[byte % 16];
+    }
+    return text;
+}
+
+std::string Printable(std::string_view bytes) {
+    std::string text;
+    std::string_view rest = WithoutZeros(bytes);
+    while (!rest.empty()) {
+        const std::size_t length = CharacterLength(rest);
+        const std::string_view character = rest.substr(0, std::max<std::size_t>(length, 1));
+        if (length == 0 || SteersTerminal(character)) {
+            for (std::size_t i = 0; i < character.size(); ++i) {
+                text += Escaped(Byte(character, i));
+            }
+        } else {
+            text += character;
+        }
+        rest.remove_prefix(character.size());
+    }
+    return text;
+}
+
+bool IsPrintable(std::string_view bytes) {
+    return Printable(bytes) == WithoutZeros(bytes);
+}
+
+std::size_t Columns(std::string_view text) {
+    return static_cast<std::size_t>(std::count_if(
+        text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80; }));
+}
+
+std::string SizeText(std::int64_t bytes) {
+    constexpr const char* units[] = {"B", "KiB", "MiB", "GiB", "TiB"};
+    auto value = static_cast<double>(bytes);
+    std::size_t unit = 0;
+    while (value >= 1024 && unit + 1 < std::size(units)) {
+        value /= 1024;
+        ++unit;
+    }
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), unit == 0 ? "%.0f %s" : "%.1f %s", value, units[unit]);
+    return text.data();
+}
+
+std::string TimeText(std::int64_t seconds) {
+    const struct tm parts = LocalTime(seconds);
+    std::array<char, 40> text{};
+    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S%z", &parts);
+    std::string time = text.data();
+    return time.size() < 2 ? time : time.insert(time.size() - 2, ":");
+}
+
+std::string ModeText(unsigned mode) {
+    std::string text = "rwxrwxrwx";
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if ((mode & (0400U >> i)) == 0) {
+            text[i] = '-';
+        }
+    }
+    return text;
+}
+
+std::string Join(const std::vector<std::string>& parts, std::string_view separator) {
+    std::string joined;
+    for (const std::string& part : parts) {
+        joined += joined.empty() ? "" : separator;
+        joined += part;
+    }
+    return joined;
+}
+
+} // namespace Diag

@@ -1,0 +1,35 @@
+// Bytes of drivers and files as text that is safe to print.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Diag {
+
+/// Upper-case hexadecimal pairs with a blank between them.
+[[nodiscard]] std::string HexBytes(std::string_view bytes);
+
+/// The bytes as UTF-8 text: terminating zeros are left out; control characters, which could steer a terminal, and bytes
+/// that are no UTF-8 become "\xNN".
+[[nodiscard]] std::string Printable(std::string_view bytes);
+
+/// Whether Printable has nothing to replace.
+[[nodiscard]] bool IsPrintable(std::string_view bytes);
+
+/// Columns that a UTF-8 text takes, counting each character as one.
+[[nodiscard]] std::size_t Columns(std::string_view text);
+
+/// "1.5 MiB"; below 1024 "17 B".
+[[nodiscard]] std::string SizeText(std::int64_t bytes);
+
+/// Local time as ISO 8601 with the offset from UTC, "2026-03-01T14:05:09+01:00".
+[[nodiscard]] std::string TimeText(std::int64_t seconds);
+
+/// "rw-rw-r--"
+[[nodiscard]] std::string ModeText(unsigned mode);
+
+[[nodiscard]] std::string Join(const std::vector<std::string>& parts, std::string_view separator);
+
+} // namespace Diag

@@ -1,0 +1,14 @@
+// Entry of the program.
+#include "diag/Program.h"
+
+#include <cstdio>
+#include <exception>
+
+int main(int argc, char** argv) {
+    try {
+        return Diag::Run(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "lumodiag: %s\n", error.what());
+        return Diag::ExitTrouble;
+    }
+}
