@@ -1,6 +1,7 @@
 // Shows the program by itself, as a person would use it: ticks two readers, takes a picture of every page, presses OK.
 //
-// usage: lumoadmin_demo FOLDER    under scripts/with-desktop and scripts/with-pcscd; the pictures go to FOLDER, named by
+// usage: lumoadmin_demo FOLDER    under scripts/with-desktop and scripts/with-pcscd; the pictures go to FOLDER, named
+// by
 //                                 language and page. With LUMOADMIN_DEMO_LOOK set it only looks and changes nothing.
 
 #include "tests/system/Program.h"
@@ -8,15 +9,39 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
+#include <iterator>
 #include <stdexcept>
 
 namespace {
 
+std::string content(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
 /// A picture of the window with its title bar, not of the rest of somebody's screen.
-bool takePicture(const Program& program, const std::filesystem::path& file) {
+std::string picture(const Program& program, const std::filesystem::path& file) {
     const std::string window = std::to_string(program.window());
-    return Support::run({"import", "-frame", "-window", window, file}).status == 0;
+    const std::vector<std::string> command{"import",  "-frame", "-strip", "-define", "png:exclude-chunks=date,time",
+                                           "-window", window,   file};
+    return Support::run(command).status == 0 ? content(file) : "";
+}
+
+/// Takes a picture once the window shows something else than `before` and has come to rest.
+std::string takePicture(const Program& program, const std::filesystem::path& file, const std::string& before) {
+    std::string last;
+    const bool taken = Support::waitUntil([&] {
+        const std::string now = picture(program, file);
+        const bool atRest = !now.empty() && now == last && now != before;
+        last = now;
+        return atRest;
+    });
+    if (!taken) {
+        throw std::runtime_error("no picture " + file.string());
+    }
+    return last;
 }
 
 /// The tabs of the notebook, whatever the language.
@@ -26,13 +51,12 @@ std::vector<Support::Control> tabs(const Program& program) {
 
 void takePictures(Program& program, const std::filesystem::path& folder, const std::string& language) {
     int number = 0;
+    std::string before;
     for (const Support::Control& tab : tabs(program)) {
         const std::string name = tab.name();
         program.showPage(name);
         const auto file = folder / (language + "-" + std::to_string(++number) + ".png");
-        if (!takePicture(program, file)) {
-            throw std::runtime_error("no picture of the page " + name);
-        }
+        before = takePicture(program, file, before);
         std::cout << "  " << file.filename().string() << "  " << name << '\n';
     }
     if (number == 0) {
