@@ -33,8 +33,8 @@ struct Answer {
 /// @return nothing if a word is not understood
 [[nodiscard]] std::optional<Answer> parseAnswer(std::string_view text);
 
-/// Response code for the name of an IFD_ constant, also without its "IFD_" ("NO_SUCH_DEVICE") or "IFD_ERROR_" ("TAG"), or
-/// for a decimal number. NOT_SUPPORTED is IFD_NOT_SUPPORTED.
+/// Response code for the name of an IFD_ constant, also without its "IFD_" ("NO_SUCH_DEVICE") or "IFD_ERROR_" ("TAG"),
+/// or for a decimal number. NOT_SUPPORTED is IFD_NOT_SUPPORTED.
 [[nodiscard]] std::optional<long> responseCodeByName(std::string_view name);
 
 /// "IFD_SUCCESS" and so on; the decimal number for codes without a name.
