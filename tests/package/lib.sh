@@ -63,7 +63,7 @@ list_tests() {
 
 run_tests() {
   [ "${1:-}" != --list ] || { list_tests; exit 0; }
-  local tests=("$@") name
+  local tests=("$@") name status
   [ ${#tests[@]} -gt 0 ] || mapfile -t tests < <(list_tests)
   if [ -z "${LUMOADMIN_SANDBOX:-}" ]; then
     for name in "${tests[@]}"; do "$root/scripts/sandbox" "$0" "$name" || failed=1; done
@@ -72,8 +72,13 @@ run_tests() {
   work=$(mktemp -d)
   trap 'rm -rf "$work"' EXIT
   for name in "${tests[@]}"; do
-    # In a shell of its own, so that a failing test ends alone and changes nothing for the next.
-    if (cd "$work" && "$name"); then echo "passed: $name"; else echo "FAILED: $name"; failed=1; fi
+    # In a shell of its own, so that a failing test ends alone and changes nothing for the next; and not as a condition, in
+    # which bash would go on after a command that fails.
+    set +e
+    (set -e && cd "$work" && "$name")
+    status=$?
+    set -e
+    if [ "$status" -eq 0 ]; then echo "passed: $name"; else echo "FAILED: $name" && failed=1; fi
   done
   exit "${failed:-0}"
 }
