@@ -12,6 +12,17 @@ function(lumoadmin_configure target)
   target_compile_definitions(${target} PUBLIC _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 endfunction()
 
+# lumoadmin_uses_toolkit(<target>): for code that includes the toolkit's headers, and for all that links it. Their inline code
+# has times in its records, so these must have the size that the system's libraries were built with: on armhf 32 bits (the
+# toolkit's first message would end the program), where the compiler does not say otherwise by itself.
+include(CheckCXXSourceCompiles)
+check_cxx_source_compiles("#include <ctime>\nstatic_assert(sizeof(std::time_t) == 8);\nint main() {}" LUMOADMIN_SYSTEM_TIME_64)
+function(lumoadmin_uses_toolkit target)
+  if(NOT LUMOADMIN_SYSTEM_TIME_64)
+    target_compile_options(${target} PUBLIC -U_TIME_BITS)
+  endif()
+endfunction()
+
 # lumoadmin_library(<target> <source>...): a static library of one folder.
 function(lumoadmin_library target)
   add_library(${target} STATIC ${ARGN})
