@@ -13,14 +13,14 @@ namespace {
 
 constexpr char Padding = '\n';
 /// A larger file is not read, nor covered with padding: it is none of ours.
-constexpr std::size_t MaxPadded = std::size_t{16} << 20;
+constexpr off_t MaxPadded = off_t{16} << 20;
 
-bool WriteAt(const FileDescriptor& file, std::size_t position, const std::string& bytes) {
-    return lseek(file.Get(), static_cast<off_t>(position), SEEK_SET) >= 0 && WriteAndSync(file, bytes);
+bool WriteAt(const FileDescriptor& file, off_t position, const std::string& bytes) {
+    return lseek(file.Get(), position, SEEK_SET) >= 0 && WriteAndSync(file, bytes);
 }
 
-bool CutTo(const FileDescriptor& file, std::size_t size) {
-    return RetryOnInterrupt([&] { return ftruncate(file.Get(), static_cast<off_t>(size)); }) == 0;
+bool CutTo(const FileDescriptor& file, off_t size) {
+    return RetryOnInterrupt([&] { return ftruncate(file.Get(), size); }) == 0;
 }
 
 /// The first `size` bytes; fewer, or none, where the file cannot be read.
@@ -40,8 +40,8 @@ std::string ReadStart(const FileDescriptor& file, std::size_t size) {
 }
 
 /// Puts back what can be put back; the caller reports failure in any case.
-void Restore(const FileDescriptor& file, const std::string& old, std::size_t size) {
-    if (old.size() == size && WriteAt(file, 0, old)) {
+void Restore(const FileDescriptor& file, const std::string& old, off_t size) {
+    if (static_cast<off_t>(old.size()) == size && WriteAt(file, 0, old)) {
         static_cast<void>(CutTo(file, size) && Sync(file));
     }
 }
@@ -53,21 +53,22 @@ bool OverwriteFile(const FileDescriptor& file, const std::string& content) {
     if (fstat(file.Get(), &status) != 0) {
         return false;
     }
-    const auto size = static_cast<std::size_t>(status.st_size);
-    if (content.size() > size) {
-        if (!WriteAt(file, size, std::string(content.size() - size, Padding))) {
+    const off_t size = status.st_size;
+    const auto newSize = static_cast<off_t>(content.size());
+    if (newSize > size) {
+        if (!WriteAt(file, size, std::string(static_cast<std::size_t>(newSize - size), Padding))) {
             static_cast<void>(CutTo(file, size));
             return false;
         }
     }
-    const std::string old = size <= MaxPadded ? ReadStart(file, size) : std::string();
+    const std::string old = size <= MaxPadded ? ReadStart(file, static_cast<std::size_t>(size)) : std::string();
     std::string padded = content;
-    padded.resize(std::max(content.size(), std::min(size, MaxPadded)), Padding);
+    padded.resize(static_cast<std::size_t>(std::max(newSize, std::min(size, MaxPadded))), Padding);
     if (!WriteAt(file, 0, padded)) {
         Restore(file, old, size);
         return false;
     }
-    return CutTo(file, content.size()) && Sync(file);
+    return CutTo(file, newSize) && Sync(file);
 }
 
 } // namespace Vantor
