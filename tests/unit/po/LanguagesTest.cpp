@@ -90,7 +90,7 @@ protected:
     }
 
 private:
-    const fs::path locales = fs::temp_directory_path() / ("languages-" + std::to_string(getpid()));
+    const fs::path locales = "/mnt/locales";
     const wxInitializer toolkit;
     int machines = 0;
 };

@@ -123,7 +123,7 @@ protected:
     }
 
 private:
-    const fs::path locales = fs::temp_directory_path() / ("locales-of-" + std::to_string(getpid()));
+    const fs::path locales = "/mnt/locales";
     const wxInitializer toolkit;
 };
 
