@@ -44,23 +44,25 @@ std::string takePicture(const Program& program, const std::filesystem::path& fil
     return last;
 }
 
+/// The pages in the order of their tabs, as parts of file names.
+constexpr const char* kPages[] = {"Information", "Kartenleser", "Logging", "Windows", "Weitere-Einstellungen"};
+
 /// The tabs of the notebook, whatever the language.
 std::vector<Support::Control> tabs(const Program& program) {
     return Support::Accessibility(program.pid()).showing("page tab");
 }
 
 void takePictures(Program& program, const std::filesystem::path& folder, const std::string& language) {
-    int number = 0;
-    std::string before;
-    for (const Support::Control& tab : tabs(program)) {
-        const std::string name = tab.name();
-        program.showPage(name);
-        const auto file = folder / (language + "-" + std::to_string(++number) + ".png");
-        before = takePicture(program, file, before);
-        std::cout << "  " << file.filename().string() << "  " << name << '\n';
+    const std::vector<Support::Control> shown = tabs(program);
+    if (shown.size() != std::size(kPages)) {
+        throw std::runtime_error("the window shows " + std::to_string(shown.size()) + " pages");
     }
-    if (number == 0) {
-        throw std::runtime_error("the window shows no pages");
+    std::string before;
+    for (std::size_t i = 0; i < shown.size(); ++i) {
+        const auto file = folder / (language + "-" + std::to_string(i + 1) + "-" + kPages[i] + ".png");
+        program.showPage(shown[i].name());
+        before = takePicture(program, file, before);
+        std::cout << "  " << file.filename().string() << '\n';
     }
 }
 
