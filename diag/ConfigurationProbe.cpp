@@ -3,6 +3,7 @@
 #include "config/XmlDocument.h"
 #include "config/XmlScan.h"
 #include "diag/FileProbe.h"
+#include "diag/Language.h"
 #include "diag/SchemaCheck.h"
 #include "util/FileAndDirectory.h"
 
@@ -134,11 +135,11 @@ FileProblem AskParser(const std::string& document) {
         Tree tree;
         std::istringstream stream(document);
         boost::property_tree::read_xml(stream, tree);
-        return {0, "cannot be written again as it is"};
+        return {0, {}, Mark("lässt sich so nicht wieder schreiben")};
     } catch (const boost::property_tree::xml_parser_error& error) {
-        return {error.line(), error.message()};
+        return {error.line(), {}, error.message()};
     } catch (const std::exception& error) {
-        return {0, error.what()};
+        return {0, {}, error.what()};
     }
 }
 
@@ -156,7 +157,7 @@ ConfigurationFile ProbeFile(const std::string& folder, std::string& document) {
         return result;
     }
     if (result.file.size > static_cast<std::int64_t>(Vantor::MaxXmlSize)) {
-        result.malformed = FileProblem{0, "larger than 4 MiB"};
+        result.malformed = FileProblem{0, {}, Mark("größer als 4 MiB")};
         return result;
     }
     document = Vantor::ReadCompleteFile(path);
@@ -206,10 +207,10 @@ std::optional<FileProblem> FindSyntaxProblem(const std::string& document) {
     }
     const std::size_t zero = document.find('\0');
     if (zero != std::string::npos) {
-        return FileProblem{LineOf(document, zero), "a zero byte"};
+        return FileProblem{LineOf(document, zero), {}, Mark("ein Nullbyte")};
     }
     if (Vantor::ScanXml(document).depth > Vantor::MaxXmlDepth) {
-        return FileProblem{0, "elements nested more than 256 deep"};
+        return FileProblem{0, {}, Mark("Elemente mehr als 256 Ebenen tief")};
     }
     return AskParser(document);
 }

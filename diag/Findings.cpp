@@ -78,7 +78,16 @@ private:
     void Add(const char* id, const std::string& subject = {}, const std::string& detail = {},
              const std::string& parameter = {}) {
         const FindingKind& kind = Kind(id);
-        findings.push_back({&kind, subject, detail, Commands(kind.commands, parameter)});
+        findings.push_back({&kind, subject, {}, Commands(kind.commands, parameter)});
+        if (!detail.empty()) {
+            findings.back().details.push_back(detail);
+        }
+    }
+    void AddWithDetails(const char* id, const std::string& subject, const std::vector<std::string>& details) {
+        if (!details.empty()) {
+            Add(id, subject);
+            findings.back().details = details;
+        }
     }
 
     void Service() {
@@ -187,12 +196,8 @@ private:
                 notText.push_back(NameOf(attribute)); // the device unit is a number
             }
         }
-        if (!failed.empty()) {
-            Add("attribute-failed", reader.name, Join(failed, ", "));
-        }
-        if (!notText.empty()) {
-            Add("attribute-not-text", reader.name, Join(notText, ", "));
-        }
+        AddWithDetails("attribute-failed", reader.name, failed);
+        AddWithDetails("attribute-not-text", reader.name, notText);
     }
 
     void PinPad(const Reader& reader) {
@@ -220,7 +225,7 @@ private:
         } else if (!machine.file.readable) {
             Add("configuration-unreadable", path, machine.file.obstacle);
         } else if (machine.malformed) {
-            Add("configuration-malformed", Place(path, *machine.malformed), machine.malformed->text);
+            Add("configuration-malformed", path, ProblemText(*machine.malformed));
         } else if (!machine.file.isRegular) {
             Add("configuration-malformed", path);
         }
@@ -230,16 +235,12 @@ private:
         if (!machine.file.writable) {
             Add("configuration-read-only", path, machine.file.obstacle);
         }
+        std::vector<std::string> problems;
         for (const FileProblem& problem : machine.invalid) {
-            Add("configuration-invalid", Place(path, problem), problem.text);
+            problems.push_back(ProblemText(problem));
         }
-        if (!machine.unread.empty()) {
-            Add("configuration-unread-element", path, Join(machine.unread, ", "));
-        }
-    }
-
-    static std::string Place(const std::string& path, const FileProblem& problem) {
-        return problem.line == 0 ? path : path + ":" + std::to_string(problem.line);
+        AddWithDetails("configuration-invalid", path, problems);
+        AddWithDetails("configuration-unread-element", path, machine.unread);
     }
 
     void StoredSettings(const Settings& settings) {
@@ -299,6 +300,18 @@ private:
 };
 
 } // namespace
+
+std::string ProblemText(const FileProblem& problem) {
+    std::vector<std::string> parts;
+    if (problem.line != 0) {
+        parts.push_back(Fill(Translate("Zeile %s"), {std::to_string(problem.line)}));
+    }
+    if (!problem.path.empty()) {
+        parts.push_back(problem.path);
+    }
+    parts.emplace_back(Translate(problem.text.c_str()));
+    return Join(parts, ": ");
+}
 
 std::vector<Finding> DeriveFindings(const Report& report) {
     return Deriver(report).Run();

@@ -29,9 +29,12 @@ struct FindingKind {
 struct Finding {
     const FindingKind* kind = nullptr; ///< never null in a report
     std::string subject;               ///< the reader or file in question; may be empty
-    std::string detail;                ///< what was seen, not translated; may be empty
+    std::vector<std::string> details;  ///< what was seen, one a line; may be empty
     std::vector<std::string> commands; ///< with the parameter filled in
 };
+
+/// "line 3: config/lumo_Client/Language "x": value not allowed", in the chosen language.
+[[nodiscard]] std::string ProblemText(const FileProblem& problem);
 
 /// Findings in the order of the report's parts.
 [[nodiscard]] std::vector<Finding> DeriveFindings(const Report& report);

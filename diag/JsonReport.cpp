@@ -153,7 +153,9 @@ Json UsbJson(const Report& report) {
 }
 
 Json ProblemJson(const FileProblem& problem) {
-    return {{"line", OrNull(problem.line, problem.line != 0)}, {"text", Printable(problem.text)}};
+    return {{"line", OrNull(problem.line, problem.line != 0)},
+            {"path", TextOrNull(problem.path)},
+            {"text", Printable(Translate(problem.text.c_str()))}};
 }
 
 Json PrintableArray(const std::vector<std::string>& texts) {
@@ -223,7 +225,7 @@ Json FindingJson(const Finding& finding) {
     return {{"id", finding.kind->id},
             {"severity", SeverityName(finding.kind->severity)},
             {"subject", TextOrNull(finding.subject)},
-            {"detail", TextOrNull(finding.detail)},
+            {"details", PrintableArray(finding.details)},
             {"title", Translate(finding.kind->title)},
             {"remedy", Translate(finding.kind->remedy)},
             {"commands", finding.commands},

@@ -92,7 +92,8 @@ struct FileFacts {
 /// A line of a file and what is wrong there.
 struct FileProblem {
     unsigned long line = 0; ///< from 1 on; 0: the file as a whole
-    std::string text;
+    std::string path;       ///< of the element, with its value; may be empty
+    std::string text;       ///< message id, or a parser's own words
 };
 
 struct ConfigurationFile {

@@ -129,7 +129,9 @@ void Redaction::Apply(Report& report) const {
 void Redaction::Apply(std::vector<Finding>& findings) const {
     for (Finding& finding : findings) {
         finding.subject = Text(finding.subject);
-        finding.detail = Text(finding.detail);
+        for (std::string& detail : finding.details) {
+            detail = Text(detail);
+        }
     }
 }
 

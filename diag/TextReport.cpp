@@ -233,9 +233,7 @@ std::string DescribeParsing(const ConfigurationFile& configuration) {
     if (!configuration.malformed) {
         return Translate("nicht lesbar");
     }
-    const FileProblem& problem = *configuration.malformed;
-    return problem.line == 0 ? problem.text
-                             : Fill(Translate("Zeile %s: %s"), {std::to_string(problem.line), problem.text});
+    return ProblemText(*configuration.malformed);
 }
 
 void AddConfigurationFile(Page& page, const ConfigurationFile& configuration, bool hasSchema) {
@@ -333,8 +331,8 @@ void AddFinding(Page& page, const Finding& finding) {
     if (!finding.subject.empty()) {
         page.Plain(Printable(finding.subject), 6);
     }
-    if (!finding.detail.empty()) {
-        page.Plain(Printable(finding.detail), 6);
+    for (const std::string& detail : finding.details) {
+        page.Plain(Printable(detail), 6);
     }
     page.Plain(Translate(finding.kind->remedy), 6);
     for (const std::string& command : finding.commands) {
