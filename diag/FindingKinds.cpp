@@ -126,8 +126,8 @@ const std::vector<FindingKind>& FindingKinds() {
 
         {"log-not-writable", Severity::Warning,
          Mark("Ein Protokoll ist eingeschaltet, aber dieser Benutzer kann es nicht schreiben."),
-         Mark("Geben Sie denen, die den Client benutzen, Schreibrecht auf das Verzeichnis; failures.md sagt, wie."),
-         ""},
+         Mark("In das Verzeichnis des Minitreibers darf die Gruppe lumoadmin schreiben. Nehmen Sie den Benutzer auf:"),
+         "sudo usermod --append --groups lumoadmin NAME"},
         {"log-elsewhere", Severity::Note,
          Mark("Das Protokoll des PKCS#11-Moduls liegt nicht im Verzeichnis dieses Benutzers."),
          Mark("Der Name stammt von dem, der zuletzt gespeichert hat. Speichern Sie neu, wenn das nicht gewollt ist:"),
