@@ -1,13 +1,21 @@
-// The configuration file when its writer is killed before and after every system call.
+// The configuration file when its writer is killed, or looked at, before and after every system call.
 
+#include "config/ConfigImpl_XML.h"
 #include "tests/reliability/Saves.h"
-#include "tests/reliability/Tracer.h"
+#include "tests/support/Tracer.h"
+#include "tests/unit/config/ConfigFiles.h"
 
 #include <gtest/gtest.h>
 
 #include <iostream>
 
+#include <sys/mount.h>
+
 using namespace reliability;
+using namespace Vantor;
+using namespace test;
+using Support::Action;
+using Support::Outcome;
 
 namespace {
 
@@ -17,11 +25,55 @@ constexpr int kWrites = 50;
 /// nothing.
 std::string killAt(std::size_t point, const Saves& saves, bool& reached) {
     saves.restoreStart();
-    const Outcome outcome = trace(
-        [&] { return saves.run(); },
-        [&](const Stop& stop) { return Action{stop.index == point ? Action::Kind::Kill : Action::Kind::Continue}; });
+    const Outcome outcome = Support::traceTo(
+        point, [&] { return saves.run(); }, [] { return Action{Action::Kind::Kill}; });
     reached = outcome.killed;
     return saves.complaint();
+}
+
+/// The settings as a person might have them, saved once.
+class WatchedWriter : public testing::Test {
+protected:
+    WatchedWriter() {
+        backend.Init("lumoclient");
+        for (int reader = 0; reader < 4; ++reader) {
+            for (const char* key : {"IsSecure", "Reader", "ReaderName", "UseGUI", "UseBeep"}) {
+                Set("lumo Client\\Reader" + std::to_string(reader), key, "Some value of a reader");
+            }
+        }
+    }
+
+    bool Set(const std::string& path, const std::string& key, const std::string& value) {
+        sConfig entry = {CONFIG_ALLUSERS, path, key, SYSTYPE_FIRST};
+        return backend.SetString(&entry, value);
+    }
+
+    /// The n-th of a row of changes that let the file grow and shrink.
+    bool Change(int n) {
+        return Set("lumo Client\\Reader" + std::to_string(n % 4), "UserMessage",
+                   std::string(static_cast<std::size_t>(n * 7919 % 5000), 'x'));
+    }
+
+    /// Calls `check` at every stop of a process that makes the change. @return the number of stops
+    template <typename Check>
+    std::size_t AtEachStop(int change, const Check& check) {
+        const Outcome writer = Support::trace([&] { return Change(change) ? 0 : 1; },
+                                              [&](const Support::Stop&) {
+                                                  check();
+                                                  return Action{};
+                                              });
+        EXPECT_EQ(writer.status, 0);
+        return writer.stops;
+    }
+
+    ConfigImpl_XML backend;
+};
+
+std::string WithoutLineEnds(std::string text) {
+    while (!text.empty() && text.back() == '\n') {
+        text.pop_back();
+    }
+    return text;
 }
 
 } // namespace
@@ -53,4 +105,81 @@ TEST(KillOnce, LeavesNothingBehindThatTheNextWriteDoesNotRemove) {
         saves.writeOnceMore();
         ASSERT_EQ(saves.filesInFolder(), std::vector<std::string>{"config"}) << "killed at stop " << point;
     }
+}
+
+TEST_F(WatchedWriter, LeavesAWholeTextEvenWhereTheFileIsOverwritten) {
+    // Given a file that cannot be replaced since it is mounted
+    const std::string source = MachineFolder + "/source";
+    std::filesystem::copy_file(MachineFile, source);
+    ASSERT_EQ(mount(source.c_str(), MachineFile.c_str(), nullptr, MS_BIND, nullptr), 0);
+    std::size_t points = 0;
+    int torn = 0;
+    int padded = 0;
+    for (int change = 1; change <= kWrites; ++change) {
+        const std::string before = ReadFile(MachineFile);
+        ASSERT_TRUE(Change(change));
+        const std::string after = ReadFile(MachineFile);
+        WriteFile(MachineFile, before);
+        // When it is looked at whenever the writer stops
+        points += AtEachStop(change, [&] {
+            const std::string found = ReadFile(MachineFile);
+            const std::string text = WithoutLineEnds(found);
+            torn += text != before && text != after ? 1 : 0;
+            padded += text != found ? 1 : 0;
+        });
+        // Then it is the old or the new text, maybe with line ends behind it, and exactly the new one in the end
+        EXPECT_EQ(ReadFile(MachineFile), after);
+    }
+    std::cout << points << " looks, " << torn << " torn files, " << padded << " with line ends behind the text\n";
+    EXPECT_EQ(torn, 0);
+    EXPECT_GT(padded, 0);
+    EXPECT_GE(points, 1500U);
+    umount2(MachineFile.c_str(), MNT_DETACH);
+}
+
+TEST_F(WatchedWriter, WouldTearAFileThatIsTruncatedFirst) {
+    // The control: were this 0, the other tests would show nothing.
+    const std::string before = ReadFile(MachineFile);
+    const std::string after = before + "<!-- and more -->";
+    int torn = 0;
+    Support::trace(
+        [&] {
+            std::ofstream(MachineFile, std::ios::binary | std::ios::trunc) << after;
+            return 0;
+        },
+        [&](const Support::Stop&) {
+            const std::string found = ReadFile(MachineFile);
+            torn += found != before && found != after ? 1 : 0;
+            return Action{};
+        });
+    EXPECT_GT(torn, 0);
+    EXPECT_EQ(ReadFile(MachineFile), after);
+}
+
+TEST_F(WatchedWriter, NeverLosesAFileThatCouldNotBeRead) {
+    // Given a file that cannot be read, and the name under which it is to be kept
+    const std::string precious = "<config>precious";
+    const std::string kept = MachineFile + ".unreadable";
+    int points = 0;
+    bool reached = true;
+    for (std::size_t point = 0; reached; ++point) {
+        WriteFile(MachineFile, precious);
+        WriteFile(kept, "an older one");
+        // When the program starts, saves and is killed at this point
+        const auto run = [] {
+            ConfigImpl_XML fresh;
+            sConfig entry = {CONFIG_ALLUSERS, "a", "k", SYSTYPE_FIRST};
+            return fresh.Init("lumoclient") && fresh.SetString(&entry, "v") ? 0 : 1;
+        };
+        reached = Support::traceTo(point, run, [] { return Action{Action::Kind::Kill}; }).killed;
+        // Then what it held is under one of the two names
+        const std::string found = ReadFile(MachineFile);
+        EXPECT_TRUE(found == precious || ReadFile(kept) == precious) << point;
+        EXPECT_TRUE(found == precious || found == Declaration + "<config><a><k>v</k></a></config>") << point;
+        points += reached ? 1 : 0;
+        std::filesystem::remove(kept);
+        std::filesystem::remove(MachineFile);
+    }
+    std::cout << points << " kills\n";
+    EXPECT_GE(points, 50);
 }

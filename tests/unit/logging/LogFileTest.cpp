@@ -8,16 +8,17 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/ptrace.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "tests/support/Privileges.h"
+#include "tests/support/Tracer.h"
 #include "tests/unit/logging/LoggerTest.h"
 
 using namespace Vantor;
+using Support::Action;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -576,33 +577,6 @@ TEST_F(LogFileTest, AStoppedProcessDoesNotHoldTheOthersUp) {
 
 // --- kills
 
-// Runs a child and stops it before and after each of its system calls; at stop number `last`, `then` is done to it.
-// @return the number of stops; less than `last` when the child ended before
-int RunToStop(const std::function<void()>& child, int last, const std::function<void(pid_t)>& then) {
-    const pid_t pid = Fork([&] {
-        ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
-        raise(SIGSTOP);
-        child();
-        _exit(0);
-    });
-    int status = 0;
-    waitpid(pid, &status, 0);
-    for (int stop = 1; stop <= last; ++stop) {
-        ptrace(PTRACE_SYSCALL, pid, nullptr, nullptr);
-        waitpid(pid, &status, 0);
-        if (!WIFSTOPPED(status)) {
-            return stop - 1;
-        }
-    }
-    then(pid);
-    waitpid(pid, &status, 0);
-    return last;
-}
-
-void Kill(pid_t pid) {
-    kill(pid, SIGKILL);
-}
-
 class KillTest : public LogFileTest, public testing::WithParamInterface<bool> {};
 
 TEST_P(KillTest, AtNoStopALineWhoseCallReturnedIsLost) {
@@ -616,10 +590,11 @@ TEST_P(KillTest, AtNoStopALineWhoseCallReturnedIsLost) {
             own.LogRaw("line " + std::to_string(i));
             *returned = i + 1;
         }
+        return 0;
     };
     const std::string inPlace = GetParam() ? "in company" : "alone";
-    int stops = 0;
-    for (int last = 1;; ++last) {
+    std::size_t stops = 0;
+    for (bool reached = true; reached; ++stops) {
         std::filesystem::remove_all(folder.Path());
         mkdir(folder.Path().c_str(), 0777);
         test::WriteText(live, " of the run before\n");
@@ -629,20 +604,17 @@ TEST_P(KillTest, AtNoStopALineWhoseCallReturnedIsLost) {
             other.Open(live);
         }
         *returned = 0;
-        stops = RunToStop(run, last, Kill);
+        reached = Support::traceTo(stops, run, [] { return Action{Action::Kind::Kill}; }).killed;
 
         auto lines = AllLines();
-        ASSERT_GE(lines[" of the run before"], 1) << "killed at stop " << last << " " << inPlace;
-        ASSERT_GE(lines[" part of the run before"], 1) << "killed at stop " << last << " " << inPlace;
+        ASSERT_GE(lines[" of the run before"], 1) << "killed at stop " << stops << " " << inPlace;
+        ASSERT_GE(lines[" part of the run before"], 1) << "killed at stop " << stops << " " << inPlace;
         for (int i = 0; i < *returned; ++i) {
-            ASSERT_GE(lines[" line " + std::to_string(i)], 1) << "killed at stop " << last << " " << inPlace;
-        }
-        if (stops < last) {
-            break;
+            ASSERT_GE(lines[" line " + std::to_string(i)], 1) << "killed at stop " << stops << " " << inPlace;
         }
     }
-    std::printf("killed at %d stops %s\n", stops, inPlace.c_str());
-    EXPECT_GT(stops, 100);
+    std::printf("killed at %zu stops %s\n", stops - 1, inPlace.c_str());
+    EXPECT_GT(stops, 100u);
 }
 
 INSTANTIATE_TEST_SUITE_P(AloneAndInCompany, KillTest, testing::Bool());
@@ -670,8 +642,8 @@ TEST_P(MeetingTest, AtNoStopOfOneDoTheLinesOfBothLoseAnything) {
             logger.LogRaw(name + std::to_string(i));
         }
     };
-    int stops = 0;
-    for (int last = 1;; ++last) {
+    std::size_t stops = 0;
+    for (;; ++stops) {
         std::filesystem::remove_all(folder.Path());
         mkdir(folder.Path().c_str(), 0777);
         LibLogging other(2);
@@ -683,30 +655,30 @@ TEST_P(MeetingTest, AtNoStopOfOneDoTheLinesOfBothLoseAnything) {
             LibLogging own(1);
             start(own);
             write(own, "own");
+            return 0;
         };
-        bool bothOpen = false;
-        stops = RunToStop(run, last, [&](pid_t pid) {
+        bool met = false;
+        Support::traceTo(stops, run, [&] {
             if (!meeting.openBefore) {
                 start(other);
             }
             write(other, "other");
-            bothOpen = true;
-            ptrace(PTRACE_DETACH, pid, nullptr, nullptr);
+            met = true;
+            return Action{Action::Kind::Release};
         });
-        if (stops < last) {
+        if (!met) {
             break;
         }
-        ASSERT_TRUE(bothOpen);
         auto lines = AllLines();
         for (int i = 0; i < count; ++i) {
             const std::string number = std::to_string(i);
-            ASSERT_EQ(lines[" own" + number], 1) << "at stop " << last;
-            ASSERT_EQ(lines[" other" + number], 1) << "at stop " << last;
-            ASSERT_EQ(lines[" early" + number], meeting.openBefore ? 1 : 0) << "at stop " << last;
+            ASSERT_EQ(lines[" own" + number], 1) << "at stop " << stops;
+            ASSERT_EQ(lines[" other" + number], 1) << "at stop " << stops;
+            ASSERT_EQ(lines[" early" + number], meeting.openBefore ? 1 : 0) << "at stop " << stops;
         }
     }
-    std::printf("%s: met at %d stops\n", meeting.name, stops);
-    EXPECT_GT(stops, 50);
+    std::printf("%s: met at %zu stops\n", meeting.name, stops);
+    EXPECT_GT(stops, 50u);
 }
 
 INSTANTIATE_TEST_SUITE_P(OfTwo, MeetingTest,
