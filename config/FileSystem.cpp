@@ -140,7 +140,7 @@ void GenerateFileSystem() {
     // with the client's other programs.
     paths->AddConfig(PathId::ClientTrace, BASE_USER, filename, "");
     paths->AddConfig(PathId::ClientTrace, BASE_USER, "lumo Client\\Trace\\", "");
-    const _PathConfig machineLogs[] = {
+    const _PathConfig logs[] = {
         {BASE_ALLUSERS, "LumoMiniDriver\\Log\\", ""},
         {BASE_USER, "Tessel\\logs\\", ""},
         {BASE_ALLUSERS, "lumoPaper\\Logs\\", ""},
@@ -149,5 +149,5 @@ void GenerateFileSystem() {
         {BASE_ALLUSERS, "Orrin\\trace\\", ""},
         {BASE_ALLUSERS, "LumoPlus\\", ""},
     };
-    paths->AddConfigs(PathId::MiniDriverLog, machineLogs, static_cast<int>(std::size(machineLogs)));
+    paths->AddConfigs(PathId::MiniDriverLog, logs, static_cast<int>(std::size(logs)));
 }

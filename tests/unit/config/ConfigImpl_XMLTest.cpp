@@ -606,6 +606,27 @@ TEST_F(XmlBackendRemoval, AnEmptiedSubTreeCanBeFilledAgain) {
     EXPECT_EQ(ReadFile(MachineFile), Declaration + "<config><Reader0><b>2</b></Reader0><x/></config>");
 }
 
+TEST_F(XmlBackendRemoval, OfAUsersValueTouchesTheUsersTreeAndFileAlone) {
+    const std::string both = "<config><a><k>v</k></a><b><k>v</k></b></config>";
+    WriteFile(UserFile(), both);
+    OpenOn(both);
+    sConfig key = User("a", "k");
+    sConfig path = User("b", "");
+    EXPECT_TRUE(backend->RemoveKey(&key));
+    EXPECT_TRUE(backend->RemovePath(&path));
+    EXPECT_EQ(ReadFile(UserFile()), Declaration + "<config><a><k/></a><b/></config>");
+    EXPECT_EQ(ReadFile(MachineFile), both);
+    EXPECT_EQ(Get("a", "k"), "v");
+}
+
+TEST_F(XmlBackendListing, GivesNamesOfTheEntrysOwnTree) {
+    WriteFile(UserFile(), "<config><p><Mine/></p></config>");
+    OpenOn("<config><p><Everybodys/></p></config>");
+    sConfig entry = User("p", "");
+    EXPECT_EQ(backend->EnumSubDirs(&entry, ""), std::vector<std::string>{"Mine"});
+    EXPECT_EQ(Names("p"), std::vector<std::string>{"Everybodys"});
+}
+
 TEST_F(XmlBackendListing, GivesNamesInFileOrder) {
     OpenOn("<config><p><Reader1/><UseGUI>x</UseGUI><Reader2/></p></config>");
     EXPECT_EQ(Names("p", "Reader"), (std::vector<std::string>{"Reader1", "Reader2"}));

@@ -158,6 +158,16 @@ TEST_F(LogBufferTest, EntriesForTheBufferOnlyAreNotCounted) {
     EXPECT_THAT(test::Names(folder.Path()), ElementsAre("trace.log"));
 }
 
+TEST_F(LogBufferTest, AFullFileIsSplitBeforeAnEntryForTheBufferOnly) {
+    Open(2);
+    LogTexts({"1", "2"});
+    log.LogToBuffer(LOG_BUFFER_ONLY, 10);
+    LogTexts({"3"});
+    EXPECT_THAT(Texts("trace_0.log"), ElementsAre("1", "2"));
+    EXPECT_EQ(Live(), "");
+    EXPECT_THAT(Buffered(), ElementsAre("3"));
+}
+
 TEST_F(LogBufferTest, InitKeepsTheBuffer) {
     Open();
     log.LogToBuffer(LOG_BUFFER_ONLY, 10);
