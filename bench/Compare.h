@@ -4,9 +4,11 @@
 #include <benchmark/benchmark.h>
 
 #include <string>
+#include <type_traits>
 #include <utility>
 
-/// Registers two benchmarks, "<row>|ours" and "<row>|peer"; each callable does the measured work once.
+/// Registers two benchmarks, "<row>|ours" and "<row>|peer"; each callable does the measured work once. It is given the
+/// state if it takes one, to stop the clock meanwhile.
 /// bench/run runs them in turn within a round and takes the ratio round by round.
 template <class Ours, class Peer>
 void compare(const std::string& row, Ours ours, Peer peer, int threads = 1) {
@@ -14,7 +16,11 @@ void compare(const std::string& row, Ours ours, Peer peer, int threads = 1) {
         benchmark::RegisterBenchmark((row + "|" + who).c_str(),
                                      [work](benchmark::State& state) mutable {
                                          for (auto _ : state) {
-                                             work();
+                                             if constexpr (std::is_invocable_v<decltype(work)&, benchmark::State&>) {
+                                                 work(state);
+                                             } else {
+                                                 work();
+                                             }
                                          }
                                      })
             ->Threads(threads)

@@ -15,7 +15,7 @@ int main(int argc, char* argv[]) {
         return 1;
     }
     compare(
-        "refresh, " + std::to_string(readers) + " readers",
+        "refresh, " + std::to_string(readers) + (readers == 1 ? " reader" : " readers"),
         [] {
             std::vector<Vantor::PCSCReaderConfig> found;
             Vantor::ListPCSCReaders(found);
