@@ -31,8 +31,7 @@ namespace {
 void WriteLanguage(const std::string& number) {
     std::filesystem::create_directories("/etc/vantor/lumoclient");
     std::ofstream("/etc/vantor/lumoclient/config")
-        << "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<config><lumo_Client><Language>" << number
-        << "</Language></lumo_Client></config>";
+        << "<config><lumo_Client><Language>" << number << "</Language></lumo_Client></config>";
 }
 
 /// Another process of this user that holds the lock of a running copy until it is destroyed.
