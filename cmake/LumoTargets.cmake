@@ -49,6 +49,11 @@ function(lumoadmin_tests target)
   endif()
   # For a board: the private machine is this one's, the test itself is emulated.
   list(APPEND launcher ${CMAKE_CROSSCOMPILING_EMULATOR})
+  # Presets for a tool that watches the tests (valgrind, say) put it in front of them and give them a label of its own.
+  list(APPEND launcher ${LUMOADMIN_TEST_RUNNER})
+  if(LUMOADMIN_TEST_LABEL)
+    set(arg_LABEL ${LUMOADMIN_TEST_LABEL})
+  endif()
   set_target_properties(${target} PROPERTIES CROSSCOMPILING_EMULATOR "${launcher}")
   set(serial)
   if(arg_RUN_SERIAL)
