@@ -1,0 +1,115 @@
+// A whole press of OK with four readers, killed before and after every system call.
+
+#include "config/XmlDocument.h"
+#include "tests/gui/Window.h"
+#include "tests/support/Tracer.h"
+
+#include <boost/property_tree/ptree.hpp>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+using Support::Action;
+using Support::Stop;
+
+constexpr std::size_t kShares = 4;
+
+/// The child of a fork has its parent's connections, to the display above all; what it says there must not arrive.
+void cutConnections() {
+    int nowhere[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, nowhere) != 0) {
+        _exit(99);
+    }
+    for (int file = 3; file < nowhere[0]; ++file) {
+        struct stat status {};
+        if (fstat(file, &status) == 0 && S_ISSOCK(status.st_mode)) {
+            dup2(nowhere[0], file);
+        }
+    }
+}
+
+class KilledSave : public Window, public testing::WithParamInterface<std::size_t> {
+protected:
+    void SetUp() override {
+        Window::SetUp();
+        Configure("<Version>2.0</Version>");
+        Attach({"Reader A", "Reader B", "Reader C", "Reader D"});
+        Open();
+        for (long row = 0; row < List().GetItemCount(); ++row) {
+            List().SetChecked(row, true);
+        }
+        before = FileText();
+        learn();
+    }
+
+    int save() {
+        cutConnections();
+        syscall(SYS_getppid); // marks where the save begins
+        frame->Save();
+        return 0;
+    }
+
+    /// One undisturbed save, looked at whenever it stops: where it begins, and every file that it shows.
+    void learn() {
+        const auto outcome = Support::trace([this] { return save(); },
+                                            [this](const Stop& stop) {
+                                                if (stop.number == SYS_getppid && first == 0) {
+                                                    first = stop.index + 1;
+                                                }
+                                                if (files.empty() || files.back() != FileText()) {
+                                                    files.push_back(FileText());
+                                                }
+                                                return Action{};
+                                            });
+        ASSERT_EQ(outcome.status, 0);
+        stops = outcome.stops;
+        putBack();
+    }
+
+    void putBack() const {
+        for (const auto& entry : std::filesystem::directory_iterator("/etc/vantor/lumoclient")) {
+            std::filesystem::remove(entry.path());
+        }
+        std::ofstream("/etc/vantor/lumoclient/config") << before;
+    }
+
+    std::string before;
+    std::size_t first = 0;
+    std::size_t stops = 0;
+    std::vector<std::string> files;
+};
+
+} // namespace
+
+TEST_P(KilledSave, ShowsOnlyWholeFiles) {
+    ASSERT_GT(files.size(), 30U) << "six switches, four readers of six values each, the language";
+    EXPECT_EQ(files.front(), before);
+    for (const std::string& file : files) {
+        boost::property_tree::ptree tree;
+        EXPECT_TRUE(Vantor::ParseXml(file, tree)) << file;
+    }
+}
+
+TEST_P(KilledSave, LeavesOneOfItsFilesAtEveryPoint) {
+    std::size_t points = 0;
+    for (std::size_t point = first + GetParam(); point < stops; point += kShares, ++points) {
+        const auto outcome = Support::traceTo(
+            point, [this] { return save(); }, [] { return Action{Action::Kind::Kill}; });
+        ASSERT_TRUE(outcome.killed) << "at stop " << point;
+        const std::string left = FileText();
+        ASSERT_NE(std::find(files.begin(), files.end(), left), files.end()) << "at stop " << point << ":\n" << left;
+        putBack();
+    }
+    std::cout << points << " points of a press of OK, 0 files that no whole write made\n";
+    EXPECT_GE(points, 200U);
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryFourth, KilledSave, testing::Range<std::size_t>(0, kShares));
