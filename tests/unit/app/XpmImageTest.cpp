@@ -98,6 +98,29 @@ TEST(XpmImage, RejectsColoursThatItDoesNotKnow) {
         EXPECT_FALSE(Decode({"1 1 1 1", colour, "a"}).IsOk()) << colour;
 }
 
+TEST(XpmImage, RejectsKeysOfTooManyCharacters) {
+    std::vector<std::string> rows = {"1 1 64 4"};
+    for (char c = 48; c < 48 + 64; ++c)
+        rows.push_back(std::string(4, c) + " c #000000");
+    rows.push_back("0000");
+    EXPECT_FALSE(Decode(rows).IsOk()) << "64 characters at each of four places: 16 million keys";
+}
+
+TEST(XpmImage, TakesKeysOfManyCharacters) {
+    std::vector<std::string> rows = {"2 1 45 4"};
+    for (char c = 48; c < 48 + 45; ++c)
+        rows.push_back(std::string(4, c) + " c #0000" + (c == '1' ? "01" : "02"));
+    rows.push_back("11110000");
+    const wxImage image = Decode(rows);
+    ASSERT_TRUE(image.IsOk());
+    EXPECT_EQ(PixelAt(image, 0, 0), Pixel(false, 0, 0, 1));
+    EXPECT_EQ(PixelAt(image, 1, 0), Pixel(false, 0, 0, 2));
+}
+
+TEST(XpmImage, RejectsPixelsThatMixTheCharactersOfTwoColours) {
+    EXPECT_FALSE(Decode({"1 1 2 2", "ab c #000000", "cd c #000000", "ad"}).IsOk());
+}
+
 TEST(XpmImage, RejectsAKeyThatIsCutOff) {
     EXPECT_FALSE(Decode({"1 1 1 3", "ab", "aba"}).IsOk());
 }
