@@ -35,8 +35,8 @@ constexpr wchar_t OpenSslNotice[] =
     L"(https://www.openssl.org/). This product includes cryptographic software written by Eric Young\n"
     L"(eay@cryptsoft.com).'";
 
-wxStaticBitmap* NewPicture(wxWindow* parent, const char* const* xpm) {
-    return new wxStaticBitmap(parent, wxID_ANY, wxBitmap(ImageFromXpm(xpm)));
+wxStaticBitmap* NewPicture(wxWindow* parent, const wxImage& picture) {
+    return new wxStaticBitmap(parent, wxID_ANY, wxBitmap(picture));
 }
 
 wxStaticText* NewText(wxWindow* parent, const wxString& text) {
@@ -78,7 +78,7 @@ void MainFrame::CreateControls(const wxString& about) {
 void MainFrame::CreateInformationPage(const wxString& about) {
     auto& page = m_Information;
     page.panel = new wxPanel(m_Notebook);
-    page.logo = NewPicture(page.panel, XpmFile(LogoXpmText()).Rows().data());
+    page.logo = NewPicture(page.panel, ImageFromXpm(LogoXpmText()));
     page.about = NewText(page.panel, about);
     page.components =
         NewText(page.panel, wxGetTranslation(L"Beeinhaltet OpenSSL und wxWidgets (https://www.wxwidgets.org/)."));
@@ -125,7 +125,7 @@ void MainFrame::CreateWindowsPage() {
     auto& page = m_Windows;
     page.panel = new wxPanel(m_Notebook);
     const auto newRow = [&page](const char* const* picture, const wxString& text, int buttonId, const wxString& label) {
-        return StatusRow{NewPicture(page.panel, picture), NewText(page.panel, text),
+        return StatusRow{NewPicture(page.panel, ImageFromXpm(picture)), NewText(page.panel, text),
                          new wxButton(page.panel, buttonId, label)};
     };
     page.installed = newRow(lumo_status_installed_xpm, m_StatusTexts.installed, ID_InstallService,

@@ -1,11 +1,14 @@
 #include "app/XpmImage.h"
 
+#include "resources/XpmFile.h"
+
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace {
@@ -26,90 +29,93 @@ struct Header {
 
     // The limits keep a damaged header from asking for gigabytes; no picture of a program comes near them.
     bool IsSane() const {
-        return width - 1 < 32768 && height - 1 < 32768 && colours - 1 < (1U << 24) && keyLength - 1 < MaxKeyLength;
+        return width - 1 < 32768 && height - 1 < 32768 && colours - 1 < (1U << 22) && keyLength - 1 < MaxKeyLength;
     }
 };
 
-std::optional<Header> ReadHeader(const char* row) {
+// The strings of a picture in memory, one after the other as XpmFile has them.
+class XpmArray {
+public:
+    explicit XpmArray(const char* const* rows) : next(rows) {}
+    std::optional<std::string_view> Next() { return *next++; }
+
+private:
+    const char* const* next;
+};
+
+std::optional<Header> ReadHeader(std::optional<std::string_view> row) {
     Header header;
-    const int fields = std::sscanf(row, "%u %u %u %u", &header.width, &header.height, &header.colours,
-                                   &header.keyLength); // NOLINT(cert-err34-c): the limits are checked below
+    const int fields = std::sscanf(std::string(row.value_or("")).c_str(), "%u %u %u %u", &header.width, &header.height,
+                                   &header.colours, &header.keyLength); // NOLINT(cert-err34-c): limits follow
     if (fields != 4 || !header.IsSane())
         return std::nullopt;
     return header;
 }
 
-// Value of a hexadecimal digit; sixteen and more for any other character.
-constexpr unsigned HexDigit(char c) {
-    if (c >= '0' && c <= '9')
-        return static_cast<unsigned>(c - '0');
-    if (c >= 'A' && c <= 'F')
-        return static_cast<unsigned>(c - 'A' + 10);
-    if (c >= 'a' && c <= 'f')
-        return static_cast<unsigned>(c - 'a' + 10);
-    return 16;
+// The value of each hexadecimal digit; sixteen, a bit that no digit has, for any other character.
+constexpr unsigned char NoDigit = 16;
+
+constexpr std::array<unsigned char, 256> MakeDigits() {
+    std::array<unsigned char, 256> digits{};
+    for (auto& digit : digits)
+        digit = NoDigit;
+    for (unsigned char i = 0; i < 16; ++i) {
+        digits[static_cast<unsigned char>("0123456789ABCDEF"[i])] = i;
+        digits[static_cast<unsigned char>("0123456789abcdef"[i])] = i;
+    }
+    return digits;
 }
 
-// Exactly six digits. The loop ends at the text's terminating zero, which is no digit.
-std::optional<Colour> ReadRgb(const char* digits) {
+constexpr auto Digits = MakeDigits();
+
+std::optional<Colour> ReadRgb(std::string_view text) {
     Colour colour = 0;
-    for (int i = 0; i < 6; ++i) {
-        const unsigned digit = HexDigit(digits[i]);
-        if (digit > 15)
-            return std::nullopt;
+    unsigned seen = 0;
+    for (const char c : text) {
+        const unsigned digit = Digits[static_cast<unsigned char>(c)];
+        seen |= digit;
         colour = colour << 4 | digit;
     }
-    if (digits[6] != '\0')
+    if ((seen & NoDigit) != 0)
         return std::nullopt;
     return Opaque | colour;
 }
 
-std::optional<Colour> ReadColour(const char* text) {
-    const bool visual = (text[0] == ' ' || text[0] == '\t') && text[1] == 'c' && text[2] == ' ';
-    if (!visual)
+// What follows the key: the colour for colour displays, "c".
+std::optional<Colour> ReadColour(std::string_view text) {
+    if (text.size() < 4 || (text[0] != ' ' && text[0] != '\t') || text[1] != 'c' || text[2] != ' ')
         return std::nullopt;
-    if (text[3] == '#')
-        return ReadRgb(text + 4);
-    if (std::strcmp(text + 3, "None") == 0)
+    if (text[3] == '#' && text.size() == 10)
+        return ReadRgb(text.substr(4));
+    if (text.substr(3) == "None")
         return Transparent;
     return std::nullopt;
 }
+
+struct Entry {
+    std::array<char, MaxKeyLength> key{};
+    Colour colour = 0;
+};
 
 // The colour of each possible key in one table. A key's position is the number that its characters write in a system
 // that has a digit for each character which keys have at that place.
 class Palette {
 public:
-    // Also what keeps a damaged picture from asking for gigabytes: colours beyond it are refused.
-    static constexpr std::size_t MaxKeys = std::size_t{1} << 22;
-
     explicit Palette(unsigned length) : keyLength(length) {
-        for (auto& digits : weights)
-            digits.fill(MaxKeys);
+        for (auto& characters : weights)
+            characters.fill(MaxKeys);
     }
 
-    // First all keys, then the table, then the colours.
-    void AddKey(const char* key) {
-        for (unsigned i = 0; i < keyLength; ++i)
-            weights[i][Index(key[i])] = 0;
-    }
-
-    bool MakeTable() {
-        std::size_t keys = 1;
-        for (unsigned i = 0; i < keyLength; ++i) {
-            const std::size_t weight = keys;
-            std::size_t digit = 0;
-            for (auto& place : weights[i])
-                if (place == 0)
-                    place = weight * digit++;
-            keys *= digit;
-            if (keys > MaxKeys)
-                return false;
-        }
-        table.assign(keys, Unknown);
+    // False when too many keys are possible.
+    bool Fill(const std::vector<Entry>& entries) {
+        for (const Entry& entry : entries)
+            NoteCharacters(entry);
+        if (!MakeTable())
+            return false;
+        for (const Entry& entry : entries)
+            table[PositionOf(entry.key.data())] = entry.colour;
         return true;
     }
-
-    void SetColour(const char* key, Colour colour) { table[PositionOf(key)] = colour; }
 
     Colour Find(const char* key) const {
         const std::size_t position = PositionOf(key);
@@ -117,89 +123,137 @@ public:
     }
 
 private:
+    // Keeps a damaged picture from asking for gigabytes; also the weight of characters that no key has.
+    static constexpr std::uint32_t MaxKeys = 1U << 22;
+
     static std::size_t Index(char c) { return static_cast<unsigned char>(c); }
 
-    std::size_t PositionOf(const char* key) const {
-        std::size_t position = 0;
+    void NoteCharacters(const Entry& entry) {
         for (unsigned i = 0; i < keyLength; ++i)
-            position += weights[i][Index(key[i])];
-        return position;
+            weights[i][Index(entry.key[i])] = 0;
+    }
+
+    bool MakeTable() {
+        std::uint32_t keys = 1;
+        for (unsigned i = 0; i < keyLength; ++i) {
+            std::uint32_t digits = 0;
+            for (auto& weight : weights[i])
+                if (weight == 0)
+                    weight = keys * digits++;
+            keys *= digits;
+            if (keys > MaxKeys)
+                return false;
+        }
+        table.assign(keys, Unknown);
+        return true;
+    }
+
+    std::size_t PositionOf(const char* key) const {
+        std::size_t position = weights[0][Index(key[0])];
+        switch (keyLength) {
+        case 4:
+            position += weights[3][Index(key[3])];
+            [[fallthrough]];
+        case 3:
+            position += weights[2][Index(key[2])];
+            [[fallthrough]];
+        case 2:
+            position += weights[1][Index(key[1])];
+            [[fallthrough]];
+        default:
+            return position;
+        }
     }
 
     unsigned keyLength;
-    std::array<std::array<std::size_t, 256>, MaxKeyLength> weights;
+    std::array<std::array<std::uint32_t, 256>, MaxKeyLength> weights{};
     std::vector<Colour> table;
 };
 
-struct Colours {
-    Palette palette;
-    bool transparency = false;
-};
-
-std::optional<Colours> ReadColours(const Header& header, const char* const* rows) {
-    Colours colours{Palette(header.keyLength)};
-    for (unsigned i = 0; i < header.colours; ++i) {
-        if (strnlen(rows[i], header.keyLength) != header.keyLength)
-            return std::nullopt;
-        colours.palette.AddKey(rows[i]);
-    }
-    if (!colours.palette.MakeTable())
+std::optional<Entry> ReadEntry(std::optional<std::string_view> row, unsigned keyLength) {
+    if (!row || row->size() < keyLength)
         return std::nullopt;
-    for (unsigned i = 0; i < header.colours; ++i) {
-        const auto colour = ReadColour(rows[i] + header.keyLength);
-        if (!colour)
-            return std::nullopt;
-        colours.palette.SetColour(rows[i], *colour);
-        colours.transparency = colours.transparency || *colour == Transparent;
-    }
-    return colours;
+    const auto colour = ReadColour(row->substr(keyLength));
+    if (!colour)
+        return std::nullopt;
+    Entry entry;
+    row->copy(entry.key.data(), keyLength);
+    entry.colour = *colour;
+    return entry;
 }
 
-// Where the pixels of the image go; the alpha channel is optional.
-class Pixels {
-public:
-    explicit Pixels(wxImage& image) : rgb(image.GetData()), alpha(image.HasAlpha() ? image.GetAlpha() : nullptr) {}
+template <typename Strings>
+std::optional<std::vector<Entry>> ReadEntries(const Header& header, Strings& strings) {
+    std::vector<Entry> entries;
+    for (unsigned i = 0; i < header.colours; ++i) {
+        const auto entry = ReadEntry(strings.Next(), header.keyLength);
+        if (!entry)
+            return std::nullopt;
+        entries.push_back(*entry);
+    }
+    return entries;
+}
 
-    void Append(Colour colour) {
+bool HasTransparency(const std::vector<Entry>& entries) {
+    return std::any_of(entries.begin(), entries.end(), [](const Entry& entry) { return entry.colour == Transparent; });
+}
+
+using Line = std::vector<Colour>;
+
+// Fills the line, as many pixels as it is long.
+bool ReadLine(std::optional<std::string_view> row, unsigned keyLength, const Palette& palette, Line& line) {
+    if (!row || row->size() < line.size() * keyLength)
+        return false;
+    const char* key = row->data();
+    for (Colour& pixel : line) {
+        pixel = palette.Find(key);
+        key += keyLength;
+    }
+    return std::find(line.begin(), line.end(), Unknown) == line.end();
+}
+
+void CopyColours(const Line& line, unsigned char* rgb) {
+    for (const Colour colour : line) {
         *rgb++ = static_cast<unsigned char>(colour >> 16);
         *rgb++ = static_cast<unsigned char>(colour >> 8);
         *rgb++ = static_cast<unsigned char>(colour);
-        if (alpha != nullptr)
-            *alpha++ = static_cast<unsigned char>(colour >> 24);
     }
+}
 
-private:
-    unsigned char* rgb;
-    unsigned char* alpha;
-};
+void CopyAlpha(const Line& line, unsigned char* alpha) {
+    for (const Colour colour : line)
+        *alpha++ = static_cast<unsigned char>(colour >> 24);
+}
 
-bool ReadRow(const char* row, const Header& header, const Palette& palette, Pixels& pixels) {
-    if (std::strlen(row) < std::size_t{header.width} * header.keyLength)
-        return false;
-    for (unsigned x = 0; x < header.width; ++x, row += header.keyLength) {
-        const Colour colour = palette.Find(row);
-        if (colour == Unknown)
-            return false;
-        pixels.Append(colour);
+template <typename Strings>
+wxImage Decode(Strings strings) {
+    const auto header = ReadHeader(strings.Next());
+    if (!header)
+        return {};
+    const auto entries = ReadEntries(*header, strings);
+    Palette palette(header->keyLength);
+    if (!entries || !palette.Fill(*entries))
+        return {};
+    wxImage image(static_cast<int>(header->width), static_cast<int>(header->height), false);
+    if (HasTransparency(*entries))
+        image.InitAlpha();
+    Line line(header->width);
+    for (std::size_t y = 0; y < header->height; ++y) {
+        if (!ReadLine(strings.Next(), header->keyLength, palette, line))
+            return {};
+        CopyColours(line, image.GetData() + y * line.size() * 3);
+        if (image.HasAlpha())
+            CopyAlpha(line, image.GetAlpha() + y * line.size());
     }
-    return true;
+    return image;
 }
 
 } // namespace
 
 wxImage ImageFromXpm(const char* const* rows) {
-    const auto header = ReadHeader(rows[0]);
-    if (!header)
-        return {};
-    const auto colours = ReadColours(*header, rows + 1);
-    if (!colours)
-        return {};
-    wxImage image(static_cast<int>(header->width), static_cast<int>(header->height), false);
-    if (colours->transparency)
-        image.InitAlpha();
-    Pixels pixels(image);
-    for (unsigned y = 0; y < header->height; ++y)
-        if (!ReadRow(rows[1 + header->colours + y], *header, colours->palette, pixels))
-            return {};
-    return image;
+    return Decode(XpmArray(rows));
+}
+
+wxImage ImageFromXpm(std::string_view file) {
+    return Decode(XpmFile(file));
 }

@@ -6,16 +6,16 @@
 extern "C" const char lumo_logo_file[];
 extern "C" const char lumo_logo_file_end[];
 
-XpmFile::XpmFile(std::string_view text) : content(text) {
-    std::size_t open = content.find('"');
-    while (open != std::string::npos) {
-        const std::size_t close = content.find('"', open + 1);
-        if (close == std::string::npos)
-            break;
-        content[close] = '\0';
-        rows.push_back(&content[open + 1]);
-        open = content.find('"', close + 1);
-    }
+std::optional<std::string_view> XpmFile::Next() {
+    const std::size_t open = rest.find('"');
+    if (open == std::string_view::npos)
+        return std::nullopt;
+    const std::size_t close = rest.find('"', open + 1);
+    if (close == std::string_view::npos)
+        return std::nullopt;
+    const std::string_view string = rest.substr(open + 1, close - open - 1);
+    rest.remove_prefix(close + 1);
+    return string;
 }
 
 std::string_view LogoXpmText() {

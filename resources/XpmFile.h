@@ -1,24 +1,21 @@
 // XPM files inside the program.
 #pragma once
 
-#include <string>
+#include <optional>
 #include <string_view>
-#include <vector>
 
-/// The strings of an XPM file: what stands between its quotes, in order. XPM knows no escapes inside of them.
+/// The strings of an XPM file one after the other: what stands between its quotes. XPM knows no escapes inside of them.
+/// A copy goes on from the same place by itself.
 class XpmFile {
 public:
-    /// @param text  the file's content; it is copied
-    explicit XpmFile(std::string_view text);
-    XpmFile(const XpmFile&) = delete;
-    XpmFile& operator=(const XpmFile&) = delete;
+    /// @param text  the file's content, not copied
+    explicit XpmFile(std::string_view text) : rest(text) {}
 
-    /// Zero-terminated strings, as the array in the file would hold them. They live as long as this object.
-    [[nodiscard]] const std::vector<const char*>& Rows() const { return rows; }
+    /// The next string, a part of the text; nothing after the last one.
+    [[nodiscard]] std::optional<std::string_view> Next();
 
 private:
-    std::string content;
-    std::vector<const char*> rows;
+    std::string_view rest;
 };
 
 /// The content of resources/logo.xpm.

@@ -1,9 +1,11 @@
 #include "util/I18N.h"
 
+#include <wx/arrstr.h>
 #include <wx/filename.h>
 #include <wx/intl.h>
 #include <wx/log.h>
 #include <wx/stdpaths.h>
+#include <wx/translation.h>
 
 namespace Vantor {
 
@@ -17,7 +19,38 @@ bool SystemHas(long language) {
     return code == language && wxLocale::GetLanguageInfo(code) && wxLocale::IsAvailable(code);
 }
 
+/// The toolkit's loader, except for the search for available languages: that looks into the folder of every language of
+/// the machine, for each catalogue anew, which costs more than all other work of a start. Whatever it finds, the
+/// toolkit then chooses the system's language, with or without its region.
+class SystemLanguageLoader : public wxFileTranslationsLoader {
+public:
+    wxArrayString GetAvailableTranslations(const wxString& domain) const override {
+        const wxString language = wxLocale::GetLanguageCanonicalName(wxLocale::GetSystemLanguage());
+        wxArrayString available;
+        for (const auto& candidate : {language, language.BeforeFirst(L'_')})
+            if (!candidate.empty() && Has(domain, candidate))
+                available.push_back(candidate);
+        return available;
+    }
+
+private:
+    static bool Has(const wxString& domain, const wxString& language) {
+        wxTranslations trial;
+        trial.SetLanguage(language);
+        trial.AddCatalog(domain);
+        return trial.IsLoaded(domain);
+    }
+};
+
+/// Has to be there before a locale, which would else bring its own.
+void UseSystemLanguageLoader() {
+    auto translations = std::make_unique<wxTranslations>();
+    translations->SetLoader(new SystemLanguageLoader); // now theirs
+    wxTranslations::Set(translations.release());       // now the toolkit's
+}
+
 std::unique_ptr<wxLocale> MakeLocale(int language) {
+    UseSystemLanguageLoader();
     auto locale = std::make_unique<wxLocale>();
     locale->Init(language, wxLOCALE_LOAD_DEFAULT);
     return locale;
@@ -80,7 +113,10 @@ int I18N::Initialize() {
 }
 
 void I18N::FreeLocale() {
+    if (!m_Locale)
+        return;
     m_Locale.reset();
+    wxTranslations::Set(nullptr);
 }
 
 } // namespace Vantor

@@ -1,6 +1,7 @@
 #include "app/XpmImage.h"
 
 #include "app/CheckedXPM.h"
+#include "resources/XpmFile.h"
 #include "resources/icon.xpm"
 #include "resources/logo.xpm"
 #include "resources/status_installed.xpm"
@@ -48,6 +49,19 @@ TEST(XpmImage, ReadsEveryPictureOfTheProgramAsTheToolkitDoes) {
          {lumo_logo_xpm, lumo_icon_xpm, lumo_status_installed_xpm, lumo_status_started_xpm, Vantor::uncheckedXpm,
           Vantor::checkedXpm, Vantor::uncheckedDisXpm, Vantor::checkedDisXpm})
         EXPECT_TRUE(SamePixels(ImageFromXpm(picture), wxImage(picture))) << picture[0];
+}
+
+TEST(XpmImage, ReadsAFileAsItReadsItsStrings) {
+    EXPECT_TRUE(SamePixels(ImageFromXpm(LogoXpmText()), wxImage(lumo_logo_xpm)));
+    EXPECT_TRUE(ImageFromXpm(std::string_view("{\"1 1 1 1\", \"a c #000000\", \"a\"}")).IsOk());
+}
+
+TEST(XpmImage, RejectsAFileThatEndsTooEarly) {
+    for (const std::string_view file :
+         {"", "{\"1 2 2 1\"}", "{\"1 2 2 1\", \"a c #000000\"}", "{\"1 2 2 1\", \"a c #000000\", \"b c #000001\"}",
+          "{\"1 2 2 1\", \"a c #000000\", \"b c #000001\", \"a\"}",
+          "{\"1 2 2 1\", \"a c #000000\", \"b c #000001\", \"a\", \"b"})
+        EXPECT_FALSE(ImageFromXpm(file).IsOk()) << file;
 }
 
 TEST(XpmImage, ReadsColoursInBothLetterCases) {

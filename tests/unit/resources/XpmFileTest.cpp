@@ -2,40 +2,59 @@
 #include "resources/logo.xpm"
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 namespace {
 
-std::vector<std::string> RowsOf(const char* text) {
-    const XpmFile file(text);
-    return {file.Rows().begin(), file.Rows().end()};
+std::vector<std::string> StringsOf(std::string_view text) {
+    XpmFile file(text);
+    std::vector<std::string> strings;
+    while (const auto string = file.Next())
+        strings.emplace_back(*string);
+    return strings;
 }
 
 } // namespace
 
-TEST(XpmFile, RowsAreWhatStandsBetweenTheQuotes) {
-    EXPECT_EQ(RowsOf("/* XPM */\nstatic const char* const x[] = {\n\"1 1 1 1\",\n\"  c None\",\n\" \",\n};\n"),
+TEST(XpmFile, StringsAreWhatStandsBetweenTheQuotes) {
+    EXPECT_EQ(StringsOf("/* XPM */\nstatic const char* const x[] = {\n\"1 1 1 1\",\n\"  c None\",\n\" \",\n};\n"),
               (std::vector<std::string>{"1 1 1 1", "  c None", " "}));
 }
 
-TEST(XpmFile, TextWithoutStringsHasNoRows) {
-    EXPECT_TRUE(RowsOf("").empty());
-    EXPECT_TRUE(RowsOf("/* XPM */\n").empty());
+TEST(XpmFile, TextWithoutStringsHasNone) {
+    EXPECT_TRUE(StringsOf("").empty());
+    EXPECT_TRUE(StringsOf("/* XPM */\n").empty());
 }
 
-TEST(XpmFile, StringThatDoesNotEndIsNoRow) {
-    EXPECT_EQ(RowsOf("{\"a\", \"b"), std::vector<std::string>{"a"});
+TEST(XpmFile, StringThatDoesNotEndIsNone) {
+    EXPECT_EQ(StringsOf("{\"a\", \"b"), std::vector<std::string>{"a"});
+}
+
+TEST(XpmFile, StringsMayBeEmpty) {
+    EXPECT_EQ(StringsOf("\"\"\"a\""), (std::vector<std::string>{"", "a"}));
+}
+
+TEST(XpmFile, AfterTheLastStringThereIsNothingEverAgain) {
+    XpmFile file("\"a\", \"b");
+    EXPECT_EQ(file.Next(), "a");
+    EXPECT_EQ(file.Next(), std::nullopt);
+    EXPECT_EQ(file.Next(), std::nullopt);
+}
+
+TEST(XpmFile, CopyGoesOnByItself) {
+    XpmFile file("\"a\", \"b\"");
+    XpmFile copy = file;
+    EXPECT_EQ(copy.Next(), "a");
+    EXPECT_EQ(copy.Next(), "b");
+    EXPECT_EQ(file.Next(), "a");
 }
 
 TEST(XpmFile, LogoInTheProgramIsTheOneInTheTree) {
-    // given
-    const XpmFile logo(LogoXpmText());
-
-    // then
-    ASSERT_EQ(logo.Rows().size(), std::size(lumo_logo_xpm));
-    EXPECT_TRUE(std::equal(logo.Rows().begin(), logo.Rows().end(), lumo_logo_xpm,
-                           [](const char* a, const char* b) { return std::strcmp(a, b) == 0; }));
+    const auto strings = StringsOf(LogoXpmText());
+    ASSERT_EQ(strings.size(), std::size(lumo_logo_xpm));
+    EXPECT_TRUE(std::equal(strings.begin(), strings.end(), lumo_logo_xpm));
 }
