@@ -28,6 +28,7 @@
 
 namespace {
 
+/// Without the declaration that the program writes: this file is ours, and not always a good one.
 void WriteLanguage(const std::string& number) {
     std::filesystem::create_directories("/etc/vantor/lumoclient");
     std::ofstream("/etc/vantor/lumoclient/config")
