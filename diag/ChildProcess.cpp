@@ -88,7 +88,7 @@ bool ChildProcess::TakeMessage(std::string& message) {
 ChildProcess::News ChildProcess::Receive(std::string& message, std::chrono::milliseconds limit) {
     const auto end = Clock::now() + limit;
     while (!TakeMessage(message)) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
         struct pollfd news = {input, POLLIN, 0};
         const int ready = poll(&news, 1, static_cast<int>(left > 0 ? left : 0));
         if (ready == 0) {

@@ -95,8 +95,8 @@ const std::vector<FindingKind>& FindingKinds() {
          "sudo chmod a+rx /etc/vantor /etc/vantor/lumoclient\nsudo chmod a+r /etc/vantor/lumoclient/config"},
         {"configuration-malformed", Severity::Error,
          Mark("Die Konfiguration ist kein lesbares XML; sie gilt als leer."),
-         Mark("Berichtigen Sie die Datei in der genannten Zeile. Das nächste Speichern ersetzt sie und hebt sie als "
-              "config.unreadable auf."),
+         Mark("Berichtigen Sie die genannte Zeile, ehe jemand speichert; sonst wird die Datei ersetzt und als "
+              "config.unreadable aufgehoben:"),
          "sudoedit /etc/vantor/lumoclient/config"},
         {"configuration-put-aside", Severity::Warning,
          Mark("Eine unlesbare Konfiguration wurde beim Speichern beiseitegelegt; was darin stand, gilt nicht mehr."),
@@ -108,7 +108,7 @@ const std::vector<FindingKind>& FindingKinds() {
          Mark("Nehmen Sie ihn in die Gruppe lumoadmin auf; das gilt ab seiner nächsten Anmeldung:"),
          "sudo usermod --append --groups lumoadmin NAME"},
         {"configuration-invalid", Severity::Warning, Mark("Die Konfiguration entspricht nicht ihrem Schema."),
-         Mark("Berichtigen Sie die genannten Zeilen; configuration.md beschreibt jedes Element."),
+         Mark("configuration.md beschreibt jedes Element. Berichtigen Sie die genannten Zeilen:"),
          "sudoedit /etc/vantor/lumoclient/config"},
         {"configuration-unread-element", Severity::Note,
          Mark("In der Konfiguration stehen Elemente, die niemand liest."),

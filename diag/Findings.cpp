@@ -138,14 +138,6 @@ private:
         }
     }
 
-    static std::string UsbName(const UsbReader& device) {
-        std::string name = device.vendorId + ":" + device.productId;
-        for (const std::string& part : {device.manufacturer, device.product}) {
-            name += part.empty() ? "" : " " + part;
-        }
-        return name;
-    }
-
     void OneReader(const Reader& reader) {
         if (!reader.hangingCall.empty()) {
             const bool isBusy = reader.hangingCall == "SCardConnect" && IsInUse(reader);
@@ -300,6 +292,14 @@ private:
 };
 
 } // namespace
+
+std::string UsbName(const UsbReader& device) {
+    std::string name = device.vendorId + ":" + device.productId;
+    for (const std::string& part : {device.manufacturer, device.product}) {
+        name += part.empty() ? "" : " " + part;
+    }
+    return name;
+}
 
 std::string ProblemText(const FileProblem& problem) {
     std::vector<std::string> parts;

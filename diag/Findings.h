@@ -33,6 +33,9 @@ struct Finding {
     std::vector<std::string> commands; ///< with the parameter filled in
 };
 
+/// "08e6:3437 Gemalto USB SmartCard Reader": numbers of vendor and product, and what the device calls itself.
+[[nodiscard]] std::string UsbName(const UsbReader& device);
+
 /// "line 3: config/lumo_Client/Language "x": value not allowed", in the chosen language.
 [[nodiscard]] std::string ProblemText(const FileProblem& problem);
 

@@ -209,10 +209,13 @@ Json SettingsJson(const Settings& settings) {
             {"clientVersion", TextOrNull(settings.clientVersion)}};
 }
 
-Json LogJson(const LogDirectory& directory) {
+Json LogJson(const LogDirectory& directory, std::int64_t now) {
     Json files = Json::array();
     for (const LogFileFacts& file : directory.files) {
-        files.push_back({{"name", Printable(file.name)}, {"size", file.size}, {"modified", TimeText(file.modified)}});
+        files.push_back({{"name", Printable(file.name)},
+                         {"size", file.size},
+                         {"modified", TimeText(file.modified)},
+                         {"age", std::max<std::int64_t>(now - file.modified, 0)}});
     }
     return {{"path", Printable(directory.path)},
             {"exists", directory.exists},
@@ -258,7 +261,9 @@ std::string FormatJson(const Report& report, const std::vector<Finding>& finding
          {{"machine", FileJson(report.configuration.machine)},
           {"user", FileJson(report.configuration.user)},
           {"settings", SettingsJson(report.configuration.settings)}}},
-        {"logs", {{"client", LogJson(report.logs.client)}, {"miniDriver", LogJson(report.logs.miniDriver)}}},
+        {"logs",
+         {{"client", LogJson(report.logs.client, report.time)},
+          {"miniDriver", LogJson(report.logs.miniDriver, report.time)}}},
         {"findings", ArrayOf(findings, FindingJson)},
     };
     // What is not UTF-8 after all must not cost the report.

@@ -43,6 +43,7 @@ std::string Fill(const std::string& text, std::initializer_list<std::string> val
 
 void UseLanguage(const std::string& language, const std::string& catalogs) {
     // In the locale "C" gettext looks for no translation. This one is part of the C library; LANGUAGE decides.
+    setlocale(LC_MESSAGES, "C"); // a change of the locale makes gettext forget another language's texts
     setlocale(LC_MESSAGES, "C.UTF-8");
     setenv("LANGUAGE", language.c_str(), 1);
     bindtextdomain(Catalog, catalogs.c_str());

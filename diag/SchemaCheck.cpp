@@ -199,9 +199,11 @@ private:
     }
 
     FileProblem BlameWithin(xmlNode* element) {
-        for (xmlNode* const child : ChildElements(element)) {
+        const std::vector<xmlNode*> children = ChildElements(element);
+        for (xmlNode* const child : children) {
             const Absence absence(child);
-            if (IsValid()) {
+            // An element that is left empty counts as removed, which says nothing about its child.
+            if (children.size() > 1 && IsValid()) {
                 return BlameChild(child, element, Mark("hier nicht vorgesehen"));
             }
         }
@@ -257,6 +259,9 @@ std::vector<FileProblem> CheckAgainstSchema(const std::string& document) {
         }
     }
     xmlSetStructuredErrorFunc(nullptr, nullptr);
+    if (!tree && problems.empty()) {
+        problems.push_back({0, {}, Mark("kein lesbares XML")});
+    }
     std::stable_sort(problems.begin(), problems.end(),
                      [](const FileProblem& a, const FileProblem& b) { return a.line < b.line; });
     return problems;

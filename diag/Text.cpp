@@ -69,6 +69,7 @@ std::string Escaped(unsigned byte) {
 struct tm LocalTime(std::int64_t seconds) {
     struct tm parts = {};
     const auto time = static_cast<std::time_t>(seconds);
+    tzset(); // localtime_r does not look at TZ itself
     localtime_r(&time, &parts);
     return parts;
 }
@@ -125,6 +126,20 @@ std::string SizeText(std::int64_t bytes) {
     std::array<char, 32> text{};
     std::snprintf(text.data(), text.size(), unit == 0 ? "%.0f %s" : "%.1f %s", value, units[unit]);
     return text.data();
+}
+
+std::string AgeText(std::int64_t seconds) {
+    struct Unit {
+        const char* name;
+        std::int64_t seconds;
+    };
+    constexpr Unit units[] = {{"d", 86400}, {"h", 3600}, {"min", 60}};
+    for (const Unit& unit : units) {
+        if (seconds >= 2 * unit.seconds) {
+            return std::to_string(seconds / unit.seconds) + " " + unit.name;
+        }
+    }
+    return std::to_string(std::max<std::int64_t>(seconds, 0)) + " s";
 }
 
 std::string TimeText(std::int64_t seconds) {

@@ -24,6 +24,9 @@ namespace Diag {
 /// "1.5 MiB"; below 1024 "17 B".
 [[nodiscard]] std::string SizeText(std::int64_t bytes);
 
+/// "45 s", "12 min", "36 h", "9 d": in the largest unit that comes to two or more. What lies in the future has no age.
+[[nodiscard]] std::string AgeText(std::int64_t seconds);
+
 /// Local time as ISO 8601 with the offset from UTC, "2026-03-01T14:05:09+01:00".
 [[nodiscard]] std::string TimeText(std::int64_t seconds);
 

@@ -5,6 +5,7 @@
 #include "diag/Text.h"
 #include "readers/EnumReaders.h"
 
+#include <reader.h>
 #include <winscard.h>
 
 #include <algorithm>
@@ -108,7 +109,8 @@ std::string AttributeText(const Attribute& attribute) {
     if (attribute.code != SCARD_S_SUCCESS) {
         return ResultText(attribute.code);
     }
-    return IsPrintable(attribute.bytes) ? Printable(attribute.bytes) : HexBytes(attribute.bytes);
+    // A number that each driver writes as it likes.
+    return attribute.tag == SCARD_ATTR_DEVICE_UNIT ? HexBytes(attribute.bytes) : Printable(attribute.bytes);
 }
 
 void AddAttributes(Page& page, const Reader& reader) {
@@ -128,7 +130,7 @@ std::string WhyVerdictsDiffer(const Reader& reader, bool byName) {
     if (!byName) {
         return Translate("der Name steht nicht in der Tabelle");
     }
-    if (reader.featuresCode != SCARD_S_SUCCESS) {
+    if (reader.featuresCode != SCARD_S_SUCCESS && reader.featuresCode != SCARD_E_UNSUPPORTED_FEATURE) {
         return std::string(Translate("die Abfrage schlug fehl")) + ": " + ResultText(reader.featuresCode);
     }
     const std::vector<Feature> features = ParseFeatures(reader.features);
@@ -202,7 +204,7 @@ void AddUsb(Page& page, const Report& report) {
     for (std::size_t i = 0; i < report.usbReaders.size(); ++i) {
         const UsbReader& device = report.usbReaders[i];
         const bool isListed = std::find(unlisted.begin(), unlisted.end(), i) == unlisted.end();
-        page.Item(Join({device.vendorId + ":" + device.productId, device.manufacturer, device.product}, " "));
+        page.Item(UsbName(device));
         page.Line(Mark("Anschluss"), device.port, 6);
         page.Line(Mark("Treiber"), device.driver.empty() ? Translate("keiner") : device.driver, 6);
         if (!device.serial.empty()) {
@@ -295,7 +297,7 @@ void AddSettings(Page& page, const Settings& settings) {
     }
 }
 
-void AddLogDirectory(Page& page, const LogDirectory& directory) {
+void AddLogDirectory(Page& page, const LogDirectory& directory, std::int64_t now) {
     page.Item(directory.path);
     page.Line(Mark("Verzeichnis"),
               Translate(!directory.exists    ? Mark("gibt es nicht")
@@ -311,7 +313,11 @@ void AddLogDirectory(Page& page, const LogDirectory& directory) {
     page.Line(Mark("Dateien"), std::to_string(directory.files.size()) + ", " + SizeText(total), 6);
     for (std::size_t i = 0; i < directory.files.size() && i < ShownLogFiles; ++i) {
         const LogFileFacts& file = directory.files[i];
-        page.Line("", TimeText(file.modified) + "  " + SizeText(file.size) + "  " + Printable(file.name), 6);
+        page.Line(
+            "",
+            Join({TimeText(file.modified), AgeText(now - file.modified), SizeText(file.size), Printable(file.name)},
+                 "  "),
+            6);
     }
 }
 
@@ -356,8 +362,8 @@ std::string FormatText(const Report& report, const std::vector<Finding>& finding
         AddSettings(page, report.configuration.settings);
     }
     page.Heading(Translate("Protokolle"));
-    AddLogDirectory(page, report.logs.client);
-    AddLogDirectory(page, report.logs.miniDriver);
+    AddLogDirectory(page, report.logs.client, report.time);
+    AddLogDirectory(page, report.logs.miniDriver, report.time);
     page.Heading(findings.empty() ? std::string(Translate("Nichts zu beanstanden."))
                                   : Fill(Translate("Befunde: %s"), {std::to_string(findings.size())}));
     for (const Finding& finding : findings) {

@@ -273,7 +273,7 @@ LONG SCardConnect(SCARDCONTEXT context, LPCSTR name, DWORD shareMode, DWORD prot
         answer.code = SCARD_E_INVALID_HANDLE;
     } else if (const Reader* const reader = FindReader(name); reader == nullptr) {
         answer.code = SCARD_E_UNKNOWN_READER;
-    } else if (!reader->cardPresent) {
+    } else if (!reader->cardPresent && shareMode != SCARD_SHARE_DIRECT) {
         answer.code = SCARD_E_NO_SMARTCARD;
     }
     if (answer.code == SCARD_S_SUCCESS) {
@@ -348,6 +348,26 @@ LONG SCardGetAttrib(SCARDHANDLE card, DWORD attribute, LPBYTE buffer, LPDWORD le
         return SCARD_E_INVALID_HANDLE;
     }
     return FillHonestly(FromTable(reader->attributes, attribute), buffer, length);
+}
+
+LONG SCardGetStatusChange(SCARDCONTEXT context, DWORD timeout, SCARD_READERSTATE* states, DWORD count) {
+    const Lock lock(machineMutex);
+    RecordCall("SCardGetStatusChange(context=", context, ", timeout=", timeout, ", readers=", count, ")");
+    if (const auto answer = Next(Function::GetStatusChange)) {
+        return answer->code;
+    }
+    for (DWORD i = 0; i < count; ++i) {
+        SCARD_READERSTATE& state = states[i];
+        const Reader* const reader = FindReader(state.szReader);
+        if (reader == nullptr) {
+            return SCARD_E_UNKNOWN_READER;
+        }
+        state.dwEventState =
+            (reader->cardPresent ? SCARD_STATE_PRESENT : SCARD_STATE_EMPTY) | SCARD_STATE_CHANGED | reader->moreState;
+        state.cbAtr = reader->cardPresent ? std::min(reader->atr.size(), sizeof(state.rgbAtr)) : 0;
+        std::copy_n(reader->atr.begin(), state.cbAtr, state.rgbAtr);
+    }
+    return SCARD_S_SUCCESS;
 }
 
 LONG SCardControl(SCARDHANDLE card, DWORD code, LPCVOID input, DWORD inputLength, LPVOID buffer, DWORD bufferLength,

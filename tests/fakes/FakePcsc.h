@@ -17,6 +17,7 @@ struct Reader {
     std::string atr = "\x3B\x80";
     std::map<unsigned long, std::string> attributes = {}; ///< bytes by attribute tag; others are not supported
     std::map<unsigned long, std::string> controls = {};   ///< answers by control code; others are not supported
+    unsigned long moreState = 0; ///< SCARD_STATE_ bits of SCardGetStatusChange besides those for the card
 };
 
 enum class Function {
@@ -30,6 +31,7 @@ enum class Function {
     EndTransaction,
     Status,
     GetAttrib,
+    GetStatusChange,
     Control,
     Transmit,
 };

@@ -1,0 +1,88 @@
+// Holds the table of findings against the page that explains them.
+#include "diag/Findings.h"
+#include "diag/Language.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <set>
+#include <sstream>
+
+using namespace Diag;
+using testing::HasSubstr;
+
+namespace {
+
+/// The entries of the page by their headings.
+std::map<std::string, std::string> Entries() {
+    std::map<std::string, std::string> entries;
+    std::string heading;
+    for (const std::string& line : test::Lines(test::ReadText(SOURCE_FOLDER "/docs/failures.md"))) {
+        if (line.rfind("### ", 0) == 0) {
+            heading = line.substr(4);
+            entries[heading];
+        } else if (line.rfind("## ", 0) == 0) {
+            heading.clear();
+        } else if (!heading.empty()) {
+            entries[heading] += line + "\n";
+        }
+    }
+    return entries;
+}
+
+std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+    for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
+        text.replace(at, from.size(), to);
+    }
+    return text;
+}
+
+} // namespace
+
+TEST(FailuresPageTest, EveryFindingHasItsEntryAndEveryEntryItsFinding) {
+    std::set<std::string> ids;
+    for (const FindingKind& kind : FindingKinds()) {
+        EXPECT_TRUE(ids.insert(kind.id).second) << kind.id << " stands twice";
+    }
+    std::set<std::string> headings;
+    for (const auto& entry : Entries()) {
+        headings.insert(entry.first);
+    }
+    EXPECT_EQ(ids, headings);
+}
+
+TEST(FailuresPageTest, EveryEntryExplainsBeforeItCommands) {
+    for (const auto& [heading, text] : Entries()) {
+        EXPECT_GT(text.find("```"), 60U) << heading;
+        EXPECT_GT(text.size(), 80U) << heading;
+    }
+}
+
+TEST(FailuresPageTest, TheCommandsOfAFindingStandInItsEntry) {
+    const auto entries = Entries();
+    for (const FindingKind& kind : FindingKinds()) {
+        std::istringstream commands(kind.commands);
+        for (std::string command; std::getline(commands, command);) {
+            const std::string parameter = std::string(kind.id) == "service-frozen" ? "NUMBER" : "DRIVER";
+            EXPECT_THAT(entries.at(kind.id), HasSubstr(Replaced(command, "%s", parameter)));
+        }
+    }
+}
+
+TEST(FailuresPageTest, EveryFindingSaysWhatToDo) {
+    for (const FindingKind& kind : FindingKinds()) {
+        const std::string remedy = kind.remedy;
+        ASSERT_FALSE(remedy.empty()) << kind.id;
+        EXPECT_EQ(remedy.back() == ':', *kind.commands != '\0') << kind.id << ": a colon announces commands";
+    }
+}
+
+TEST(FailuresPageTest, EveryTextOfAFindingIsTranslated) {
+    UseLanguage("en", CATALOG_FOLDER);
+    for (const FindingKind& kind : FindingKinds()) {
+        EXPECT_STRNE(Translate(kind.title), kind.title);
+        EXPECT_STRNE(Translate(kind.remedy), kind.remedy);
+    }
+}

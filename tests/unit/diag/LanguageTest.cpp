@@ -1,0 +1,115 @@
+#include "diag/Language.h"
+
+#include "tests/support/Environment.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+using namespace Diag;
+
+namespace {
+
+/// None of them set.
+class LanguageTest : public testing::Test {
+    test::Variable noAll{"LC_ALL", std::nullopt};
+    test::Variable noMessages{"LC_MESSAGES", std::nullopt};
+    test::Variable noLang{"LANG", std::nullopt};
+    test::Variable noList{"LANGUAGE", std::nullopt};
+};
+
+} // namespace
+
+TEST_F(LanguageTest, GermanTextsAreTheMessageIds) {
+    UseLanguage("de", CATALOG_FOLDER);
+    EXPECT_STREQ(Translate("PC/SC-Dienst"), "PC/SC-Dienst");
+}
+
+TEST_F(LanguageTest, EnglishTextsComeFromTheCatalogue) {
+    UseLanguage("en", CATALOG_FOLDER);
+    EXPECT_STREQ(Translate("PC/SC-Dienst"), "PC/SC service");
+    EXPECT_STREQ(Translate("Der Leser antwortet nicht."), "The reader does not answer.");
+}
+
+TEST_F(LanguageTest, LanguageCanBeChosenInTheLocaleC) {
+    const test::Variable plain("LC_ALL", "C");
+    UseLanguage("en", CATALOG_FOLDER);
+    EXPECT_STREQ(Translate("Leser"), "Reader");
+}
+
+TEST_F(LanguageTest, TextsAreUtf8WhateverTheLocale) {
+    const test::Variable plain("LC_ALL", "C");
+    UseLanguage("de", CATALOG_FOLDER);
+    EXPECT_STREQ(Translate("Gerätenummer"), "Ger\xC3\xA4tenummer");
+}
+
+TEST_F(LanguageTest, TextWithoutTranslationStaysGerman) {
+    UseLanguage("en", CATALOG_FOLDER);
+    EXPECT_STREQ(Translate("Nie übersetzt"), "Nie übersetzt");
+}
+
+TEST_F(LanguageTest, MissingCatalogueLeavesGerman) {
+    const test::TemporaryFolder empty;
+    UseLanguage("en", empty.Path());
+    EXPECT_STREQ(Translate("Leser"), "Leser");
+}
+
+TEST_F(LanguageTest, TheEmptyTextHasNoTranslation) {
+    UseLanguage("en", CATALOG_FOLDER);
+    EXPECT_STREQ(Translate(""), "") << "not the catalogue's head";
+}
+
+TEST_F(LanguageTest, FillPutsValuesInTheirOrder) {
+    EXPECT_EQ(Fill("%s von %s", {"1", "2"}), "1 von 2");
+    EXPECT_EQ(Fill("%s", {"%s", "x"}), "%s") << "a value is no text to fill";
+    EXPECT_EQ(Fill("nichts", {"x"}), "nichts");
+    EXPECT_EQ(Fill("%s bleibt %s", {"a"}), "a bleibt %s");
+}
+
+TEST_F(LanguageTest, SystemLanguageGoesByTheFirstVariableThatIsSet) {
+    EXPECT_EQ(SystemLanguage(), "en");
+    const test::Variable lang("LANG", "de_DE.UTF-8");
+    EXPECT_EQ(SystemLanguage(), "de");
+    const test::Variable messages("LC_MESSAGES", "en_GB.UTF-8");
+    EXPECT_EQ(SystemLanguage(), "en");
+    const test::Variable all("LC_ALL", "de_AT@euro");
+    EXPECT_EQ(SystemLanguage(), "de");
+    all.Set("");
+    EXPECT_EQ(SystemLanguage(), "en") << "an empty one does not count";
+}
+
+TEST_F(LanguageTest, TheLocaleCCountsAsEnglish) {
+    const test::Variable lang("LANG", "de_DE");
+    for (const char* const locale : {"C", "POSIX", "C.UTF-8"}) {
+        const test::Variable all("LC_ALL", locale);
+        EXPECT_EQ(SystemLanguage(), "en") << locale;
+    }
+}
+
+TEST_F(LanguageTest, ConfiguredNumbersStandForLanguages) {
+    for (const long number : {58L, 59L, 73L}) {
+        EXPECT_EQ(LanguageOfNumber(number), "en") << number;
+    }
+    for (const long number : {89L, 94L}) {
+        EXPECT_EQ(LanguageOfNumber(number), "de") << number;
+    }
+    for (const long number : {0L, 1L}) {
+        EXPECT_EQ(LanguageOfNumber(number), "") << number;
+    }
+    for (const long number : {-1L, 2L, 57L, 74L, 88L, 95L, 175L}) {
+        EXPECT_EQ(LanguageOfNumber(number), std::nullopt) << number;
+    }
+}
+
+TEST_F(LanguageTest, KnownLanguagesAreGermanEnglishAndThoseWithACatalogue) {
+    const test::TemporaryFolder catalogs;
+    std::filesystem::create_directories(catalogs / "fr/LC_MESSAGES");
+    test::WriteText(catalogs / "fr/LC_MESSAGES/LumoClient.mo", "");
+    for (const char* const known : {"de", "en", "fr"}) {
+        EXPECT_TRUE(IsKnownLanguage(known, catalogs.Path())) << known;
+    }
+    for (const char* const unknown : {"", "it", "..", "fr/../fr", "DE"}) {
+        EXPECT_FALSE(IsKnownLanguage(unknown, catalogs.Path())) << unknown;
+    }
+}

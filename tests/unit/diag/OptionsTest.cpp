@@ -1,0 +1,104 @@
+#include "diag/Options.h"
+
+#include "diag/Language.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+using namespace Diag;
+using testing::HasSubstr;
+
+namespace {
+
+struct Outcome {
+    bool understood = false;
+    Options options;
+    std::string errors;
+};
+
+Outcome Read(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "lumodiag");
+    std::vector<char*> pointers;
+    for (std::string& argument : arguments) {
+        pointers.push_back(argument.data());
+    }
+    pointers.push_back(nullptr);
+    Outcome outcome;
+    testing::internal::CaptureStderr();
+    outcome.understood = ReadOptions(static_cast<int>(arguments.size()), pointers.data(), outcome.options);
+    outcome.errors = testing::internal::GetCapturedStderr();
+    return outcome;
+}
+
+} // namespace
+
+TEST(OptionsTest, WithoutArgumentsNothingIsSet) {
+    const Outcome outcome = Read({});
+    EXPECT_TRUE(outcome.understood);
+    EXPECT_FALSE(outcome.options.json || outcome.options.watch || outcome.options.redact || outcome.options.help ||
+                 outcome.options.version);
+    EXPECT_EQ(outcome.options.logFile + outcome.options.language, "");
+}
+
+TEST(OptionsTest, LongAndShortFormsAreTheSame) {
+    for (const auto& arguments : {std::vector<std::string>{"--json", "--redact", "--watch", "--log", "x.log"},
+                                  {"-j", "-r", "-w", "-l", "x.log"},
+                                  {"-jrwlx.log"},
+                                  {"--js", "--red", "--wat", "--log=x.log"}}) {
+        const Outcome outcome = Read(arguments);
+        EXPECT_TRUE(outcome.understood) << arguments.front();
+        EXPECT_TRUE(outcome.options.json && outcome.options.redact && outcome.options.watch) << arguments.front();
+        EXPECT_EQ(outcome.options.logFile, "x.log") << arguments.front();
+    }
+}
+
+TEST(OptionsTest, HelpAndVersionAreOptions) {
+    EXPECT_TRUE(Read({"--help"}).options.help);
+    EXPECT_TRUE(Read({"-h"}).options.help);
+    EXPECT_TRUE(Read({"--version"}).options.version);
+    EXPECT_TRUE(Read({"-V"}).options.version);
+}
+
+TEST(OptionsTest, LanguagesThatThereAreAreTaken) {
+    EXPECT_EQ(Read({"--lang", "de"}).options.language, "de");
+    EXPECT_EQ(Read({"--lang=en"}).options.language, "en");
+}
+
+TEST(OptionsTest, UnknownLanguageIsACallingError) {
+    const Outcome outcome = Read({"--lang", "tlh"});
+    EXPECT_FALSE(outcome.understood);
+    EXPECT_THAT(outcome.errors, HasSubstr("'tlh'"));
+}
+
+TEST(OptionsTest, WhatIsNotUnderstoodIsNamed) {
+    for (const auto& [arguments, part] :
+         std::vector<std::pair<std::vector<std::string>, std::string>>{{{"--colour"}, "--colour"},
+                                                                       {{"-x"}, "x"},
+                                                                       {{"--log"}, "log"},
+                                                                       {{"--json=yes"}, "json"},
+                                                                       {{"report.txt"}, "'report.txt'"},
+                                                                       {{"--json", "--", "--redact"}, "'--redact'"},
+                                                                       {{"--log="}, "empty"}}) {
+        const Outcome outcome = Read(arguments);
+        EXPECT_FALSE(outcome.understood) << part;
+        EXPECT_THAT(outcome.errors, HasSubstr(part));
+    }
+}
+
+TEST(OptionsTest, ASecondCommandLineIsReadFromItsBeginning) {
+    Read({"--json", "x"});
+    EXPECT_TRUE(Read({"--redact"}).options.redact);
+}
+
+TEST(OptionsTest, HelpNamesEveryOptionInBothLanguages) {
+    for (const char* const language : {"de", "en"}) {
+        UseLanguage(language, CATALOG_FOLDER);
+        for (const char* const option : {"--json", "--redact", "--log", "--watch", "--lang", "--help", "--version"}) {
+            EXPECT_THAT(HelpText(), HasSubstr(option)) << language;
+        }
+    }
+    EXPECT_THAT(HelpText(), HasSubstr("Usage:"));
+}

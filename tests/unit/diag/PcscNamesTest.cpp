@@ -1,0 +1,103 @@
+#include "diag/PcscNames.h"
+
+#include "tests/fakes/FakePcsc.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <reader.h>
+#include <winscard.h>
+
+#include <map>
+#include <random>
+
+using namespace Diag;
+using testing::ElementsAre;
+using testing::Field;
+
+TEST(PcscNamesTest, ResultsHaveNameAndNumber) {
+    EXPECT_EQ(ResultText(SCARD_S_SUCCESS), "Success (0x00000000)");
+    EXPECT_EQ(ResultText(SCARD_E_NO_SMARTCARD), "SCARD_E_NO_SMARTCARD (0x8010000C)");
+    EXPECT_EQ(ResultText(0x12345), "unknown (0x00012345)");
+}
+
+TEST(PcscNamesTest, LaterCodesHaveNamesToo) {
+    EXPECT_EQ(ResultName(SCARD_E_NO_READERS_AVAILABLE), "SCARD_E_NO_READERS_AVAILABLE");
+    EXPECT_EQ(ResultName(SCARD_E_UNSUPPORTED_FEATURE), "SCARD_E_UNSUPPORTED_FEATURE");
+    EXPECT_EQ(ResultName(SCARD_W_SECURITY_VIOLATION), "SCARD_W_SECURITY_VIOLATION");
+}
+
+TEST(PcscNamesTest, NegativeCodesOf32BitMachinesAreTheSame) {
+    EXPECT_EQ(ResultText(static_cast<std::int32_t>(0x8010000CU)), "SCARD_E_NO_SMARTCARD (0x8010000C)");
+    EXPECT_EQ(ResultText(static_cast<std::int32_t>(0x8010002EU)), "SCARD_E_NO_READERS_AVAILABLE (0x8010002E)");
+}
+
+TEST(PcscNamesTest, AttributesAreTheSixThatIdentifyAReader) {
+    std::vector<unsigned long> tags;
+    for (const AttributeName& name : AttributeNames) {
+        tags.push_back(name.tag);
+    }
+    EXPECT_THAT(tags, ElementsAre(0x00010100, 0x00010101, 0x7FFF0001, 0x00010103, 0x7FFF0004, 0x7FFF0003));
+}
+
+TEST(PcscNamesTest, FeaturesAreNamedWithTheirControlCodes) {
+    const auto features = ParseFeatures(FakePcsc::FeatureList({{6, 0x42330006}, {0x0A, 0x4233000A}, {0x77, 1}}));
+    ASSERT_EQ(features.size(), 3U);
+    EXPECT_EQ(features[0].name, "VERIFY_PIN_DIRECT");
+    EXPECT_EQ(features[0].controlCode, 0x42330006U);
+    EXPECT_EQ(features[1].name, "IFD_PIN_PROPERTIES");
+    EXPECT_EQ(features[2].tag, 0x77U);
+    EXPECT_EQ(features[2].name, "");
+}
+
+TEST(PcscNamesTest, EveryFeatureOfTheHeaderHasItsName) {
+    const std::map<unsigned, const char*> names = {{FEATURE_VERIFY_PIN_START, "VERIFY_PIN_START"},
+                                                   {FEATURE_VERIFY_PIN_FINISH, "VERIFY_PIN_FINISH"},
+                                                   {FEATURE_MODIFY_PIN_START, "MODIFY_PIN_START"},
+                                                   {FEATURE_MODIFY_PIN_FINISH, "MODIFY_PIN_FINISH"},
+                                                   {FEATURE_GET_KEY_PRESSED, "GET_KEY_PRESSED"},
+                                                   {FEATURE_MODIFY_PIN_DIRECT, "MODIFY_PIN_DIRECT"},
+                                                   {FEATURE_ABORT, "ABORT"},
+                                                   {FEATURE_GET_TLV_PROPERTIES, "GET_TLV_PROPERTIES"},
+                                                   {FEATURE_EXECUTE_PACE, "EXECUTE_PACE"},
+                                                   {FEATURE_CCID_ESC_COMMAND, "CCID_ESC_COMMAND"}};
+    for (const auto& [tag, name] : names) {
+        const auto features = ParseFeatures(FakePcsc::FeatureList({{static_cast<unsigned char>(tag), 1}}));
+        ASSERT_EQ(features.size(), 1U);
+        EXPECT_EQ(features.front().name, name);
+    }
+}
+
+TEST(PcscNamesTest, SoundListsAreWholeRecordsWithoutRepetition) {
+    EXPECT_TRUE(IsSoundFeatureList(""));
+    EXPECT_TRUE(IsSoundFeatureList(FakePcsc::FeatureList({{6, 1}, {7, 2}})));
+    EXPECT_FALSE(IsSoundFeatureList(FakePcsc::FeatureList({{6, 1}, {7, 2}}).substr(0, 11))) << "cut off";
+    EXPECT_FALSE(IsSoundFeatureList(FakePcsc::FeatureList({{6, 1}, {6, 2}}))) << "twice";
+    EXPECT_FALSE(IsSoundFeatureList(FakePcsc::FeatureList({{6, 0}}))) << "without a control code";
+    std::string wrongLength = FakePcsc::FeatureList({{6, 1}});
+    wrongLength[1] = 3;
+    EXPECT_FALSE(IsSoundFeatureList(wrongLength));
+    EXPECT_FALSE(IsSoundFeatureList("\x06"));
+}
+
+TEST(PcscNamesTest, VerifyingAndModifyingGoDirectlyOrByStart) {
+    const auto can = [](std::vector<std::pair<unsigned char, unsigned>> list) {
+        const auto features = ParseFeatures(FakePcsc::FeatureList(list));
+        return std::make_pair(CanVerify(features), CanModify(features));
+    };
+    EXPECT_EQ(can({}), std::make_pair(false, false));
+    EXPECT_EQ(can({{6, 1}}), std::make_pair(true, false));
+    EXPECT_EQ(can({{1, 1}}), std::make_pair(true, false));
+    EXPECT_EQ(can({{7, 1}}), std::make_pair(false, true));
+    EXPECT_EQ(can({{3, 1}}), std::make_pair(false, true));
+    EXPECT_EQ(can({{6, 1}, {3, 1}}), std::make_pair(true, true));
+    EXPECT_EQ(can({{2, 1}, {4, 1}, {5, 1}}), std::make_pair(false, false));
+    EXPECT_EQ(can({{6, 0}, {7, 0}}), std::make_pair(false, false)) << "a control code of 0 is no feature";
+}
+
+TEST(PcscNamesTest, ProtocolsHaveTheirShortNames) {
+    EXPECT_EQ(ProtocolName(SCARD_PROTOCOL_T0), "T=0");
+    EXPECT_EQ(ProtocolName(SCARD_PROTOCOL_T1), "T=1");
+    EXPECT_EQ(ProtocolName(SCARD_PROTOCOL_RAW), "RAW");
+    EXPECT_EQ(ProtocolName(0), "");
+    EXPECT_EQ(ProtocolName(8), "0x00000008");
+}

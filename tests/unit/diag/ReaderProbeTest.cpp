@@ -1,0 +1,245 @@
+#include "diag/ReaderProbe.h"
+
+#include "diag/PcscNames.h"
+#include "tests/unit/readers/ReaderTest.h"
+
+#include <reader.h>
+#include <winscard.h>
+
+using namespace Diag;
+using FakePcsc::Answer;
+using FakePcsc::Function;
+using testing::AllOf;
+using testing::AnyOf;
+using testing::Contains;
+using testing::Each;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+using testing::StartsWith;
+
+namespace {
+
+/// Keeps what the probe tells.
+class Ear : public ProbeListener {
+public:
+    void OnCall(const char* call) override { calls.emplace_back(call); }
+    void OnContext(long code) override { contextCode = code; }
+    void OnReaders(long code, const std::vector<Reader>& listed) override {
+        listCode = code;
+        readers = listed;
+    }
+    void OnReader(std::size_t number, const Reader& reader) override {
+        if (number >= readers.size()) {
+            readers.resize(number + 1);
+        }
+        readers[number] = reader;
+    }
+
+    std::vector<std::string> calls;
+    long contextCode = -1;
+    long listCode = -1;
+    std::vector<Reader> readers;
+};
+
+class ReaderProbeTest : public ReaderTest {
+protected:
+    ~ReaderProbeTest() override {
+        EXPECT_EQ(FakePcsc::OpenContexts(), 0U) << "every context is given back";
+        EXPECT_EQ(FakePcsc::OpenCards(), 0U) << "every card is given back";
+    }
+
+    Ear Probe() {
+        Ear ear;
+        ProbeReaders(ear, {}, 0);
+        return ear;
+    }
+};
+
+FakePcsc::Reader FullReader(const std::string& name) {
+    FakePcsc::Reader reader{name};
+    reader.atr = "\x3B\x80\x01\x81";
+    reader.attributes = {{SCARD_ATTR_VENDOR_NAME, std::string("Vantor\0", 7)},
+                         {SCARD_ATTR_VENDOR_IFD_SERIAL_NO, "4711"},
+                         {SCARD_ATTR_CHANNEL_ID, std::string("\x05\x01\x20\x00", 4)}};
+    reader.controls = {{CM_IOCTL_GET_FEATURE_REQUEST, FakePcsc::FeatureList({{6, 0x42330006}, {7, 0x42330007}})}};
+    return reader;
+}
+
+} // namespace
+
+TEST_F(ReaderProbeTest, AReaderWithACardTellsEverything) {
+    FakePcsc::AddReader(FullReader("A"));
+    const Ear ear = Probe();
+    EXPECT_EQ(ear.contextCode, SCARD_S_SUCCESS);
+    EXPECT_EQ(ear.listCode, SCARD_S_SUCCESS);
+    ASSERT_THAT(ear.readers, SizeIs(1));
+    const Reader& reader = ear.readers.front();
+    EXPECT_EQ(reader.name, "A");
+    EXPECT_TRUE(reader.asked && reader.connected && reader.featuresAsked && reader.isSecure);
+    EXPECT_FALSE(reader.direct);
+    EXPECT_EQ(reader.atr, "\x3B\x80\x01\x81");
+    EXPECT_EQ(reader.protocol, static_cast<unsigned long>(SCARD_PROTOCOL_T1));
+    ASSERT_THAT(reader.attributes, SizeIs(AttributeCount));
+    EXPECT_EQ(reader.attributes[0].bytes, std::string("Vantor\0", 7)) << "a counted zero stays";
+    EXPECT_EQ(reader.attributes[1].code, SCARD_E_UNSUPPORTED_FEATURE);
+    EXPECT_EQ(reader.attributes[3].bytes, "4711");
+    EXPECT_EQ(reader.channel, std::string("\x05\x01\x20\x00", 4));
+    EXPECT_THAT(ParseFeatures(reader.features), SizeIs(2));
+    EXPECT_EQ(reader.hangingCall, "");
+}
+
+TEST_F(ReaderProbeTest, ItIsAGuestOfEveryCard) {
+    FakePcsc::AddReader(FullReader("A"));
+    FakePcsc::Reader empty = FullReader("B");
+    empty.cardPresent = false;
+    FakePcsc::AddReader(empty);
+    Probe();
+    // Shared with the card, direct without one; 0 is SCARD_LEAVE_CARD.
+    EXPECT_THAT(FakePcsc::Calls(), AllOf(Contains("SCardConnect(context=101, \"A\", share=2, protocols=3)"),
+                                         Contains("SCardConnect(context=101, \"B\", share=3, protocols=0)"),
+                                         Contains("SCardDisconnect(card=201, disposition=0)"),
+                                         Contains("SCardDisconnect(card=202, disposition=0)")));
+    EXPECT_THAT(FakePcsc::Calls(),
+                Each(Not(AnyOf(StartsWith("SCardReconnect"), StartsWith("SCardTransmit"),
+                               StartsWith("SCardBeginTransaction"), HasSubstr("share=1,"), HasSubstr("disposition=1"),
+                               HasSubstr("disposition=2"), HasSubstr("disposition=3")))));
+}
+
+TEST_F(ReaderProbeTest, TheOnlyControlCodeIsTheFeatureQuery) {
+    FakePcsc::AddReader(FullReader("A"));
+    Probe();
+    for (const std::string& call : FakePcsc::Calls()) {
+        if (call.rfind("SCardControl", 0) == 0) {
+            EXPECT_THAT(call, AllOf(HasSubstr("0x42000d48"), HasSubstr("input=null length=0")));
+        }
+    }
+}
+
+TEST_F(ReaderProbeTest, StatesAreAskedBeforeAnyReaderIsTouched) {
+    FakePcsc::AddReader({"A"});
+    FakePcsc::AddReader({"B"});
+    Probe();
+    const auto calls = FakePcsc::Calls();
+    std::size_t lastState = 0;
+    std::size_t firstConnect = calls.size();
+    for (std::size_t i = 0; i < calls.size(); ++i) {
+        if (calls[i].rfind("SCardGetStatusChange", 0) == 0) {
+            lastState = i;
+        } else if (calls[i].rfind("SCardConnect", 0) == 0 && firstConnect == calls.size()) {
+            firstConnect = i;
+        }
+    }
+    EXPECT_LT(lastState, firstConnect) << "or this program's own use would be reported";
+}
+
+TEST_F(ReaderProbeTest, AReaderWithoutACardStillTellsItsAttributes) {
+    FakePcsc::Reader empty = FullReader("A");
+    empty.cardPresent = false;
+    FakePcsc::AddReader(empty);
+    const Reader reader = Probe().readers.at(0);
+    EXPECT_TRUE(reader.connected && reader.direct);
+    EXPECT_EQ(reader.cardCode, SCARD_S_SUCCESS) << "no card was asked for";
+    EXPECT_EQ(reader.atr, "");
+    EXPECT_EQ(reader.protocol, 0UL);
+    EXPECT_EQ(reader.attributes.at(3).bytes, "4711");
+    EXPECT_TRUE(reader.isSecure) << "what the window cannot ask without a card";
+}
+
+TEST_F(ReaderProbeTest, ACardThatDoesNotAnswerLeavesTheReader) {
+    FakePcsc::AddReader(FullReader("A"));
+    FakePcsc::Script(Function::Connect, Answer::Failure(SCARD_W_UNPOWERED_CARD));
+    const Reader reader = Probe().readers.at(0);
+    EXPECT_EQ(reader.cardCode, SCARD_W_UNPOWERED_CARD);
+    EXPECT_TRUE(reader.connected && reader.direct);
+    EXPECT_EQ(reader.attributes.at(3).bytes, "4711");
+}
+
+TEST_F(ReaderProbeTest, AReaderThatSomebodyHoldsIsAskedOnce) {
+    FakePcsc::AddReader(FullReader("A"));
+    FakePcsc::Script(Function::Connect, Answer::Failure(SCARD_E_SHARING_VIOLATION));
+    const Reader reader = Probe().readers.at(0);
+    EXPECT_TRUE(reader.asked);
+    EXPECT_FALSE(reader.connected);
+    EXPECT_EQ(reader.cardCode, SCARD_E_SHARING_VIOLATION);
+    EXPECT_EQ(reader.directCode, SCARD_S_SUCCESS);
+    EXPECT_THAT(reader.attributes, IsEmpty());
+}
+
+TEST_F(ReaderProbeTest, AFailureNeverDropsTheReaderOrTheNext) {
+    for (const char* const name : {"A", "B", "C"}) {
+        FakePcsc::AddReader(FullReader(name));
+    }
+    FakePcsc::Script(Function::Connect, Answer::Failure(SCARD_E_READER_UNAVAILABLE), 2);
+    const Ear ear = Probe();
+    ASSERT_THAT(ear.readers, SizeIs(3));
+    EXPECT_EQ(ear.readers[0].directCode, SCARD_E_READER_UNAVAILABLE);
+    EXPECT_TRUE(ear.readers[1].connected && ear.readers[2].connected);
+}
+
+TEST_F(ReaderProbeTest, FailingStatesAttributesAndFeaturesKeepTheirCodes) {
+    FakePcsc::AddReader(FullReader("A"));
+    FakePcsc::Script(Function::GetStatusChange, Answer::Failure(SCARD_E_UNKNOWN_READER));
+    FakePcsc::Script(Function::GetAttrib, Answer::Failure(SCARD_E_NOT_TRANSACTED));
+    FakePcsc::Script(Function::Control, Answer::Failure(SCARD_F_COMM_ERROR), 2);
+    const Reader reader = Probe().readers.at(0);
+    EXPECT_EQ(reader.statusCode, SCARD_E_UNKNOWN_READER);
+    EXPECT_EQ(reader.attributes.at(0).code, SCARD_E_NOT_TRANSACTED);
+    EXPECT_EQ(reader.featuresCode, SCARD_F_COMM_ERROR);
+    EXPECT_EQ(reader.features, "");
+    EXPECT_FALSE(reader.isSecure);
+}
+
+TEST_F(ReaderProbeTest, AFeatureListThatClaimsTooMuchIsCutAtTheBuffer) {
+    FakePcsc::AddReader({"A"});
+    Answer lie = Answer::Bytes("\x06\x04");
+    lie.length = 100000;
+    FakePcsc::Script(Function::Control, lie, 2);
+    EXPECT_EQ(Probe().readers.at(0).features.size(), 5012U);
+}
+
+TEST_F(ReaderProbeTest, NoReadersIsACode) {
+    const Ear ear = Probe();
+    EXPECT_EQ(ear.contextCode, SCARD_S_SUCCESS);
+    EXPECT_EQ(ear.listCode, SCARD_E_NO_READERS_AVAILABLE);
+    EXPECT_THAT(ear.readers, IsEmpty());
+}
+
+TEST_F(ReaderProbeTest, NoServiceIsACodeAndTheEnd) {
+    FakePcsc::Script(Function::EstablishContext, Answer::Failure(SCARD_E_NO_SERVICE));
+    const Ear ear = Probe();
+    EXPECT_EQ(ear.contextCode, SCARD_E_NO_SERVICE);
+    EXPECT_THAT(ear.calls, ElementsAre("SCardEstablishContext"));
+}
+
+TEST_F(ReaderProbeTest, ALaterProbeGoesOnWhereTheFirstStopped) {
+    FakePcsc::AddReader(FullReader("A"));
+    FakePcsc::AddReader(FullReader("B"));
+    std::vector<Reader> known(2);
+    known[0].name = "A";
+    known[1].name = "B";
+    Ear ear;
+    ProbeReaders(ear, known, 1);
+    EXPECT_FALSE(ear.readers.at(0).asked);
+    EXPECT_TRUE(ear.readers.at(1).asked);
+    EXPECT_THAT(FakePcsc::Calls(), Each(Not(AnyOf(StartsWith("SCardListReaders"), HasSubstr("\"A\"")))));
+}
+
+TEST_F(ReaderProbeTest, EachCallIsAnnouncedBeforeItIsMade) {
+    FakePcsc::AddReader(FullReader("A"));
+    const Ear ear = Probe();
+    EXPECT_THAT(ear.calls,
+                ElementsAre("SCardEstablishContext", "SCardListReaders", "SCardGetStatusChange", "SCardConnect",
+                            "SCardStatus", "SCardGetAttrib", "SCardGetAttrib", "SCardGetAttrib", "SCardGetAttrib",
+                            "SCardGetAttrib", "SCardGetAttrib", "SCardGetAttrib", "SCardControl", "SCardDisconnect"));
+}
+
+TEST_F(ReaderProbeTest, FailuresAreLoggedLikeTheReaderCodesOwn) {
+    FakePcsc::AddReader(FullReader("A"));
+    FakePcsc::Script(Function::Connect, Answer::Failure(SCARD_E_SHARING_VIOLATION));
+    Probe();
+    EXPECT_THAT(FakePcsc::Notes(), AllOf(Contains("message: lumodiag asks reader A"),
+                                         Contains(ErrorLine("error in SCardConnect", SCARD_E_SHARING_VIOLATION))));
+}

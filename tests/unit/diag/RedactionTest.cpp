@@ -1,0 +1,108 @@
+#include "diag/Redaction.h"
+
+#include "tests/unit/diag/Sample.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <reader.h>
+#include <winscard.h>
+
+using namespace Diag;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+Report WithSerial(const std::string& serial) {
+    Report report;
+    Reader reader;
+    reader.name = "Reader";
+    reader.attributes = {{SCARD_ATTR_VENDOR_IFD_SERIAL_NO, 0, serial}};
+    report.readers = {reader};
+    return report;
+}
+
+} // namespace
+
+TEST(RedactionTest, SerialsKeepAtMostAThirdAndThreeCharacters) {
+    EXPECT_EQ(Shortened("21121745111568"), "211…");
+    EXPECT_EQ(Shortened("SIM0001"), "SI…");
+    EXPECT_EQ(Shortened("1234"), "1…");
+    EXPECT_EQ(Shortened("12"), "…");
+    EXPECT_EQ(Shortened(""), "…");
+}
+
+TEST(RedactionTest, SerialsAreShortenedWhereverTheyStand) {
+    const Redaction redaction(WithSerial("AB123456"), "");
+    EXPECT_EQ(redaction.Text("Reader AB123456 00 00 and AB123456"), "Reader AB… 00 00 and AB…");
+}
+
+TEST(RedactionTest, CountedZerosDoNotHideASerial) {
+    const Redaction redaction(WithSerial(std::string("AB123456\0", 9)), "");
+    EXPECT_EQ(redaction.Text("x AB123456 y"), "x AB… y");
+}
+
+TEST(RedactionTest, LongerSerialsGoFirst) {
+    Report report = WithSerial("AB12");
+    report.readers.push_back(WithSerial("AB123456").readers.front());
+    EXPECT_EQ(Redaction(report, "").Text("AB123456 AB12"), "AB… A…");
+}
+
+TEST(RedactionTest, SerialsInParenthesesAreShortenedUnlearned) {
+    const Redaction redaction("");
+    EXPECT_EQ(redaction.Text("Cherry ST-2000 (21121745111568) 00 00"), "Cherry ST-2000 (211…) 00 00");
+    EXPECT_EQ(redaction.Text("A (12345678) B (SN:99-4711)"), "A (12…) B (SN:…)");
+}
+
+TEST(RedactionTest, WordsInParenthesesStay) {
+    const Redaction redaction("");
+    for (const char* const text : {"Reader (contactless) 00 00", "Reader (v2) 00 00", "Reader () x",
+                                   "Reader (open 12345", "SCARD_E_NO_SERVICE) x ("}) {
+        EXPECT_EQ(redaction.Text(text), text);
+    }
+}
+
+TEST(RedactionTest, TheHomeDirectoryBecomesATilde) {
+    const Redaction redaction("/home/anna/");
+    EXPECT_EQ(redaction.Text("/home/anna/.vantor/lumoclient/config"), "~/.vantor/lumoclient/config");
+    EXPECT_EQ(redaction.Text("/home/annabell/x"), "/home/annabell/x");
+    EXPECT_EQ(Redaction("/").Text("/etc/vantor"), "/etc/vantor") << "a home of / names nobody";
+}
+
+TEST(RedactionTest, ShortSerialsAreShortenedInTheirOwnPlaceOnly) {
+    Report report = WithSerial("12");
+    report.readers[0].name = "Reader 12";
+    Redaction(report, "").Apply(report);
+    EXPECT_EQ(report.readers[0].attributes[0].bytes, "…");
+    EXPECT_EQ(report.readers[0].name, "Reader 12");
+}
+
+TEST(RedactionTest, NothingPrivateIsLeftInAReport) {
+    // given: serials as attribute, in names, on USB and in the configuration, and paths below the home directory
+    Report report = SampleReport();
+    std::vector<Finding> findings = DeriveFindings(report);
+    const std::string before = SampleText(report, findings);
+    for (const std::string& secret : SampleSecrets()) {
+        ASSERT_THAT(before, HasSubstr(secret)) << "the sample has to hold it, or the test proves nothing";
+    }
+    // when
+    const Redaction redaction(report, SampleHome);
+    redaction.Apply(findings);
+    redaction.Apply(report);
+    // then
+    const std::string after = SampleText(report, findings);
+    for (const std::string& secret : SampleSecrets()) {
+        EXPECT_THAT(after, Not(HasSubstr(secret)));
+    }
+}
+
+TEST(RedactionTest, FindingsStayTheSameInNumberAndKind) {
+    Report report = SampleReport();
+    std::vector<Finding> findings = DeriveFindings(report);
+    const std::vector<Finding> before = findings;
+    Redaction(report, SampleHome).Apply(findings);
+    ASSERT_EQ(findings.size(), before.size());
+    for (std::size_t i = 0; i < before.size(); ++i) {
+        EXPECT_EQ(findings[i].kind, before[i].kind);
+    }
+}

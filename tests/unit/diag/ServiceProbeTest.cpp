@@ -1,0 +1,132 @@
+#include "diag/ServiceProbe.h"
+
+#include "tests/support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+#include <winscard.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+using namespace Diag;
+
+namespace {
+
+PcscFacts Answered(long code) {
+    PcscFacts asked;
+    asked.answered = true;
+    asked.contextCode = code;
+    return asked;
+}
+
+ServiceFacts Machine(const std::string& program, int process, int connectError) {
+    ServiceFacts facts;
+    facts.socket = "/run/pcscd/pcscd.comm";
+    facts.program = program;
+    facts.process = process;
+    facts.processState = process == 0 ? '\0' : 'S';
+    facts.connectError = connectError;
+    return facts;
+}
+
+ServiceState Judge(const ServiceFacts& facts, const PcscFacts& asked) {
+    return JudgeService(facts, asked).state;
+}
+
+constexpr char Program[] = "/usr/sbin/pcscd";
+
+} // namespace
+
+TEST(ServiceProbeTest, AContextMeansFine) {
+    EXPECT_EQ(Judge(Machine(Program, 7, 0), Answered(SCARD_S_SUCCESS)), ServiceState::Fine);
+    EXPECT_EQ(Judge(Machine("", 0, 0), Answered(SCARD_S_SUCCESS)), ServiceState::Fine)
+        << "the daemon of another container, for one";
+}
+
+TEST(ServiceProbeTest, NoProgramAndNobodyListeningMeansNotInstalled) {
+    EXPECT_EQ(Judge(Machine("", 0, ENOENT), Answered(SCARD_E_NO_SERVICE)), ServiceState::NotInstalled);
+}
+
+TEST(ServiceProbeTest, AProgramWithoutAProcessMeansNotRunning) {
+    EXPECT_EQ(Judge(Machine(Program, 0, ENOENT), Answered(SCARD_E_NO_SERVICE)), ServiceState::NotRunning);
+    EXPECT_EQ(Judge(Machine(Program, 0, ECONNREFUSED), Answered(SCARD_E_NO_SERVICE)), ServiceState::NotRunning)
+        << "a killed daemon leaves its socket behind";
+}
+
+TEST(ServiceProbeTest, AProcessWithoutItsSocketMeansNotReachable) {
+    EXPECT_EQ(Judge(Machine(Program, 7, ENOENT), Answered(SCARD_E_NO_SERVICE)), ServiceState::NotReachable);
+}
+
+TEST(ServiceProbeTest, AClosedSocketMeansNoPermission) {
+    EXPECT_EQ(Judge(Machine(Program, 7, EACCES), Answered(SCARD_E_NO_SERVICE)), ServiceState::NoPermission);
+    EXPECT_EQ(Judge(Machine("", 0, EPERM), Answered(SCARD_E_NO_SERVICE)), ServiceState::NoPermission);
+}
+
+TEST(ServiceProbeTest, AConnectionThatIsHungUpMeansRefused) {
+    for (const long code : {SCARD_E_NO_SERVICE, SCARD_F_COMM_ERROR, SCARD_E_NO_ACCESS, SCARD_W_SECURITY_VIOLATION}) {
+        EXPECT_EQ(Judge(Machine(Program, 7, 0), Answered(code)), ServiceState::Refused) << std::hex << code;
+    }
+}
+
+TEST(ServiceProbeTest, ServiceStoppedOnALiveSocketMeansAnotherProtocol) {
+    EXPECT_EQ(Judge(Machine(Program, 7, 0), Answered(SCARD_E_SERVICE_STOPPED)), ServiceState::ProtocolMismatch);
+}
+
+TEST(ServiceProbeTest, AnyOtherErrorIsAFailure) {
+    EXPECT_EQ(Judge(Machine(Program, 7, 0), Answered(SCARD_E_NO_MEMORY)), ServiceState::Failed);
+}
+
+TEST(ServiceProbeTest, SilenceMeansNotAnswering) {
+    PcscFacts silent;
+    silent.hangingCall = "SCardEstablishContext";
+    const Service service = JudgeService(Machine(Program, 7, 0), silent);
+    EXPECT_EQ(service.state, ServiceState::NotAnswering);
+    EXPECT_EQ(service.call, "SCardEstablishContext");
+    EXPECT_EQ(Judge(Machine(Program, 7, EAGAIN), Answered(SCARD_E_NO_SERVICE)), ServiceState::NotAnswering)
+        << "so many wait that no more are let in";
+    PcscFacts later = Answered(SCARD_S_SUCCESS);
+    later.hangingCall = "SCardEstablishContext";
+    EXPECT_EQ(Judge(Machine(Program, 7, 0), later), ServiceState::NotAnswering) << "it stopped while it was asked";
+}
+
+TEST(ServiceProbeTest, WhatWasSeenIsPassedOn) {
+    const Service service = JudgeService(Machine(Program, 7, ENOENT), Answered(SCARD_E_NO_SERVICE));
+    EXPECT_EQ(service.code, SCARD_E_NO_SERVICE);
+    EXPECT_EQ(service.program, Program);
+    EXPECT_EQ(service.process, 7);
+    EXPECT_EQ(service.processState, 'S');
+    EXPECT_EQ(service.socket, "/run/pcscd/pcscd.comm");
+}
+
+TEST(ServiceProbeTest, ConnectingTellsMissingAbandonedAndLiveSocketsApart) {
+    const test::TemporaryFolder folder;
+    const std::string path = folder / "socket";
+    EXPECT_EQ(TryToConnect(path), ENOENT);
+    const int listener = socket(AF_UNIX, SOCK_STREAM, 0);
+    struct sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::strcpy(address.sun_path, path.c_str());
+    ASSERT_EQ(bind(listener, reinterpret_cast<struct sockaddr*>(&address), sizeof(address)), 0);
+    EXPECT_EQ(TryToConnect(path), ECONNREFUSED);
+    ASSERT_EQ(listen(listener, 0), 0);
+    EXPECT_EQ(TryToConnect(path), 0);
+    EXPECT_EQ(TryToConnect(path), EAGAIN) << "the queue is full, and this must not block";
+    close(listener);
+    EXPECT_EQ(TryToConnect(std::string(200, 'x')), ENAMETOOLONG);
+}
+
+TEST(ServiceProbeTest, AnotherSocketCanBeNamed) {
+    setenv("PCSCLITE_CSOCK_NAME", "/run/other.comm", 1);
+    EXPECT_EQ(LookForService().socket, "/run/other.comm");
+    unsetenv("PCSCLITE_CSOCK_NAME");
+    EXPECT_EQ(LookForService().socket, "/run/pcscd/pcscd.comm");
+}
+
+TEST(ServiceProbeTest, WithoutADaemonThereIsNoProcess) {
+    EXPECT_EQ(LookForService().process, 0) << "each test has a machine of its own";
+    EXPECT_EQ(LookForService().program, "/usr/sbin/pcscd");
+}
