@@ -10,7 +10,6 @@
 
 using Vantor::Config;
 
-// clang-format off
 wxBEGIN_EVENT_TABLE(MainFrame, wxFrame)
     EVT_BUTTON(ID_Refresh, MainFrame::evt_aktualisieren)
     EVT_CHECKBOX(ID_LoggingP11, MainFrame::evt_LoggingP11)
@@ -25,21 +24,20 @@ wxBEGIN_EVENT_TABLE(MainFrame, wxFrame)
     EVT_BUTTON(ID_InstallService, MainFrame::evt_installCsp)
     EVT_BUTTON(ID_RestartService, MainFrame::evt_restartCsp)
 wxEND_EVENT_TABLE()
-    // clang-format on
 
-    namespace {
+namespace {
 
-    wxString ClientVersion() {
-        std::string version;
-        Config::GetHandle(0)->GetString(ConfigId::Version, version);
-        return wxString::FromUTF8(version.data(), version.size());
-    }
+wxString ClientVersion() {
+    std::string version;
+    Config::GetHandle(0)->GetString(ConfigId::Version, version);
+    return wxString::FromUTF8(version.data(), version.size());
+}
 
-    wxIcon WindowIcon() {
-        wxIcon icon;
-        icon.CopyFromBitmap(wxBitmap(ImageFromXpm(lumo_icon_xpm)));
-        return icon;
-    }
+wxIcon WindowIcon() {
+    wxIcon icon;
+    icon.CopyFromBitmap(wxBitmap(ImageFromXpm(lumo_icon_xpm)));
+    return icon;
+}
 
 } // namespace
 

@@ -19,13 +19,11 @@ constexpr int DrawnStates[] = {0, wxCONTROL_CHECKED, wxCONTROL_DISABLED, wxCONTR
 
 wxIMPLEMENT_DYNAMIC_CLASS(wxCheckedListCtrl, wxListCtrl);
 
-// clang-format off
 wxBEGIN_EVENT_TABLE(wxCheckedListCtrl, wxListCtrl)
     EVT_LEFT_DOWN(wxCheckedListCtrl::OnMouseEvent)
 wxEND_EVENT_TABLE()
-    // clang-format on
 
-    wxCheckedListCtrl::wxCheckedListCtrl(wxWindow* parent, int id, const wxPoint& pos, const wxSize& size, long style)
+wxCheckedListCtrl::wxCheckedListCtrl(wxWindow* parent, int id, const wxPoint& pos, const wxSize& size, long style)
     : wxListCtrl(parent, id, pos, size, style, wxDefaultValidator, wxListCtrlNameStr) {
     AddPictures();
     SetImageList(&m_CheckBoxes, wxIMAGE_LIST_SMALL);
