@@ -43,6 +43,7 @@ protected:
     static int RightOf(const wxWindow& control) {
         return control.GetParent()->GetClientSize().x - 1 - control.GetRect().GetRight();
     }
+    static int MiddleOf(const wxWindow& control) { return control.GetRect().y + control.GetRect().height / 2; }
 };
 
 } // namespace
@@ -126,6 +127,7 @@ TEST_F(Layout, ListHasItsStylesAndColumns) {
     Open();
     EXPECT_TRUE(List().HasFlag(wxLC_REPORT));
     EXPECT_TRUE(List().HasFlag(wxLC_SINGLE_SEL));
+    EXPECT_TRUE(List().HasFlag(wxBORDER_SUNKEN));
     ASSERT_EQ(List().GetColumnCount(), 2);
     const auto column = [this](int index) {
         wxListItem item;
@@ -160,7 +162,7 @@ TEST_F(Layout, VersionIsUtf8AndNoFormat) {
 TEST_F(Layout, FrameHasTheDefaultStyleAndTheIcon) {
     Open();
     EXPECT_EQ(frame->GetParent(), nullptr);
-    EXPECT_TRUE(frame->HasFlag(wxDEFAULT_FRAME_STYLE));
+    EXPECT_EQ(frame->GetWindowStyle() & wxDEFAULT_FRAME_STYLE, wxDEFAULT_FRAME_STYLE);
     const wxImage icon = wxBitmap(frame->GetIcon()).ConvertToImage();
     const wxImage picture = ImageFromXpm(lumo_icon_xpm);
     ASSERT_EQ(icon.GetSize(), wxSize(32, 32));
@@ -306,12 +308,47 @@ TEST_F(Layout, StatusTextsShowInFullThoughTheirMinimumIsLower) {
 TEST_F(Layout, RowsOfTheWindowsPageAreCentred) {
     Present(Open());
     TurnTo(WindowsPage);
-    const auto middle = [](const wxWindow& window) { return window.GetRect().y + window.GetRect().height / 2; };
     const auto& children = PageAt(WindowsPage).GetChildren();
     for (const std::size_t row : {0u, 3u}) {
-        EXPECT_NEAR(middle(*children[row + 1]), middle(*children[row]), 1);
-        EXPECT_NEAR(middle(*children[row + 2]), middle(*children[row]), 1);
+        EXPECT_NEAR(MiddleOf(*children[row + 1]), MiddleOf(*children[row]), 1);
+        EXPECT_NEAR(MiddleOf(*children[row + 2]), MiddleOf(*children[row]), 1);
     }
+}
+
+TEST_F(Layout, LanguageStandsCentredBesideItsLabel) {
+    Present(Open());
+    TurnTo(FurtherPage);
+    const auto& label = Get<wxStaticText>("Sprache:");
+    const auto& choice = Nth<wxComboBox>(0);
+    EXPECT_NEAR(MiddleOf(choice), MiddleOf(label), 1);
+    EXPECT_EQ(LeftOf(choice), label.GetRect().GetRight() + 1 + 12 + 12) << "a border each";
+    EXPECT_EQ(choice.GetRect().y, 12);
+}
+
+TEST_F(Layout, PagesStackTheirControlsInTheirOrder) {
+    Present(Open());
+    for (const auto page : {InformationPage, ReaderPage, LoggingPage}) {
+        TurnTo(page);
+        int bottom = -1;
+        for (const auto* control : PageAt(page).GetChildren()) {
+            if (control == PageAt(ReaderPage).GetChildren()[2])
+                continue; // the indent stands beside the list
+            EXPECT_GT(control->GetRect().y, bottom) << control->GetLabel();
+            bottom = control->GetRect().GetBottom();
+        }
+    }
+}
+
+TEST_F(Layout, ButtonsStandSideBySideBelowThePages) {
+    Present(Open());
+    const auto& ok = Get<wxButton>(MainFrame::ID_Ok);
+    const auto& apply = Get<wxButton>(MainFrame::ID_Apply);
+    const auto& cancel = Get<wxButton>(MainFrame::ID_Cancel);
+    EXPECT_GT(ok.GetScreenRect().y, Notebook().GetScreenRect().GetBottom());
+    EXPECT_EQ(MiddleOf(apply), MiddleOf(ok));
+    EXPECT_EQ(MiddleOf(cancel), MiddleOf(ok));
+    EXPECT_LT(ok.GetRect().GetRight(), LeftOf(apply));
+    EXPECT_LT(apply.GetRect().GetRight(), LeftOf(cancel));
 }
 
 TEST_F(Layout, ListTakesTheSpaceThatAGrownWindowHas) {

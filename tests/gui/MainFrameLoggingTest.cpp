@@ -106,11 +106,23 @@ TEST_F(LogDirectories, SwitchingOffEmptiesTheFieldAndOnAgainRestoresIt) {
     EXPECT_EQ(P11Field().GetValue(), P11Directory);
 }
 
+TEST_F(LogDirectories, SwitchingMiniDriverLoggingOffEmptiesItsFieldToo) {
+    Present(Open());
+    TurnTo(LoggingPage);
+    auto& box = Get<wxCheckBox>(MainFrame::ID_LoggingMiniDriver);
+    Click(box);
+    Click(box);
+    EXPECT_EQ(MiniDriverField().GetValue(), "");
+    Click(box);
+    EXPECT_EQ(MiniDriverField().GetValue(), MiniDriverDirectory);
+}
+
 TEST_F(LogDirectories, FieldsAreReadOnly) {
     Open();
     EXPECT_FALSE(P11Field().IsEditable());
     EXPECT_FALSE(MiniDriverField().IsEditable());
     EXPECT_TRUE(P11Field().IsSingleLine());
+    EXPECT_TRUE(MiniDriverField().IsSingleLine());
 }
 
 TEST_F(LogDirectories, UmlautsInHomeAreShown) {
@@ -240,8 +252,7 @@ TEST_F(LogDirectories, InstallButtonIsDisabledAndStaysSo) {
     Install("xdg-open");
     Click(button);
     EXPECT_EQ(Called(), "");
-    wxCommandEvent event;
-    frame->evt_aktualisieren(event);
+    Refresh();
     frame->Save();
     EXPECT_FALSE(button.IsEnabled());
 }

@@ -14,11 +14,6 @@ const std::string Gemalto = "Gemalto PC Twin Reader 01 00";
 
 class ReaderList : public Window {
 protected:
-    void Refresh() {
-        wxCommandEvent event;
-        frame->evt_aktualisieren(event);
-    }
-
     std::vector<std::string> Rows() {
         std::vector<std::string> rows;
         for (long row = 0; row < List().GetItemCount(); ++row)

@@ -19,11 +19,6 @@ class Saving : public Window {
 protected:
     using Lines = std::vector<std::string>;
 
-    void Refresh() {
-        wxCommandEvent event;
-        frame->evt_aktualisieren(event);
-    }
-
     void UseAnyReader() {
         Get<wxRadioButton>(MainFrame::ID_AnyReader).SetValue(true);
         frame->UpdateCardReader();
@@ -342,11 +337,23 @@ TEST_F(Saving, RemovalAndWritingUseTheReservedIds) {
     Open();
     UseAnyReader();
     frame->Save();
-    std::vector<unsigned> scratch;
-    for (const auto& entry : Vantor::Config::GetHandle(0)->GetEntries())
-        if (entry.first > 60)
-            scratch.push_back(entry.first);
-    EXPECT_EQ(scratch, (std::vector<unsigned>{500, 501, 5002}));
+    EXPECT_EQ(ReservedIds(), (std::vector<unsigned>{500, 501, 5002}));
+}
+
+TEST_F(Saving, WriteThatIsRefusedDoesNotKeepTheNextOnesFromTheFile) {
+    Attach({"Reader A"});
+    Open();
+    frame->m_PcscReaders.at(0).name = std::string("Reader\0A", 8); // no file can hold it
+    List().SetChecked(0, true);
+
+    frame->Save();
+
+    EXPECT_EQ(Setting("lumo_Client/Reader0/Reader"), "PCSC Reader");
+    EXPECT_EQ(Setting("lumo_Client/Reader0/ReaderName"), "(none)");
+    EXPECT_EQ(Setting("lumo_Client/Reader0/UseGUI"), "Yes");
+    EXPECT_EQ(Setting("lumo_Client/Language"), "89");
+    // A reader without its name is half of one by intention, which the schema rightly refuses.
+    std::filesystem::remove("/etc/vantor/lumoclient/config");
 }
 
 TEST_F(Saving, FileThatCannotBeWrittenIsSilentAndTheCursorComesBack) {

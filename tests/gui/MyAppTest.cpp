@@ -79,7 +79,8 @@ private:
 /// Collects what the toolkit would show the user.
 class Messages : public wxLog, public wxModalDialogHook {
 public:
-    Messages() { Register(); }
+    Messages() : before(SetActiveTarget(this)) { Register(); }
+    ~Messages() override { SetActiveTarget(before); }
     std::vector<std::string> texts;
 
 protected:
@@ -88,6 +89,9 @@ protected:
         texts.push_back("dialog " + dialog->GetTitle().utf8_string());
         return wxID_OK;
     }
+
+private:
+    wxLog* before;
 };
 
 class Program : public Desktop {
@@ -201,11 +205,8 @@ TEST_F(Program, EveryArgumentEndsTheStart) {
     const wxMessageOutput* before = wxMessageOutput::Set(new wxMessageOutputDebug);
     for (const wchar_t* argument : {L"-h", L"--help", L"--verbose", L"-v", L"reader", L"/h", L"-", L"ä"}) {
         Give({argument});
-        Messages messages;
-        auto* log = wxLog::SetActiveTarget(&messages);
-        const bool started = app.CallOnInit();
-        wxLog::SetActiveTarget(log);
-        EXPECT_FALSE(started) << wxString(argument);
+        const Messages quiet;
+        EXPECT_FALSE(app.CallOnInit()) << wxString(argument);
         EXPECT_TRUE(wxTopLevelWindows.empty());
     }
     delete wxMessageOutput::Set(const_cast<wxMessageOutput*>(before));
@@ -235,12 +236,10 @@ TEST_F(Program, OnlyADashIntroducesASwitch) {
 TEST_F(Program, SecondCopyOfAUserEndsSilently) {
     const OtherCopy running(LockName());
     auto& app = Start();
-    Messages messages;
-    auto* before = wxLog::SetActiveTarget(&messages);
+    const Messages messages;
 
     EXPECT_FALSE(app.CallOnInit());
 
-    wxLog::SetActiveTarget(before);
     EXPECT_TRUE(messages.texts.empty()) << messages.texts.front();
     EXPECT_TRUE(wxTopLevelWindows.empty());
 }
@@ -249,12 +248,10 @@ TEST_F(Program, CopyStartsAfterTheFirstOneHasEnded) {
     OtherCopy running(LockName());
     running.End();
     auto& app = Start();
-    Messages messages;
-    auto* before = wxLog::SetActiveTarget(&messages);
+    const Messages messages;
 
     EXPECT_TRUE(app.CallOnInit());
 
-    wxLog::SetActiveTarget(before);
     EXPECT_TRUE(messages.texts.empty()) << "the lock left behind is no news: " << messages.texts.front();
 }
 
@@ -272,12 +269,10 @@ TEST_F(Program, LockIsReleasedAtTheEnd) {
 TEST_F(Program, HomeThatCannotBeWrittenPreventsNothing) {
     setenv("HOME", "/proc/self/nowhere", 1);
     auto& app = Start();
-    Messages messages;
-    auto* before = wxLog::SetActiveTarget(&messages);
+    const Messages messages;
 
     EXPECT_TRUE(app.CallOnInit());
 
-    wxLog::SetActiveTarget(before);
     EXPECT_TRUE(messages.texts.empty()) << messages.texts.front();
 }
 

@@ -148,6 +148,20 @@ void Window::Prepare() {
     GenerateFileSystem();
 }
 
+void Window::Refresh() {
+    wxCommandEvent event;
+    frame->evt_aktualisieren(event);
+}
+
+std::vector<unsigned> Window::ReservedIds() {
+    constexpr unsigned lastSetting = 60;
+    std::vector<unsigned> ids;
+    for (const auto& entry : Vantor::Config::GetHandle(0)->GetEntries())
+        if (entry.first > lastSetting)
+            ids.push_back(entry.first);
+    return ids;
+}
+
 void Window::TurnTo(std::size_t page) {
     Notebook().SetSelection(page);
     Settle();

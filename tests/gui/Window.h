@@ -77,6 +77,12 @@ protected:
     Vantor::wxCheckedListCtrl& List() { return Nth<Vantor::wxCheckedListCtrl>(0); }
     wxNotebook& Notebook() { return Nth<wxNotebook>(0); }
 
+    /// Lists the attached readers anew, as the button does.
+    void Refresh();
+
+    /// Ids in the registry above those of the program's settings.
+    static std::vector<unsigned> ReservedIds();
+
     /// Shows a page of the presented window and handles what that brings.
     void TurnTo(std::size_t page);
 
