@@ -115,11 +115,13 @@ void AddUnread(const Tree& node, const std::string& path, const std::vector<std:
                std::vector<std::string>& unread) {
     for (const auto& [name, child] : node) {
         const bool isReaderTree = path == "config/lumo_Client" && IsReader(name);
+        std::string childPath = path;
+        childPath.append("/").append(name);
         if (IsElement(name) && !isReaderTree && !Has(known, name) && HasContent(child)) {
-            unread.push_back(path + "/" + name);
+            unread.push_back(childPath);
         }
         if (isReaderTree) {
-            AddUnread(child, path + "/" + name, ReaderElements(), unread);
+            AddUnread(child, childPath, ReaderElements(), unread);
         }
     }
 }

@@ -31,7 +31,7 @@ std::string SocketPath() {
 
 std::string FindProgram() {
     for (const char* const folder : ProgramFolders) {
-        const std::string path = std::string(folder) + DaemonName;
+        std::string path = std::string(folder) + DaemonName;
         if (access(path.c_str(), X_OK) == 0) {
             return path;
         }
