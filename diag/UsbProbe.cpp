@@ -87,6 +87,7 @@ std::vector<UsbReader> ListUsbReaders(const std::string& folder) {
         found.emplace(device.filename().string(), DescribeDevice(device, entry->path()));
     }
     std::vector<UsbReader> readers;
+    readers.reserve(found.size());
     for (const auto& device : found) {
         readers.push_back(device.second);
     }

@@ -82,6 +82,7 @@ long Look(const SendMessage& send, SCARDCONTEXT context) {
     const bool isListed = Vantor::ListPCSCReaders(names);
     Sight sight;
     std::vector<SCARD_READERSTATE> states;
+    states.reserve(names.size());
     for (const std::string& name : names) {
         states.push_back(Ask(name.c_str(), SCARD_STATE_UNAWARE));
     }
