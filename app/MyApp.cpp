@@ -12,6 +12,8 @@
 #include <wx/log.h>
 #include <wx/utils.h>
 
+#include <algorithm>
+
 using Vantor::Config;
 using Vantor::FileSystem;
 using Vantor::I18N;
@@ -32,11 +34,21 @@ MyApp::~MyApp() {
     I18N::Destroy();
 }
 
+bool MyApp::Initialize(int& count, wxChar** arguments) {
+    // GTK knows "--display" and others, and takes them out of the arguments: it is shown the program's name only.
+    int shown = std::min(count, 1);
+    wxChar* name[] = {shown == 1 ? arguments[0] : nullptr, nullptr};
+    return wxApp::Initialize(shown, name);
+}
+
 void MyApp::OnInitCmdLine(wxCmdLineParser& parser) {
     // Not even the toolkit's own switches: the base class, which adds them, is left out.
     static const wxCmdLineEntryDesc nothing[] = {wxCMD_LINE_DESC_END};
     parser.SetDesc(nothing);
     parser.SetSwitchChars(L"-");
+    // To the parser "--" ends the options and is nothing to complain of; with a blank it is an argument like any other.
+    if (argc > 1 && argv[1] == L"--")
+        parser.SetCmdLine(LR"(-- "-- ")");
 }
 
 bool MyApp::OnCmdLineParsed(wxCmdLineParser& /*parser*/) {

@@ -16,6 +16,8 @@ public:
     /// Takes down what the constructor brought up; writes no configuration.
     ~MyApp() override;
 
+    /// Keeps the command line from the desktop's toolkit, which would take its own options out of it.
+    bool Initialize(int& count, wxChar** arguments) override;
     void OnInitCmdLine(wxCmdLineParser& parser) override;
     bool OnCmdLineParsed(wxCmdLineParser& parser) override;
     /// False, which ends the program silently, when this user already runs a copy.

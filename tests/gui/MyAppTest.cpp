@@ -203,7 +203,7 @@ TEST_F(Program, InitOpensNoWindow) {
 TEST_F(Program, EveryArgumentEndsTheStart) {
     auto& app = Start();
     const wxMessageOutput* before = wxMessageOutput::Set(new wxMessageOutputDebug);
-    for (const wchar_t* argument : {L"-h", L"--help", L"--verbose", L"-v", L"reader", L"/h", L"-", L"ä"}) {
+    for (const wchar_t* argument : {L"-h", L"--help", L"--verbose", L"-v", L"reader", L"/h", L"-", L"--", L"", L"ä"}) {
         Give({argument});
         const Messages quiet;
         EXPECT_FALSE(app.CallOnInit()) << wxString(argument);
