@@ -1,11 +1,10 @@
 // The configuration of one reader: a sub-tree below the client's path, and the texts that the client expects in it.
 #pragma once
 
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include "config/Config.h"
+
+#include <string>
+#include <vector>
 
 /// Names and texts that the client knows in a reader sub-tree.
 namespace ReaderText {
