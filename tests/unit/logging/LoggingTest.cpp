@@ -143,12 +143,13 @@ TEST_F(LoggingTest, InitOnTheSameFileAgainEmptiesIt) {
 
 TEST_F(LoggingTest, InitCountsFromZeroAgain) {
     Open(2);
-    LogTexts({"a", "b"});
+    LogTexts({"a", "b", "split", "full"});
     log.Init(live, 2, false);
     LogTexts({"c", "d"});
-    EXPECT_THAT(test::Names(folder.Path()), ElementsAre("trace.log")) << "two entries must fit after Init";
+    EXPECT_THAT(Texts("trace.log"), ElementsAre("c", "d")) << "two entries must fit after Init";
     LogTexts({"e"});
     EXPECT_THAT(Texts("trace_0.log"), ElementsAre("c", "d")) << "parts must be numbered from 0 after Init";
+    EXPECT_THAT(test::Names(folder.Path()), ElementsAre("trace.log", "trace_0.log"));
 }
 
 TEST_F(LoggingTest, AFileThatCannotBeOpenedDropsEntriesSilently) {
