@@ -106,11 +106,22 @@ public:
     void CheckBaseCspService();
 
 protected:
+    struct StatusTexts {
+        wxString started;
+        wxString notStarted;
+        wxString installed;
+        wxString notInstalled;
+        wxString restart;
+        wxString start;
+    };
+
     // What the refresh found; the rows' item data are positions in these.
     std::vector<Vantor::PCSCReaderConfig> m_PcscReaders;
     std::vector<Vantor::CTAPIReaderConfig> m_CtapiReaders;
     // What the configuration holds, as last loaded or saved.
     std::vector<SelectedReaderConfig> m_ConfiguredReaders;
+    // Translated. The services are the other platform's: here two of the texts show, and never change.
+    StatusTexts m_StatusTexts;
 
 private:
     struct InformationPage {
@@ -163,15 +174,6 @@ private:
         wxButton* apply;
         wxButton* cancel;
     };
-    struct StatusTexts {
-        wxString started;
-        wxString notStarted;
-        wxString installed;
-        wxString notInstalled;
-        wxString restart;
-        wxString start;
-    };
-
     void CreateControls(const wxString& about);
     void CreateInformationPage(const wxString& about);
     void CreateReaderPage();
@@ -202,8 +204,6 @@ private:
     bool SaveRow(int number, long data);
     bool SavePcscReader(int number, std::size_t index);
     bool SaveCtapiReader(int number, std::size_t index);
-
-    StatusTexts m_StatusTexts;
 
     // The toolkit's window tree owns all controls.
     wxPanel* m_MainPanel = nullptr;

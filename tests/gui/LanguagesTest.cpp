@@ -41,6 +41,14 @@ protected:
         ASSERT_EQ(Vantor::I18N::GetHandle()->Initialize(ClientLanguage::ToToolkit(number)), 0);
     }
 
+    static Lines All(const OpenFrame::StatusTexts& texts) {
+        Lines lines;
+        for (const auto* text :
+             {&texts.started, &texts.notStarted, &texts.installed, &texts.notInstalled, &texts.restart, &texts.start})
+            lines.push_back(text->utf8_string());
+        return lines;
+    }
+
     Lines Pages() {
         Lines lines;
         for (std::size_t page = 0; page < Notebook().GetPageCount(); ++page) {
@@ -110,6 +118,15 @@ TEST_F(Translation, EnglishWindowIsEnglishThroughout) {
     frame->AddItemToCardReaders(row, false, "", "PC/SC", false, 0);
     EXPECT_EQ(List().GetItemText(0), "Unknown card reader");
     EXPECT_EQ(List().GetItemText(0, 1), "PC/SC");
+}
+
+TEST_F(Translation, StatusTextsAreTranslatedThoughFourOfThemAreNeverShown) {
+    Speak(ClientLanguage::English);
+    Open();
+    EXPECT_EQ(All(frame->m_StatusTexts),
+              (Lines{"Microsoft cryptographic services running", "Microsoft cryptographic services not running",
+                     "Microsoft cryptographic service installed", "Microsoft cryptographic service not installed",
+                     "Restart services", "Start services"}));
 }
 
 TEST_F(Translation, GermanCatalogueShowsTheProgramsOwnTexts) {

@@ -104,6 +104,17 @@ TEST_F(Layout, WindowsPageHoldsTwoRowsAndTwoSwitches) {
                      "Kartenleseranzeige verursachen)"}));
 }
 
+TEST_F(Layout, StatusTextsAreHeldThoughFourOfThemAreNeverShown) {
+    Open();
+    const auto& texts = frame->m_StatusTexts;
+    EXPECT_EQ(texts.started, "Microsoft Kryptografiedienste gestartet");
+    EXPECT_EQ(texts.notStarted, "Microsoft Kryptografiedienste nicht gestartet");
+    EXPECT_EQ(texts.installed, "Microsoft Kryptografiedienst installiert");
+    EXPECT_EQ(texts.notInstalled, "Microsoft Kryptografiedienst nicht installiert");
+    EXPECT_EQ(texts.restart, "Dienste neustarten");
+    EXPECT_EQ(texts.start, "Dienste starten");
+}
+
 TEST_F(Layout, FurtherPageHoldsTheLanguage) {
     Open();
     EXPECT_EQ(Describe(PageAt(FurtherPage)), (Lines{"wxStaticText: Sprache:", "wxComboBox: Deutsch|Englisch"}));

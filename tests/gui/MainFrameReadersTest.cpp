@@ -1,5 +1,6 @@
 #include "readers/Logging.h"
 #include "tests/fakes/FakePcsc.h"
+#include "tests/gui/Seams.h"
 #include "tests/gui/Window.h"
 
 #include <wx/button.h>
@@ -14,6 +15,12 @@ const std::string Gemalto = "Gemalto PC Twin Reader 01 00";
 
 class ReaderList : public Window {
 protected:
+    void TearDown() override {
+        Seams::onCall = nullptr;
+        Vantor::LibReaderImpl::SetMessageLoggingFunc(nullptr);
+        Window::TearDown();
+    }
+
     std::vector<std::string> Rows() {
         std::vector<std::string> rows;
         for (long row = 0; row < List().GetItemCount(); ++row)
@@ -260,6 +267,81 @@ TEST_F(ReaderList, WhilePcscIsAskedTheButtonIsDisabledAndTheCursorBusy) {
         EXPECT_EQ(state, "disabled, busy");
     EXPECT_TRUE(Get<wxButton>(MainFrame::ID_Refresh).IsEnabled());
     EXPECT_FALSE(wxIsBusy());
+}
+
+TEST_F(ReaderList, WhileAPersonWaitsForItTheButtonIsDisabledAndTheCursorBusy) {
+    Attach({Cherry});
+    Present(Open());
+    watched = frame;
+    watchedStates.clear();
+    TurnTo(ReaderPage);
+    Vantor::LibReaderImpl::EnableLogging();
+    Vantor::LibReaderImpl::SetMessageLoggingFunc(NoteState);
+    Seams::onCall = [](const std::string& call) { NoteState(call.c_str()); };
+
+    Click(Get<wxButton>(MainFrame::ID_Refresh));
+
+    ASSERT_GT(watchedStates.size(), 1u) << "PC/SC first, CT-API at the end";
+    for (const auto& state : watchedStates)
+        EXPECT_EQ(state, "disabled, busy");
+    EXPECT_TRUE(Get<wxButton>(MainFrame::ID_Refresh).IsEnabled());
+    EXPECT_FALSE(wxIsBusy());
+}
+
+TEST_F(ReaderList, RefreshThatFailsGivesButtonAndCursorBack) {
+    Attach({Cherry});
+    Open();
+    Seams::onCall = [](const std::string& /*call*/) { throw std::runtime_error("no memory"); };
+    EXPECT_THROW(Refresh(), std::runtime_error);
+    EXPECT_TRUE(Get<wxButton>(MainFrame::ID_Refresh).IsEnabled());
+    EXPECT_FALSE(wxIsBusy());
+}
+
+TEST_F(ReaderList, CtapiReadersFollowThePcscReaders) {
+    Attach({Cherry, Gemalto});
+    Seams::terminals = {{"libct.so", 1, "DESCTPPUSB 1.0"}, {"libctapi.so", 2, "DEKOBCT399"}};
+    Open();
+    EXPECT_EQ(Rows(), (Lines{"[ ] " + Cherry + " | PC/SC | 5000", "[ ] " + Gemalto + " | PC/SC | 5001",
+                             "[ ] cyberJack pinpad | CT-API | 0", "[ ] KOBIL KAAN Professional | CT-API | 1"}));
+}
+
+TEST_F(ReaderList, CtapiReadersAreThoseOfTheLastRefresh) {
+    Seams::terminals = {{"libct.so", 1, "DESCTPPUSB"}, {"libct.so", 2, "DEKOBCT399"}};
+    Open();
+    Seams::terminals.erase(Seams::terminals.begin());
+
+    Refresh();
+
+    EXPECT_EQ(Rows(), Lines{"[ ] KOBIL KAAN Professional | CT-API | 0"});
+    ASSERT_EQ(frame->m_CtapiReaders.size(), 1u);
+    EXPECT_EQ(frame->m_CtapiReaders[0].port, 2);
+}
+
+TEST_F(ReaderList, CtapiReaderIsMarkedWhenConfiguredAsSuch) {
+    Seams::terminals = {{"libct.so", 1, "DESCTPPUSB"}};
+    Configure("<Reader0><CTAPI>libct.so</CTAPI><ReaderName>cyberJack pinpad</ReaderName></Reader0>");
+    Open();
+    EXPECT_EQ(Rows(), Lines{"[x] cyberJack pinpad | CT-API | 0"});
+}
+
+TEST_F(ReaderList, ReaderConfiguredAsPcscIsNotMarkedWhenFoundThroughCtapi) {
+    Seams::terminals = {{"libct.so", 1, "DESCTPPUSB"}};
+    Configure(PcscSubTree("Reader0", "cyberJack pinpad"));
+    Open();
+    EXPECT_EQ(Rows(), Lines{"[ ] cyberJack pinpad | CT-API | 0"});
+}
+
+TEST_F(ReaderList, ReaderFoundBothWaysHasARowForEach) {
+    Attach({"cyberJack pinpad"});
+    Seams::terminals = {{"libct.so", 1, "DESCTPPUSB"}};
+    Open();
+    EXPECT_EQ(Rows(), (Lines{"[ ] cyberJack pinpad | PC/SC | 5000", "[ ] cyberJack pinpad | CT-API | 0"}));
+}
+
+TEST_F(ReaderList, TerminalThatNobodyKnowsIsAnUnknownReader) {
+    Seams::terminals = {{"libct.so", 1, "XXXXX"}};
+    Open();
+    EXPECT_EQ(Rows(), Lines{"[ ] Unbekannter Kartenleser | CT-API | 0"});
 }
 
 TEST_F(ReaderList, ButtonKeepsTheKeyboardFocus) {

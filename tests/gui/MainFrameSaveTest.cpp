@@ -1,7 +1,9 @@
 #include "tests/fakes/FakePcsc.h"
+#include "tests/gui/Seams.h"
 #include "tests/gui/Window.h"
 
 #include "config/Config.h"
+#include "config/ProgramConfig.h"
 
 #include <wx/button.h>
 #include <wx/checkbox.h>
@@ -367,6 +369,37 @@ TEST_F(Saving, FileThatCannotBeWrittenIsSilentAndTheCursorComesBack) {
 
     EXPECT_FALSE(wxIsBusy());
     EXPECT_EQ(frame->m_ConfiguredReaders.size(), 1u);
+}
+
+TEST_F(Saving, CursorIsBusyFromTheFirstWriteToTheLast) {
+    Open();
+    Lines calls;
+    Seams::onCall = [&calls](const std::string& call) {
+        calls.push_back(call + (wxIsBusy() ? ", busy" : ", not busy"));
+    };
+
+    frame->Save();
+
+    Seams::onCall = nullptr;
+    const auto written = [](unsigned id) { return "SetInteger(" + std::to_string(id) + "), busy"; };
+    EXPECT_EQ(calls, (Lines{written(ConfigId::LogMode), written(ConfigId::LogLevel), written(ConfigId::EnableLogging),
+                            written(ConfigId::Language)}));
+    EXPECT_FALSE(wxIsBusy());
+}
+
+TEST_F(Saving, CtapiReaderThatARefreshFoundIsWritten) {
+    Seams::terminals = {{"C:\\Windows\\SysWOW64\\ctrsct64.dll", 7, "DESCMSPRx3"}};
+    Open();
+    List().SetChecked(0, true);
+
+    frame->Save();
+    Refresh();
+
+    EXPECT_EQ(Readers(), (Lines{"Reader0/IsSecure = Yes", "Reader0/Reader = SCM SPR532",
+                                "Reader0/ReaderName = SCM SPR532", "Reader0/UseGUI = Yes", "Reader0/UseBeep = No",
+                                "Reader0/UserMessage = ", "Reader0/CTAPI = ctrsct32.dll", "Reader0/CTPort = 7",
+                                "Reader0/CloseOnExit = No"}));
+    EXPECT_TRUE(List().IsChecked(0)) << "what was saved is marked after a refresh";
 }
 
 TEST_F(Saving, ApplySavesAndKeepsTheWindow) {

@@ -6,6 +6,7 @@
 #include "config/ProgramConfig.h"
 #include "tests/fakes/FakePcsc.h"
 #include "tests/gui/Desktop.h"
+#include "tests/gui/Seams.h"
 #include "util/I18N.h"
 
 #include <wx/button.h>
@@ -315,6 +316,45 @@ TEST_F(Program, EndTakesDownWhatTheStartBroughtUp) {
     EXPECT_TRUE(Vantor::Config::GetHandle(0)->GetEntries().empty());
     EXPECT_EQ(Vantor::FileSystem::GetHandle()->GetConfigEntry(PathId::ClientTrace), nullptr);
     EXPECT_EQ(wxGetLocale(), nullptr);
+}
+
+TEST_F(Program, EndTakesDownSettingsThenPathsThenLanguageThenTheLock) {
+    ASSERT_TRUE(Start().CallOnInit());
+    const std::string lock = std::string(std::getenv("HOME")) + "/" + LockName().utf8_string();
+    std::vector<std::string> calls;
+    Seams::onCall = [&](const std::string& call) {
+        calls.push_back(call + (std::filesystem::exists(lock) ? ", locked" : ", lock gone"));
+    };
+
+    Desktop::TearDown();
+
+    Seams::onCall = nullptr;
+    EXPECT_EQ(calls, (std::vector<std::string>{"Config::Destroy(0), locked", "FileSystem::Destroy, locked",
+                                               "I18N::Destroy, locked"}));
+    EXPECT_FALSE(std::filesystem::exists(lock));
+}
+
+TEST_F(Program, ConstructorThatFailsLeavesNoApplication) {
+    Seams::onCall = [](const std::string& /*call*/) { throw std::runtime_error("no memory"); };
+    EXPECT_THROW(MyApp(), std::runtime_error);
+    Seams::onCall = nullptr;
+    EXPECT_EQ(wxTheApp, nullptr);
+}
+
+TEST_F(Program, WindowThatCannotBeMadeLeavesNothingBehind) {
+    auto& app = Start();
+    ASSERT_TRUE(app.CallOnInit());
+    Seams::onCall = [](const std::string& call) {
+        if (call == "ListCTAPIReaders") // the last thing but one that the window's constructor does
+            throw std::runtime_error("no memory");
+    };
+
+    EXPECT_THROW(app.OnRun(), std::runtime_error);
+
+    Seams::onCall = nullptr;
+    EXPECT_TRUE(wxTopLevelWindows.empty());
+    EXPECT_FALSE(wxIsBusy());
+    Settle();
 }
 
 TEST_F(Program, StartAndEndWriteNoConfiguration) {

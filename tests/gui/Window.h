@@ -17,6 +17,8 @@ public:
     using MainFrame::m_ConfiguredReaders;
     using MainFrame::m_CtapiReaders;
     using MainFrame::m_PcscReaders;
+    using MainFrame::m_StatusTexts;
+    using MainFrame::StatusTexts;
 };
 
 class Window : public Desktop {

@@ -248,6 +248,13 @@ TEST_F(CheckedList, TwoStepCreationDrawsItsFourBoxes) {
     EXPECT_TRUE(drawn->IsChecked(0));
 }
 
+TEST_F(CheckedList, TwoStepCreationThatFailsSaysSoAndDrawsNothing) {
+    wxSetAssertHandler(nullptr); // the toolkit complains of the missing parent
+    const auto failed = std::make_unique<wxCheckedListCtrl>();
+    EXPECT_FALSE(failed->Create(nullptr, wxID_ANY, {0, 0}, {300, 200}, ReportOfOne));
+    EXPECT_EQ(failed->GetImageList(wxIMAGE_LIST_SMALL), nullptr);
+}
+
 TEST_F(CheckedList, DrawnBoxToggles) {
     list->Hide();
     auto* drawn = new wxCheckedListCtrl;
