@@ -1,12 +1,17 @@
 #include "diag/ChildProcess.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <cstring>
+#include <new>
+#include <system_error>
 
+#include <fcntl.h>
 #include <poll.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,7 +23,33 @@ namespace {
 using Length = std::uint32_t;
 using Clock = std::chrono::steady_clock;
 
-void Send(int output, const std::string& message) {
+std::int64_t Now() {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch()).count();
+}
+
+SignOfLife* ShareMemory() {
+    void* const memory = mmap(nullptr, sizeof(SignOfLife), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) {
+        throw std::system_error(errno, std::generic_category(), "mmap");
+    }
+    return ::new (memory) SignOfLife;
+}
+
+[[noreturn]] void Work(const ParentProcess& toParent, pid_t parent,
+                       const std::function<void(const ParentProcess&)>& work) {
+    signal(SIGPIPE, SIG_IGN);
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent) {
+        _exit(1);
+    }
+    work(toParent);
+    _exit(0);
+}
+
+} // namespace
+
+void ParentProcess::Send(const std::string& message) const {
+    Announce(life.step);
     const auto length = static_cast<Length>(message.size());
     std::string bytes(reinterpret_cast<const char*>(&length), sizeof(length));
     bytes += message;
@@ -33,42 +64,41 @@ void Send(int output, const std::string& message) {
     }
 }
 
-[[noreturn]] void Work(int output, pid_t parent, const std::function<void(const SendMessage&)>& work) {
-    signal(SIGPIPE, SIG_IGN);
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != parent) {
-        _exit(1);
-    }
-    work([output](const std::string& message) { Send(output, message); });
-    _exit(0);
+void ParentProcess::Announce(const char* step) const {
+    life.step = step;
+    life.time = Now();
 }
 
-} // namespace
-
-ChildProcess::ChildProcess(const std::function<void(const SendMessage&)>& work) {
+ChildProcess::ChildProcess(const std::function<void(const ParentProcess&)>& work) : life(ShareMemory()) {
     std::array<int, 2> ends{};
-    if (pipe(ends.data()) != 0) {
-        return;
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+        throw std::system_error(errno, std::generic_category(), "pipe");
     }
+    life->time = Now();
     const pid_t parent = getpid();
     process = fork();
     if (process == 0) {
         close(ends[0]);
-        Work(ends[1], parent, work);
+        Work(ParentProcess(ends[1], *life), parent, work);
     }
     close(ends[1]);
     input = ends[0];
+    if (process < 0) {
+        throw std::system_error(errno, std::generic_category(), "fork");
+    }
 }
 
 ChildProcess::~ChildProcess() {
-    if (input >= 0) {
-        close(input);
+    close(input);
+    kill(process, SIGKILL);
+    while (waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
     }
-    if (process > 0) {
-        kill(process, SIGKILL);
-        while (waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
-        }
-    }
+    munmap(life, sizeof(SignOfLife));
+}
+
+std::string ChildProcess::LastStep() const {
+    const char* const step = life->step;
+    return step == nullptr ? std::string() : step;
 }
 
 bool ChildProcess::TakeMessage(std::string& message) {
@@ -86,13 +116,17 @@ bool ChildProcess::TakeMessage(std::string& message) {
 }
 
 ChildProcess::News ChildProcess::Receive(std::string& message, std::chrono::milliseconds limit) {
-    const auto end = Clock::now() + limit;
+    const std::int64_t began = Now();
     while (!TakeMessage(message)) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
-        struct pollfd news = {input, POLLIN, 0};
-        const int ready = poll(&news, 1, static_cast<int>(left > 0 ? left : 0));
-        if (ready == 0) {
+        const std::int64_t lastSign = std::max(began, life->time.load());
+        const std::chrono::nanoseconds left(lastSign + std::chrono::nanoseconds(limit).count() - Now());
+        if (left.count() <= 0) {
             return News::Silence;
+        }
+        struct pollfd news = {input, POLLIN, 0};
+        const int ready = poll(&news, 1, static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(left).count()));
+        if (ready == 0) {
+            continue; // perhaps there was a sign of life meanwhile
         }
         if (ready < 0) {
             return errno == EINTR ? News::Interrupted : News::End;

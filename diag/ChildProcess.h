@@ -1,37 +1,60 @@
 // Work in a child process that reports by messages and can be given up.
 #pragma once
 
+#include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <functional>
-#include <optional>
 #include <string>
 
 #include <sys/types.h>
 
 namespace Diag {
 
-/// Sends one message to the parent, whole. Ends the process if the parent is gone.
-using SendMessage = std::function<void(const std::string&)>;
+/// What parent and child share: the child's last sign of life.
+struct SignOfLife {
+    std::atomic<std::int64_t> time{0};      ///< of the monotonic clock, in nanoseconds
+    std::atomic<const char*> step{nullptr}; ///< what it was about to do then
+};
+
+/// The child's way to its parent.
+class ParentProcess {
+public:
+    ParentProcess(int pipe, SignOfLife& shared) : output(pipe), life(shared) {}
+
+    /// Sends one message, whole. Ends the process if the parent is gone.
+    void Send(const std::string& message) const;
+    /// Says what comes next. Costs next to nothing: the parent looks when it has waited too long.
+    /// @param step  a literal, which has the same address in both processes
+    void Announce(const char* step) const;
+
+private:
+    int output;
+    SignOfLife& life;
+};
 
 /// The child gets SIGKILL with this object, and when the parent dies.
 class ChildProcess {
 public:
-    /// Starts `work` in a copy of this process. It must not return to code that assumes the parent's role: the child
-    /// ends without unwinding when the work is done.
-    explicit ChildProcess(const std::function<void(const SendMessage&)>& work);
+    /// Starts `work` in a copy of this process. The child ends without unwinding when the work is done.
+    explicit ChildProcess(const std::function<void(const ParentProcess&)>& work);
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
     enum class News { Message, Silence, Interrupted, End };
     /// Waits for the next message.
-    /// @param message  replaced by it; unchanged on Silence (nothing came within the limit), Interrupted (a signal's
-    ///                 handler ran) and End (the child is gone)
+    /// @param message  replaced by it; unchanged on Silence (neither message nor step within the limit), Interrupted (a
+    ///                 signal's handler ran) and End (the child is gone)
     [[nodiscard]] News Receive(std::string& message, std::chrono::milliseconds limit);
+
+    /// What the child last announced; empty for nothing.
+    [[nodiscard]] std::string LastStep() const;
 
 private:
     [[nodiscard]] bool TakeMessage(std::string& message);
 
+    SignOfLife* life;
     pid_t process = -1;
     int input = -1;
     std::string received;

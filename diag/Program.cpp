@@ -1,6 +1,7 @@
 #include "diag/Program.h"
 
 #include "diag/ConfigurationProbe.h"
+#include "diag/FileProbe.h"
 #include "diag/Findings.h"
 #include "diag/JsonReport.h"
 #include "diag/Language.h"
@@ -18,8 +19,6 @@
 
 #include <cstdio>
 #include <ctime>
-
-#include <unistd.h>
 
 namespace Diag {
 
@@ -43,13 +42,18 @@ bool Print(const std::string& text) {
     return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
 }
 
-/// The log engine's file. Its failures are silent, so what it left on disk tells whether it works.
-LibLogging* OpenLog(const std::string& file) {
+/// The log engine's file, null if none is wanted or it cannot be written. The engine's failures are silent, so what it
+/// left on disk tells whether it works.
+LibLogging* OpenLog(const Options& options) {
+    if (options.logFile.empty()) {
+        return nullptr;
+    }
     LibLogging* const log = LibLogging::GetHandle(static_cast<unsigned>(LibLogging::Register()));
-    log->Init(file, LogEntriesInFile, true);
+    log->Init(options.logFile, LogEntriesInFile, true);
     log->Enabled(true);
     log->LogMessage(std::string("lumodiag ") + LUMOADMIN_VERSION);
-    return access(LibLogging::AppendLogExtension(file).c_str(), W_OK) == 0 ? log : nullptr;
+    const FileFacts file = DescribeFile(LibLogging::AppendLogExtension(options.logFile));
+    return file.isRegular && file.writable && file.size > 0 ? log : nullptr;
 }
 
 LogLine LogTo(LibLogging* log, const Options& options) {
@@ -63,11 +67,16 @@ LogLine LogTo(LibLogging* log, const Options& options) {
     };
 }
 
-Report MakeReport(ConfigurationState configuration, const LogLine& log) {
+Report MakeReport(ReaderQuestion& question, std::vector<UsbReader> usbReaders, ConfigurationState configuration) {
     Report report;
     report.version = LUMOADMIN_VERSION;
     report.time = std::time(nullptr);
-    PcscFacts asked = AskReaders(TimeLimits(), log);
+    report.usbReaders = std::move(usbReaders);
+    report.configuration = std::move(configuration);
+    report.logs = ProbeLogs();
+
+    PcscFacts asked = question.Answer();
+    // Afterwards, for asking may start the service.
     ServiceFacts facts = LookForService();
     if (asked.answered && asked.contextCode != 0) {
         facts.connectError = TryToConnect(facts.socket);
@@ -75,9 +84,6 @@ Report MakeReport(ConfigurationState configuration, const LogLine& log) {
     report.service = JudgeService(facts, asked);
     report.listCode = asked.listCode;
     report.readers = std::move(asked.readers);
-    report.usbReaders = ListUsbReaders();
-    report.configuration = std::move(configuration);
-    report.logs = ProbeLogs();
     return report;
 }
 
@@ -111,22 +117,25 @@ int Watch(const Options& options, const LogLine& log) {
     return isPrinted ? ExitFine : ExitTrouble;
 }
 
-int RunWith(const Options& options, ConfigurationState configuration) {
-    LibLogging* log = nullptr;
-    if (!options.logFile.empty()) {
-        log = OpenLog(options.logFile);
-        if (log == nullptr) {
-            std::fprintf(stderr, "lumodiag: cannot write the log file %s\n", options.logFile.c_str());
-            return ExitTrouble;
-        }
+int RunReport(const Options& options, const LogLine& log) {
+    // Only beside readers on USB does it matter by which channel each is attached.
+    std::vector<UsbReader> usbReaders = ListUsbReaders();
+    ReaderQuestion question(TimeLimits(), log, !usbReaders.empty());
+    // While the readers take their time:
+    ConfigurationState configuration = ProbeConfiguration();
+    UseLanguage(ChooseLanguage(options, configuration.settings));
+    return PrintReport(MakeReport(question, std::move(usbReaders), std::move(configuration)), options);
+}
+
+int RunOther(const Options& options, const LogLine& log) {
+    UseLanguage(ChooseLanguage(options, ProbeConfiguration().settings));
+    if (options.help) {
+        return Print(HelpText() + "\n") ? ExitFine : ExitTrouble;
     }
-    const LogLine line = LogTo(log, options);
-    const int status =
-        options.watch ? Watch(options, line) : PrintReport(MakeReport(std::move(configuration), line), options);
-    if (log != nullptr) {
-        log->Destroy();
+    if (options.version) {
+        return Print(std::string("lumodiag ") + LUMOADMIN_VERSION + "\n") ? ExitFine : ExitTrouble;
     }
-    return status;
+    return Watch(options, log);
 }
 
 } // namespace
@@ -137,15 +146,20 @@ int Run(int count, char** arguments) {
         std::fputs("Try 'lumodiag --help' for more information.\n", stderr);
         return ExitTrouble;
     }
-    ConfigurationState configuration = ProbeConfiguration();
-    UseLanguage(ChooseLanguage(options, configuration.settings));
-    if (options.help) {
-        return Print(HelpText() + "\n") ? ExitFine : ExitTrouble;
+    const bool isOther = options.help || options.version || options.watch;
+    if (options.help || options.version) {
+        options.logFile.clear();
     }
-    if (options.version) {
-        return Print(std::string("lumodiag ") + LUMOADMIN_VERSION + "\n") ? ExitFine : ExitTrouble;
+    LibLogging* const log = OpenLog(options);
+    if (log == nullptr && !options.logFile.empty()) {
+        std::fprintf(stderr, "lumodiag: cannot write the log file %s\n", options.logFile.c_str());
+        return ExitTrouble;
     }
-    return RunWith(options, std::move(configuration));
+    const int status = isOther ? RunOther(options, LogTo(log, options)) : RunReport(options, LogTo(log, options));
+    if (log != nullptr) {
+        log->Destroy();
+    }
+    return status;
 }
 
 } // namespace Diag

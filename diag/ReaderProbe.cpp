@@ -47,11 +47,7 @@ public:
 class Connection {
 public:
     explicit Connection(SCARDCONTEXT usedContext) : context(usedContext) {}
-    ~Connection() {
-        if (handle != 0) {
-            SCardDisconnect(handle, SCARD_LEAVE_CARD);
-        }
-    }
+    ~Connection() { Close(); }
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
@@ -62,6 +58,13 @@ public:
             LibReaderImpl::LogErrorSCardError("error in SCardConnect", code);
         }
         return code;
+    }
+
+    void Close() {
+        if (handle != 0) {
+            SCardDisconnect(handle, SCARD_LEAVE_CARD);
+            handle = 0;
+        }
     }
 
     SCARDCONTEXT context;
@@ -75,29 +78,30 @@ public:
     Turn(ProbeListener& heard, SCARDCONTEXT context, std::size_t ownNumber, Reader& ownReader)
         : listener(heard), connection(context), number(ownNumber), reader(ownReader) {}
 
-    void Run() {
+    void Run(bool asksChannel) {
         LibReaderImpl::LogMessage("lumodiag asks reader " + reader.name);
         reader.asked = true;
         Connect();
         if (reader.connected) {
             ReadAtr();
             ReadAttributes();
+            if (asksChannel) {
+                reader.channelCode = ReadAttribute(SCARD_ATTR_CHANNEL_ID, reader.channel);
+            }
+            listener.OnReader(number, reader, false);
             ReadFeatures();
+            listener.OnCall("SCardDisconnect");
+            connection.Close();
         }
-        Call("SCardDisconnect");
+        listener.OnReader(number, reader, true);
     }
 
 private:
-    void Call(const char* call) {
-        listener.OnReader(number, reader);
-        listener.OnCall(call);
-    }
-
     bool HasCard() const { return (reader.state & SCARD_STATE_PRESENT) != 0; }
 
     /// With a card, as the window does; without one, or with one that does not answer, the reader alone.
     void Connect() {
-        Call("SCardConnect");
+        listener.OnCall("SCardConnect");
         if (HasCard()) {
             reader.cardCode = connection.Open(reader.name, SCARD_SHARE_SHARED, AnyProtocol);
             reader.connected = reader.cardCode == SCARD_S_SUCCESS;
@@ -114,11 +118,11 @@ private:
     Vantor::BaseCspReader Queries() const { return {connection.context, connection.handle}; }
 
     void ReadAtr() {
-        if (reader.direct) {
+        if (reader.direct || !reader.atr.empty()) {
             return;
         }
-        Call("SCardStatus");
-        // Asked again, for a card gets its power only with the connection.
+        // A card that got its power only with the connection.
+        listener.OnCall("SCardStatus");
         Vantor::ByteArray atr;
         if (Queries().GetAtr(atr)) {
             reader.atr.assign(atr.begin(), atr.end());
@@ -126,19 +130,27 @@ private:
     }
 
     void ReadAttributes() {
-        Vantor::BaseCspReader queries = Queries();
         for (const AttributeName& name : AttributeNames) {
-            Call("SCardGetAttrib");
             Attribute attribute{name.tag, 0, {}};
-            attribute.code = queries.MySCardGetAttrib(name.tag, attribute.bytes, false);
+            attribute.code = ReadAttribute(name.tag, attribute.bytes);
             reader.attributes.push_back(attribute);
         }
-        Call("SCardGetAttrib");
-        reader.channelCode = queries.MySCardGetAttrib(SCARD_ATTR_CHANNEL_ID, reader.channel, false);
+    }
+
+    /// In one call, as large as attributes get; the reader classes ask for the length first.
+    long ReadAttribute(unsigned long tag, std::string& bytes) const {
+        listener.OnCall("SCardGetAttrib");
+        std::array<unsigned char, MAX_BUFFER_SIZE> buffer{};
+        unsigned long length = buffer.size();
+        const long code = SCardGetAttrib(connection.handle, tag, buffer.data(), &length);
+        if (code == SCARD_S_SUCCESS) {
+            bytes.assign(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(std::min(length, buffer.size())));
+        }
+        return code;
     }
 
     void ReadFeatures() {
-        Call("SCardControl");
+        listener.OnCall("SCardControl");
         std::array<char, 5012> answer{};
         unsigned long length = 0;
         reader.featuresCode = SCardControl(connection.handle, CM_IOCTL_GET_FEATURE_REQUEST, nullptr, 0, answer.data(),
@@ -169,20 +181,29 @@ long ListNames(ProbeListener& listener, SCARDCONTEXT context, std::vector<std::s
     return code == SCARD_S_SUCCESS ? SCARD_F_UNKNOWN_ERROR : code;
 }
 
+void TakeState(Reader& reader, long code, const SCARD_READERSTATE& state) {
+    reader.statusCode = code;
+    if (code != SCARD_S_SUCCESS) {
+        LibReaderImpl::LogErrorSCardError("error in SCardGetStatusChange", code);
+        return;
+    }
+    reader.state = state.dwEventState;
+    reader.atr.assign(reinterpret_cast<const char*>(state.rgbAtr),
+                      std::min<std::size_t>(state.cbAtr, sizeof(state.rgbAtr)));
+}
+
 /// Card states as they are before this program connects: afterwards every reader would be in use.
 void AskStates(ProbeListener& listener, SCARDCONTEXT context, std::vector<Reader>& readers) {
-    for (Reader& reader : readers) {
-        listener.OnCall("SCardGetStatusChange");
-        SCARD_READERSTATE state = {};
-        state.szReader = reader.name.c_str();
-        reader.statusCode = SCardGetStatusChange(context, 0, &state, 1);
-        if (reader.statusCode != SCARD_S_SUCCESS) {
-            LibReaderImpl::LogErrorSCardError("error in SCardGetStatusChange", reader.statusCode);
-            continue;
-        }
-        reader.state = state.dwEventState;
-        reader.atr.assign(reinterpret_cast<const char*>(state.rgbAtr),
-                          std::min<std::size_t>(state.cbAtr, sizeof(state.rgbAtr)));
+    std::vector<SCARD_READERSTATE> states(readers.size());
+    for (std::size_t i = 0; i < readers.size(); ++i) {
+        states[i].szReader = readers[i].name.c_str();
+    }
+    listener.OnCall("SCardGetStatusChange");
+    const bool isAll = SCardGetStatusChange(context, 0, states.data(), states.size()) == SCARD_S_SUCCESS;
+    for (std::size_t i = 0; i < readers.size(); ++i) {
+        // One reader that has just gone fails the question for all.
+        const long code = isAll ? SCARD_S_SUCCESS : SCardGetStatusChange(context, 0, &states[i], 1);
+        TakeState(readers[i], code, states[i]);
     }
 }
 
@@ -200,7 +221,7 @@ std::vector<Reader> ListReaders(ProbeListener& listener, SCARDCONTEXT context) {
 
 } // namespace
 
-void ProbeReaders(ProbeListener& listener, std::vector<Reader> known, std::size_t first) {
+void ProbeReaders(ProbeListener& listener, std::vector<Reader> known, std::size_t first, bool asksChannels) {
     const Context context(listener);
     listener.OnContext(context.code);
     if (context.code != SCARD_S_SUCCESS) {
@@ -208,8 +229,7 @@ void ProbeReaders(ProbeListener& listener, std::vector<Reader> known, std::size_
     }
     std::vector<Reader> readers = known.empty() ? ListReaders(listener, context.handle) : std::move(known);
     for (std::size_t i = first; i < readers.size(); ++i) {
-        Turn(listener, context.handle, i, readers[i]).Run();
-        listener.OnReader(i, readers[i]);
+        Turn(listener, context.handle, i, readers[i]).Run(asksChannels);
     }
 }
 

@@ -10,7 +10,7 @@
 
 namespace Diag {
 
-/// Hears of the probe's progress, before each call and after each piece of news.
+/// Hears of the probe's progress.
 class ProbeListener {
 public:
     virtual ~ProbeListener() = default;
@@ -20,13 +20,15 @@ public:
     virtual void OnContext(long code) = 0;
     /// The readers in the service's order, with what other programs do with them now.
     virtual void OnReaders(long code, const std::vector<Reader>& readers) = 0;
-    /// The number of a reader, from 0 on, and what is known of it so far.
-    virtual void OnReader(std::size_t number, const Reader& reader) = 0;
+    /// The number of a reader, from 0 on, and what is known of it now: before its features are asked, where drivers are
+    /// most likely to hang, and when its turn is over.
+    virtual void OnReader(std::size_t number, const Reader& reader, bool isOver) = 0;
 };
 
 /// Asks for a context, the readers and, one after another, what each of them tells.
 /// @param known  readers of an earlier probe that did not come to its end; if not empty, they are not listed again
 /// @param first  number of the reader to begin with
-void ProbeReaders(ProbeListener& listener, std::vector<Reader> known, std::size_t first);
+/// @param asksChannels  whether to ask by which channel each reader is attached
+void ProbeReaders(ProbeListener& listener, std::vector<Reader> known, std::size_t first, bool asksChannels);
 
 } // namespace Diag

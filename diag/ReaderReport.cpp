@@ -6,21 +6,64 @@
 
 #include <nlohmann/json.hpp>
 
+#include <tuple>
 #include <utility>
 
 namespace Diag {
 
-// How records travel from the child: as a binary form of the same fields, which carries any bytes in texts.
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Attribute, tag, code, bytes)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Reader, name, statusCode, state, atr, connected, direct, cardCode, directCode,
-                                   protocol, attributes, channelCode, channel, featuresAsked, featuresCode, features,
-                                   isSecure, hangingCall, asked)
+using nlohmann::json;
+
+// How records travel from the child: as the binary form of lists of their fields, which carries any bytes in texts.
+// Names for the fields would be most of the work.
+
+template <typename SomeAttribute>
+auto AttributeFields(SomeAttribute& attribute) {
+    return std::tie(attribute.tag, attribute.code, attribute.bytes);
+}
+
+template <typename SomeReader>
+auto ReaderFields(SomeReader& reader) {
+    return std::tie(reader.name, reader.statusCode, reader.state, reader.atr, reader.connected, reader.direct,
+                    reader.cardCode, reader.directCode, reader.protocol, reader.attributes, reader.channelCode,
+                    reader.channel, reader.hangingCall, reader.asked);
+}
+
+/// What is found out last.
+template <typename SomeReader>
+auto FeatureFields(SomeReader& reader) {
+    return std::tie(reader.featuresAsked, reader.featuresCode, reader.features, reader.isSecure);
+}
+
+template <typename... Fields>
+json ToList(const std::tuple<Fields&...>& fields) {
+    return std::apply([](const auto&... field) { return json::array({field...}); }, fields);
+}
+
+template <typename... Fields>
+void FromList(const json& list, const std::tuple<Fields&...>& fields) {
+    std::size_t i = 0;
+    std::apply([&](auto&... field) { (list.at(i++).get_to(field), ...); }, fields);
+}
+
+void to_json(json& list, const Attribute& attribute) {
+    list = ToList(AttributeFields(attribute));
+}
+
+void from_json(const json& list, Attribute& attribute) {
+    FromList(list, AttributeFields(attribute));
+}
+
+void to_json(json& list, const Reader& reader) {
+    list = ToList(ReaderFields(reader));
+}
+
+void from_json(const json& list, Reader& reader) {
+    FromList(list, ReaderFields(reader));
+}
 
 namespace {
 
-using nlohmann::json;
-
-enum MessageKind : int { Call, ContextGot, ReadersListed, ReaderAsked, LogWritten, Done };
+enum MessageKind : int { ContextGot, ReadersListed, ReaderAsked, TurnOver, LogWritten, Done };
 
 std::string Pack(const json& message) {
     std::string bytes;
@@ -28,78 +71,88 @@ std::string Pack(const json& message) {
     return bytes;
 }
 
-const SendMessage* g_logChannel = nullptr; // the callbacks of the reader code carry nothing of ours
+const ParentProcess* g_logChannel = nullptr; // the callbacks of the reader code carry nothing of ours
 
 void SendError(const char* text) {
-    (*g_logChannel)(Pack({LogWritten, true, text}));
+    g_logChannel->Send(Pack({LogWritten, true, text}));
 }
 
 void SendNote(const char* text) {
-    (*g_logChannel)(Pack({LogWritten, false, text}));
+    g_logChannel->Send(Pack({LogWritten, false, text}));
 }
 
 /// The child's end: passes everything on.
 class Messenger : public ProbeListener {
 public:
-    explicit Messenger(const SendMessage& sender) : send(sender) {}
+    explicit Messenger(const ParentProcess& toParent) : parent(toParent) {}
 
-    void OnCall(const char* call) override { send(Pack({Call, call})); }
-    void OnContext(long code) override { send(Pack({ContextGot, code})); }
+    void OnCall(const char* call) override { parent.Announce(call); }
+    void OnContext(long code) override { parent.Send(Pack({ContextGot, code})); }
     void OnReaders(long code, const std::vector<Reader>& readers) override {
-        send(Pack({ReadersListed, code, readers}));
+        parent.Send(Pack({ReadersListed, code, readers}));
     }
-    void OnReader(std::size_t number, const Reader& reader) override { send(Pack({ReaderAsked, number, reader})); }
+    void OnReader(std::size_t number, const Reader& reader, bool isOver) override {
+        const bool isTold = isOver && reader.featuresAsked;
+        parent.Send(
+            Pack(isTold ? json{TurnOver, ToList(FeatureFields(reader))} : json{ReaderAsked, number, reader, isOver}));
+    }
 
 private:
-    const SendMessage& send;
+    const ParentProcess& parent;
 };
 
+} // namespace
+
 /// The parent's end.
-class Collector {
+class ReaderQuestion::Collector {
 public:
-    Collector(const TimeLimits& allowed, const LogLine& lineLog) : limits(allowed), log(lineLog) {}
+    Collector(const TimeLimits& allowed, const LogLine& lineLog, bool withChannels)
+        : limits(allowed), log(lineLog), asksChannels(withChannels) {
+        Start();
+    }
 
     PcscFacts Run() {
-        while (AskOnce()) {
+        while (Listen()) {
+            Start();
         }
         return std::move(facts);
     }
 
 private:
-    /// One child's life. @return whether readers are left that another child should ask
-    bool AskOnce() {
+    void Start() {
         hasContext = isDone = false;
-        ChildProcess child([this](const SendMessage& send) {
+        child = std::make_unique<ChildProcess>([this](const ParentProcess& parent) {
             if (log) {
-                g_logChannel = &send;
+                g_logChannel = &parent;
                 Vantor::LibReaderImpl::SetErrorLoggingFunc(SendError);
                 Vantor::LibReaderImpl::SetMessageLoggingFunc(SendNote);
             }
-            Messenger messenger(send);
-            ProbeReaders(messenger, facts.readers, next);
-            send(Pack({Done}));
+            Messenger messenger(parent);
+            ProbeReaders(messenger, facts.readers, next, asksChannels);
+            parent.Send(Pack({Done}));
         });
+    }
+
+    /// The rest of the child's life. @return whether readers are left that another child should ask
+    bool Listen() {
         std::string bytes;
         for (;;) {
-            switch (child.Receive(bytes, hasContext && isListed ? limits.reader : limits.service)) {
+            switch (child->Receive(bytes, hasContext && isListed ? limits.reader : limits.service)) {
             case ChildProcess::News::Message:
                 Take(json::from_cbor(bytes));
                 break;
             case ChildProcess::News::Interrupted:
                 break;
             case ChildProcess::News::Silence:
-                return GiveUp();
+                return GiveUp(child->LastStep());
             case ChildProcess::News::End:
-                return isDone ? false : GiveUp();
+                return !isDone && GiveUp(child->LastStep());
             }
         }
     }
 
     void Take(const json& message) {
         switch (message.at(0).get<int>()) {
-        case Call:
-            call = message.at(1).get<std::string>();
-            break;
         case ContextGot:
             TakeContext(message.at(1).get<long>());
             break;
@@ -109,8 +162,11 @@ private:
             isListed = true;
             break;
         case ReaderAsked:
-            next = message.at(1).get<std::size_t>();
-            facts.readers.at(next) = message.at(2).get<Reader>();
+            TakeReader(message);
+            break;
+        case TurnOver:
+            FromList(message.at(1), FeatureFields(facts.readers.at(next)));
+            ++next;
             break;
         case LogWritten:
             log(message.at(1).get<bool>(), message.at(2).get<std::string>());
@@ -119,6 +175,12 @@ private:
             isDone = true;
             break;
         }
+    }
+
+    void TakeReader(const json& message) {
+        const auto number = message.at(1).get<std::size_t>();
+        facts.readers.at(number) = message.at(2).get<Reader>();
+        next = message.at(3).get<bool>() ? number + 1 : number;
     }
 
     void TakeContext(long code) {
@@ -131,12 +193,13 @@ private:
 
     /// The call did not return, or took the child with it: it is the service's fault before it listed its readers, or
     /// if a second child does not even get a context; else that of the reader whose turn it was.
-    bool GiveUp() {
+    bool GiveUp(const std::string& call) {
         if (!hasContext || !isListed) {
             facts.hangingCall = call;
             return false;
         }
         if (next < facts.readers.size()) {
+            facts.readers[next].asked = true;
             facts.readers[next].hangingCall = call;
             ++next;
         }
@@ -146,18 +209,22 @@ private:
 
     TimeLimits limits;
     LogLine log;
+    bool asksChannels;
+    std::unique_ptr<ChildProcess> child;
     PcscFacts facts;
-    std::string call;
-    std::size_t next = 0;
+    std::size_t next = 0; ///< the reader whose turn it is
     bool hasContext = false;
     bool isListed = false;
     bool isDone = false;
 };
 
-} // namespace
+ReaderQuestion::ReaderQuestion(const TimeLimits& limits, const LogLine& log, bool asksChannels)
+    : collector(std::make_unique<Collector>(limits, log, asksChannels)) {}
 
-PcscFacts AskReaders(const TimeLimits& limits, const LogLine& log) {
-    return Collector(limits, log).Run();
+ReaderQuestion::~ReaderQuestion() = default;
+
+PcscFacts ReaderQuestion::Answer() {
+    return collector->Run();
 }
 
 } // namespace Diag

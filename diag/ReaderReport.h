@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,21 @@ using LogLine = std::function<void(bool isError, const std::string& text)>;
 
 /// Asks everything. A reader that does not answer costs one time limit and is marked; the others are asked all the
 /// same, unless the whole service stopped answering.
-[[nodiscard]] PcscFacts AskReaders(const TimeLimits& limits, const LogLine& log);
+class ReaderQuestion {
+public:
+    /// Begins to ask; the caller may do something else meanwhile.
+    /// @param asksChannels  whether it matters by which channel each reader is attached
+    ReaderQuestion(const TimeLimits& limits, const LogLine& log, bool asksChannels);
+    ~ReaderQuestion();
+    ReaderQuestion(const ReaderQuestion&) = delete;
+    ReaderQuestion& operator=(const ReaderQuestion&) = delete;
+
+    /// Waits for everything; to be called once.
+    [[nodiscard]] PcscFacts Answer();
+
+private:
+    class Collector;
+    std::unique_ptr<Collector> collector;
+};
 
 } // namespace Diag

@@ -55,10 +55,10 @@ private:
     struct sigaction terminate = {};
 };
 
-void Send(const SendMessage& send, const Sight& sight) {
+void Send(const ParentProcess& parent, const Sight& sight) {
     std::string bytes;
     json::to_cbor(json(sight), bytes);
-    send(bytes);
+    parent.Send(bytes);
 }
 
 SCARD_READERSTATE Ask(const char* name, unsigned long known) {
@@ -76,7 +76,7 @@ ReaderSight SightOf(const std::string& name, const SCARD_READERSTATE& state) {
 
 /// Sends what there is, then waits until something changes or a second has passed.
 /// @return the result of the last PC/SC call
-long Look(const SendMessage& send, SCARDCONTEXT context) {
+long Look(const ParentProcess& parent, SCARDCONTEXT context) {
     std::vector<std::string> names;
     // Without readers this fails, which is no reason to stop looking.
     const bool isListed = Vantor::ListPCSCReaders(names);
@@ -96,7 +96,7 @@ long Look(const SendMessage& send, SCARDCONTEXT context) {
         sight.readers.push_back(SightOf(names[i], states[i]));
         states[i].dwCurrentState = sight.readers.back().state;
     }
-    Send(send, sight);
+    Send(parent, sight);
     states.push_back(Ask(ListChanges, names.size() << 16));
     return SCardGetStatusChange(context, LookEvery, states.data(), states.size());
 }
@@ -106,18 +106,18 @@ bool MayGoOn(long code) {
 }
 
 /// The child's work: looks until the service goes away.
-void KeepLooking(const SendMessage& send) {
+void KeepLooking(const ParentProcess& parent) {
     SCARDCONTEXT context = 0;
     long code = SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &context);
     if (code == SCARD_S_SUCCESS) {
         while (MayGoOn(code)) {
-            code = Look(send, context);
+            code = Look(parent, context);
         }
         SCardReleaseContext(context);
     }
     Sight gone;
     gone.code = code;
-    Send(send, gone);
+    Send(parent, gone);
 }
 
 /// Waits a moment before the service is asked anew; a signal breaks it.

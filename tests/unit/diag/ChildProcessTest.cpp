@@ -11,7 +11,7 @@
 #include <unistd.h>
 
 using Diag::ChildProcess;
-using Diag::SendMessage;
+using Diag::ParentProcess;
 using News = ChildProcess::News;
 using namespace std::chrono_literals;
 
@@ -34,10 +34,10 @@ void SleepForever() {
 } // namespace
 
 TEST(ChildProcessTest, MessagesArriveWholeAndInOrder) {
-    ChildProcess child([](const SendMessage& send) {
-        send("first");
-        send("");
-        send(std::string("with\0zero", 9));
+    ChildProcess child([](const ParentProcess& parent) {
+        parent.Send("first");
+        parent.Send("");
+        parent.Send(std::string("with\0zero", 9));
     });
     std::string message;
     for (const std::string& wanted : {std::string("first"), std::string(), std::string("with\0zero", 9)}) {
@@ -49,9 +49,9 @@ TEST(ChildProcessTest, MessagesArriveWholeAndInOrder) {
 
 TEST(ChildProcessTest, MessagesLargerThanAPipeArrive) {
     const std::string large(3000000, 'x');
-    ChildProcess child([&](const SendMessage& send) {
-        send(large);
-        send("end");
+    ChildProcess child([&](const ParentProcess& parent) {
+        parent.Send(large);
+        parent.Send("end");
     });
     std::string message;
     ASSERT_EQ(child.Receive(message, Ample), News::Message);
@@ -61,7 +61,7 @@ TEST(ChildProcessTest, MessagesLargerThanAPipeArrive) {
 }
 
 TEST(ChildProcessTest, SilenceIsToldAfterTheLimit) {
-    ChildProcess child([](const SendMessage&) { SleepForever(); });
+    ChildProcess child([](const ParentProcess&) { SleepForever(); });
     std::string message = "kept";
     const auto before = std::chrono::steady_clock::now();
     EXPECT_EQ(child.Receive(message, 200ms), News::Silence);
@@ -69,10 +69,33 @@ TEST(ChildProcessTest, SilenceIsToldAfterTheLimit) {
     EXPECT_EQ(message, "kept");
 }
 
+TEST(ChildProcessTest, EachStepIsASignOfLife) {
+    ChildProcess child([](const ParentProcess& parent) {
+        for (int i = 0; i < 12; ++i) {
+            parent.Announce("a step");
+            usleep(100000);
+        }
+        parent.Send("done");
+        parent.Announce("the last one");
+        SleepForever();
+    });
+    std::string message;
+    EXPECT_EQ(child.Receive(message, 1000ms), News::Message) << "after more than a second";
+    EXPECT_EQ(child.Receive(message, 200ms), News::Silence);
+    EXPECT_EQ(child.LastStep(), "the last one");
+}
+
+TEST(ChildProcessTest, WithoutAnnouncementThereIsNoStep) {
+    ChildProcess child([](const ParentProcess&) {});
+    std::string message;
+    EXPECT_EQ(child.Receive(message, Ample), News::End);
+    EXPECT_EQ(child.LastStep(), "");
+}
+
 TEST(ChildProcessTest, AMessageAfterASilenceStillArrives) {
-    ChildProcess child([](const SendMessage& send) {
+    ChildProcess child([](const ParentProcess& parent) {
         usleep(300000);
-        send("late");
+        parent.Send("late");
     });
     std::string message;
     EXPECT_EQ(child.Receive(message, 10ms), News::Silence);
@@ -81,8 +104,8 @@ TEST(ChildProcessTest, AMessageAfterASilenceStillArrives) {
 }
 
 TEST(ChildProcessTest, AChildThatDiesIsTheEnd) {
-    ChildProcess child([](const SendMessage& send) {
-        send("last words");
+    ChildProcess child([](const ParentProcess& parent) {
+        parent.Send("last words");
         raise(SIGKILL);
     });
     std::string message;
@@ -92,7 +115,7 @@ TEST(ChildProcessTest, AChildThatDiesIsTheEnd) {
 
 TEST(ChildProcessTest, TheChildGoesWithItsObject) {
     {
-        ChildProcess child([](const SendMessage&) { SleepForever(); });
+        ChildProcess child([](const ParentProcess&) { SleepForever(); });
         ASSERT_TRUE(HasChild());
     }
     EXPECT_FALSE(HasChild());
@@ -104,7 +127,7 @@ TEST(ChildProcessTest, TheChildGoesWithItsParent) {
     ASSERT_EQ(pipe(ends), 0);
     const pid_t parent = fork();
     if (parent == 0) {
-        ChildProcess child([&](const SendMessage&) {
+        ChildProcess child([&](const ParentProcess&) {
             const pid_t self = getpid();
             if (write(ends[1], &self, sizeof(self)) == sizeof(self)) {
                 SleepForever();
@@ -138,7 +161,7 @@ TEST(ChildProcessTest, ASignalBreaksTheWait) {
     action.sa_handler = [](int) {};
     sigaction(SIGUSR1, &action, nullptr);
     const pid_t parent = getpid();
-    ChildProcess child([=](const SendMessage&) {
+    ChildProcess child([=](const ParentProcess&) {
         for (;;) {
             usleep(20000);
             kill(parent, SIGUSR1);

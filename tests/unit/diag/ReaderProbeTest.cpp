@@ -31,17 +31,19 @@ public:
         listCode = code;
         readers = listed;
     }
-    void OnReader(std::size_t number, const Reader& reader) override {
+    void OnReader(std::size_t number, const Reader& reader, bool isOver) override {
         if (number >= readers.size()) {
             readers.resize(number + 1);
         }
         readers[number] = reader;
+        turnsOver += isOver ? 1 : 0;
     }
 
     std::vector<std::string> calls;
     long contextCode = -1;
     long listCode = -1;
     std::vector<Reader> readers;
+    int turnsOver = 0;
 };
 
 class ReaderProbeTest : public ReaderTest {
@@ -53,7 +55,7 @@ protected:
 
     Ear Probe() {
         Ear ear;
-        ProbeReaders(ear, {}, 0);
+        ProbeReaders(ear, {}, 0, true);
         return ear;
     }
 };
@@ -89,6 +91,14 @@ TEST_F(ReaderProbeTest, AReaderWithACardTellsEverything) {
     EXPECT_EQ(reader.channel, std::string("\x05\x01\x20\x00", 4));
     EXPECT_THAT(ParseFeatures(reader.features), SizeIs(2));
     EXPECT_EQ(reader.hangingCall, "");
+}
+
+TEST_F(ReaderProbeTest, ACardThatGetsItsPowerOnlyNowTellsItsAtr) {
+    FakePcsc::Reader reader = FullReader("A");
+    reader.atr.clear();
+    FakePcsc::AddReader(reader);
+    FakePcsc::Script(Function::Status, Answer::Bytes("\x3B\x01"));
+    EXPECT_EQ(Probe().readers.at(0).atr, "\x3B\x01");
 }
 
 TEST_F(ReaderProbeTest, ItIsAGuestOfEveryCard) {
@@ -175,13 +185,14 @@ TEST_F(ReaderProbeTest, AFailureNeverDropsTheReaderOrTheNext) {
     FakePcsc::Script(Function::Connect, Answer::Failure(SCARD_E_READER_UNAVAILABLE), 2);
     const Ear ear = Probe();
     ASSERT_THAT(ear.readers, SizeIs(3));
+    EXPECT_EQ(ear.turnsOver, 3);
     EXPECT_EQ(ear.readers[0].directCode, SCARD_E_READER_UNAVAILABLE);
     EXPECT_TRUE(ear.readers[1].connected && ear.readers[2].connected);
 }
 
 TEST_F(ReaderProbeTest, FailingStatesAttributesAndFeaturesKeepTheirCodes) {
     FakePcsc::AddReader(FullReader("A"));
-    FakePcsc::Script(Function::GetStatusChange, Answer::Failure(SCARD_E_UNKNOWN_READER));
+    FakePcsc::Script(Function::GetStatusChange, Answer::Failure(SCARD_E_UNKNOWN_READER), 2);
     FakePcsc::Script(Function::GetAttrib, Answer::Failure(SCARD_E_NOT_TRANSACTED));
     FakePcsc::Script(Function::Control, Answer::Failure(SCARD_F_COMM_ERROR), 2);
     const Reader reader = Probe().readers.at(0);
@@ -190,6 +201,39 @@ TEST_F(ReaderProbeTest, FailingStatesAttributesAndFeaturesKeepTheirCodes) {
     EXPECT_EQ(reader.featuresCode, SCARD_F_COMM_ERROR);
     EXPECT_EQ(reader.features, "");
     EXPECT_FALSE(reader.isSecure);
+}
+
+TEST_F(ReaderProbeTest, AReaderThatHasJustGoneDoesNotHideTheStatesOfTheOthers) {
+    FakePcsc::AddReader(FullReader("A"));
+    FakePcsc::AddReader(FullReader("B"));
+    // given: the question for both fails, then that for the first
+    FakePcsc::Script(Function::GetStatusChange, Answer::Failure(SCARD_E_UNKNOWN_READER), 2);
+    const Ear ear = Probe();
+    EXPECT_EQ(ear.readers.at(0).statusCode, SCARD_E_UNKNOWN_READER);
+    EXPECT_EQ(ear.readers.at(1).statusCode, SCARD_S_SUCCESS);
+    EXPECT_NE(ear.readers.at(1).state & SCARD_STATE_PRESENT, 0UL);
+}
+
+TEST_F(ReaderProbeTest, AnAttributeThatClaimsTooMuchIsCutAtTheBuffer) {
+    FakePcsc::AddReader(FullReader("A"));
+    Answer lie = Answer::Bytes("Vantor");
+    lie.length = 100000;
+    FakePcsc::Script(Function::GetAttrib, lie);
+    EXPECT_EQ(Probe().readers.at(0).attributes.at(0).bytes.size(), 264U);
+}
+
+TEST_F(ReaderProbeTest, WhatIsKnownIsToldBeforeTheFeaturesAreAsked) {
+    class Recorder : public Ear {
+    public:
+        void OnReader(std::size_t number, const Reader& reader, bool isOver) override {
+            Ear::OnReader(number, reader, isOver);
+            calls.push_back(isOver ? "over" : "told " + std::to_string(reader.attributes.size()));
+        }
+    } recorder;
+    FakePcsc::AddReader(FullReader("A"));
+    ProbeReaders(recorder, {}, 0, true);
+    const std::vector<std::string> end(recorder.calls.end() - 4, recorder.calls.end());
+    EXPECT_THAT(end, ElementsAre("told 6", "SCardControl", "SCardDisconnect", "over"));
 }
 
 TEST_F(ReaderProbeTest, AFeatureListThatClaimsTooMuchIsCutAtTheBuffer) {
@@ -221,7 +265,7 @@ TEST_F(ReaderProbeTest, ALaterProbeGoesOnWhereTheFirstStopped) {
     known[0].name = "A";
     known[1].name = "B";
     Ear ear;
-    ProbeReaders(ear, known, 1);
+    ProbeReaders(ear, known, 1, true);
     EXPECT_FALSE(ear.readers.at(0).asked);
     EXPECT_TRUE(ear.readers.at(1).asked);
     EXPECT_THAT(FakePcsc::Calls(), Each(Not(AnyOf(StartsWith("SCardListReaders"), HasSubstr("\"A\"")))));
@@ -232,8 +276,16 @@ TEST_F(ReaderProbeTest, EachCallIsAnnouncedBeforeItIsMade) {
     const Ear ear = Probe();
     EXPECT_THAT(ear.calls,
                 ElementsAre("SCardEstablishContext", "SCardListReaders", "SCardGetStatusChange", "SCardConnect",
-                            "SCardStatus", "SCardGetAttrib", "SCardGetAttrib", "SCardGetAttrib", "SCardGetAttrib",
-                            "SCardGetAttrib", "SCardGetAttrib", "SCardGetAttrib", "SCardControl", "SCardDisconnect"));
+                            "SCardGetAttrib", "SCardGetAttrib", "SCardGetAttrib", "SCardGetAttrib", "SCardGetAttrib",
+                            "SCardGetAttrib", "SCardGetAttrib", "SCardControl", "SCardDisconnect"));
+}
+
+TEST_F(ReaderProbeTest, ChannelsAreAskedForOnlyWhereTheyMatter) {
+    FakePcsc::AddReader(FullReader("A"));
+    Ear ear;
+    ProbeReaders(ear, {}, 0, false);
+    EXPECT_EQ(ear.readers.at(0).channel, "");
+    EXPECT_THAT(FakePcsc::Calls(), Each(Not(HasSubstr("0x00020110"))));
 }
 
 TEST_F(ReaderProbeTest, FailuresAreLoggedLikeTheReaderCodesOwn) {

@@ -31,7 +31,7 @@ TEST_F(ReaderReportTest, EveryByteOfARecordArrives) {
     strange.atr = std::string("\x00\x3B\xFF", 3);
     strange.attributes = {{0x00010100, std::string("\x80\x00\xC0\xFE\x0A", 5)}};
     FakePcsc::AddReader(strange);
-    const PcscFacts facts = AskReaders(TimeLimits(), nullptr);
+    const PcscFacts facts = ReaderQuestion(TimeLimits(), nullptr, true).Answer();
     ASSERT_THAT(facts.readers, SizeIs(1));
     EXPECT_EQ(facts.readers[0].name, strange.name);
     EXPECT_EQ(facts.readers[0].atr, strange.atr);
@@ -41,7 +41,7 @@ TEST_F(ReaderReportTest, EveryByteOfARecordArrives) {
 
 TEST_F(ReaderReportTest, CodesArrive) {
     FakePcsc::Script(Function::EstablishContext, Answer::Failure(SCARD_E_NO_SERVICE));
-    const PcscFacts facts = AskReaders(TimeLimits(), nullptr);
+    const PcscFacts facts = ReaderQuestion(TimeLimits(), nullptr, true).Answer();
     EXPECT_TRUE(facts.answered);
     EXPECT_EQ(facts.contextCode, SCARD_E_NO_SERVICE);
     EXPECT_EQ(facts.hangingCall, "");
@@ -49,7 +49,7 @@ TEST_F(ReaderReportTest, CodesArrive) {
 }
 
 TEST_F(ReaderReportTest, NoReadersIsAnAnswer) {
-    const PcscFacts facts = AskReaders(TimeLimits(), nullptr);
+    const PcscFacts facts = ReaderQuestion(TimeLimits(), nullptr, true).Answer();
     EXPECT_TRUE(facts.answered);
     EXPECT_EQ(facts.contextCode, SCARD_S_SUCCESS);
     EXPECT_EQ(facts.listCode, SCARD_E_NO_READERS_AVAILABLE);
@@ -59,15 +59,17 @@ TEST_F(ReaderReportTest, LogLinesArriveWithTheirKind) {
     FakePcsc::AddReader({"A"});
     FakePcsc::Script(Function::Connect, Answer::Failure(SCARD_E_PROTO_MISMATCH));
     std::vector<std::string> lines;
-    static_cast<void>(AskReaders(TimeLimits(), [&](bool isError, const std::string& text) {
-        lines.push_back((isError ? "error " : "message ") + text);
-    }));
+    ReaderQuestion question(
+        TimeLimits(),
+        [&](bool isError, const std::string& text) { lines.push_back((isError ? "error " : "message ") + text); },
+        true);
+    static_cast<void>(question.Answer());
     EXPECT_THAT(lines, Contains("message lumodiag asks reader A"));
     EXPECT_THAT(lines, Contains("error error in SCardConnect  (0x8010000f, 8010000f)"));
 }
 
 TEST_F(ReaderReportTest, TheCallersOwnProcessMakesNoCalls) {
     FakePcsc::AddReader({"A"});
-    static_cast<void>(AskReaders(TimeLimits(), nullptr));
+    static_cast<void>(ReaderQuestion(TimeLimits(), nullptr, true).Answer());
     EXPECT_THAT(FakePcsc::Calls(), IsEmpty()) << "a call that blocks would block the program";
 }
