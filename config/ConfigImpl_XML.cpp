@@ -3,12 +3,15 @@
 #include "config/TreeChange.h"
 #include "config/XmlDocument.h"
 #include "config/XmlScan.h"
+#include "config/XmlWriter.h"
 #include "util/Base64.h"
 #include "util/FileAndDirectory.h"
 #include "util/ReplaceFile.h"
+#include "util/SystemCalls.h"
 
 #include <boost/property_tree/stream_translator.hpp>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -94,14 +97,11 @@ AnyTree* FindNode(AnyTree& tree, const std::string& path) {
     return found ? &*found : nullptr;
 }
 
-/// The parser puts attributes and comments among the elements, under these names.
-bool IsElement(const std::string& name) {
-    return name != "<xmlattr>" && name != "<xmlcomment>";
-}
-
 std::string MakeFileName(const std::string& base, const char* maker, const std::string& name) {
     const std::string directory = CombinePaths(CombinePaths(base, maker), name);
-    CreateDirectories(CombinePaths(directory, ""));
+    if (!DirectoryExists(directory)) {
+        CreateDirectories(CombinePaths(directory, ""));
+    }
     return CombinePaths(directory, "config");
 }
 
@@ -116,8 +116,9 @@ Found FetchFile(const std::string& file, std::string& text) {
     if (!S_ISREG(status.st_mode) || status.st_size > static_cast<off_t>(MaxXmlSize)) {
         return Found::Unreadable;
     }
-    text = ReadCompleteFile(file);
-    return text.empty() && status.st_size > 0 ? Found::Unreadable : Found::Text;
+    const FileDescriptor opened(RetryOnInterrupt([&] { return open(file.c_str(), O_RDONLY | O_CLOEXEC); }));
+    text = ReadStart(opened, static_cast<std::size_t>(status.st_size));
+    return opened.IsOpen() && static_cast<off_t>(text.size()) == status.st_size ? Found::Text : Found::Unreadable;
 }
 
 } // namespace
@@ -246,8 +247,9 @@ std::vector<std::string> ConfigImpl_XML::EnumSubDirs(sConfig* entry, const std::
     if (node == nullptr) {
         return names;
     }
+    names.reserve(node->size());
     for (const auto& child : *node) {
-        if (IsElement(child.first) && child.first.compare(0, prefix.size(), prefix) == 0) {
+        if (IsXmlElement(child.first) && child.first.compare(0, prefix.size(), prefix) == 0) {
             names.push_back(child.first);
         }
     }

@@ -18,6 +18,12 @@ public:
         }
     }
 
+    constexpr explicit ByteSet(bool (*isMember)(char)) {
+        for (std::size_t i = 0; i < members.size(); ++i) {
+            members[i] = isMember(static_cast<char>(i));
+        }
+    }
+
     constexpr bool Has(char byte) const { return members[static_cast<unsigned char>(byte)]; }
 
 private:
@@ -28,6 +34,18 @@ constexpr ByteSet Blanks(" \n\r\t");
 // What ends a name for the parser; everything else is a part of it, quotes included.
 constexpr ByteSet ElementNameEnd(" \n\r\t/>?");
 constexpr ByteSet AttributeNameEnd(" \n\r\t/<>=?!");
+
+constexpr bool IsNameStart(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == ':' ||
+           static_cast<unsigned char>(c) >= 0x80;
+}
+
+constexpr bool IsNameCharacter(char c) {
+    return IsNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
+}
+
+constexpr ByteSet NameStarts(IsNameStart);
+constexpr ByteSet NameCharacters(IsNameCharacter);
 
 enum class Markup { Open, Close, Empty, Other, Broken };
 
@@ -65,6 +83,8 @@ public:
     }
 
     std::size_t CountAttributes() const { return attributes; }
+    bool HasOnlyXmlNames() const { return xmlNames; }
+    std::ptrdiff_t ShortEnds() const { return shortEnds; }
 
 private:
     /// Skips up to and including the end mark, which does not begin before `from`.
@@ -113,12 +133,20 @@ private:
         }
     }
 
-    /// False when there is no name.
-    bool SkipName(const ByteSet& end) {
-        const auto behind = std::find_if(rest.begin(), rest.end(), [&](char c) { return end.Has(c); });
-        const auto length = static_cast<std::size_t>(behind - rest.begin());
+    /// Returns the length of the name, 0 when there is none.
+    std::size_t SkipName(const ByteSet& end) {
+        std::size_t length = 0;
+        while (length < rest.size() && NameCharacters.Has(rest[length])) {
+            ++length;
+        }
+        if (length == 0 || !NameStarts.Has(rest.front()) || (length < rest.size() && !end.Has(rest[length]))) {
+            xmlNames = false;
+            while (length < rest.size() && !end.Has(rest[length])) {
+                ++length;
+            }
+        }
         rest.remove_prefix(length);
-        return length > 0;
+        return length;
     }
 
     bool Skip(char expected) {
@@ -143,7 +171,8 @@ private:
 
     bool SkipAttributes() {
         SkipBlanks();
-        while (SkipName(AttributeNameEnd)) {
+        while (!rest.empty() && !AttributeNameEnd.Has(rest.front())) {
+            SkipName(AttributeNameEnd);
             SkipBlanks();
             if (!Skip('=')) {
                 return false;
@@ -159,34 +188,34 @@ private:
     }
 
     Markup ReadTag() {
-        if (!SkipName(ElementNameEnd) || !SkipAttributes()) {
+        const std::size_t length = SkipName(ElementNameEnd);
+        if (length == 0 || !SkipAttributes()) {
             return Markup::Broken;
         }
         const bool empty = Skip('/');
         if (!Skip('>')) {
             return Markup::Broken;
         }
-        return empty ? Markup::Empty : Markup::Open;
+        if (empty) {
+            return Markup::Empty;
+        }
+        shortEnds += static_cast<std::ptrdiff_t>(length);
+        return Markup::Open;
     }
 
     Markup ReadClosingTag() {
-        SkipName(ElementNameEnd);
+        const bool xmlNamesSoFar = xmlNames; // this name goes nowhere
+        shortEnds -= static_cast<std::ptrdiff_t>(SkipName(ElementNameEnd));
+        xmlNames = xmlNamesSoFar;
         SkipBlanks();
         return Skip('>') ? Markup::Close : Markup::Broken;
     }
 
     std::string_view rest;
     std::size_t attributes = 0;
+    bool xmlNames = true;
+    std::ptrdiff_t shortEnds = 0;
 };
-
-bool IsNameStart(char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == ':' ||
-           static_cast<unsigned char>(c) >= 0x80;
-}
-
-bool IsNameCharacter(char c) {
-    return IsNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
-}
 
 } // namespace
 
@@ -207,12 +236,15 @@ XmlScan ScanXml(std::string_view text) {
         level -= markup == Markup::Close ? 1 : 0;
     }
     result.nodes += scanner.CountAttributes();
+    result.names = scanner.HasOnlyXmlNames();
+    result.shortEnds = scanner.ShortEnds();
     result.complete = level == 0;
     return result;
 }
 
 bool IsXmlName(std::string_view name) {
-    return !name.empty() && IsNameStart(name.front()) && std::all_of(name.begin(), name.end(), IsNameCharacter);
+    return !name.empty() && NameStarts.Has(name.front()) &&
+           std::all_of(name.begin(), name.end(), [](char c) { return NameCharacters.Has(c); });
 }
 
 } // namespace Vantor

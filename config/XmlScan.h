@@ -11,6 +11,9 @@ struct XmlScan {
     bool complete = false; ///< every piece of markup is closed and no more elements end than begin
     std::size_t depth = 0; ///< nesting of the deepest element; the root element counts 1
     std::size_t nodes = 0; ///< elements, attributes and other markup: what a tree of the text needs memory for, at most
+    bool names = true;     ///< IsXmlName holds for all elements and attributes seen
+    std::ptrdiff_t shortEnds =
+        0; ///< bytes that the names in closing tags lack, in all: the parser does not compare them
 };
 
 /// Walks the markup from left to right, without recursion and without memory. Tells tags from comments, CDATA,

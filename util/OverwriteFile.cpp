@@ -23,22 +23,6 @@ bool CutTo(const FileDescriptor& file, off_t size) {
     return RetryOnInterrupt([&] { return ftruncate(file.Get(), size); }) == 0;
 }
 
-/// The first `size` bytes; fewer, or none, where the file cannot be read.
-std::string ReadStart(const FileDescriptor& file, std::size_t size) {
-    std::string bytes(size, '\0');
-    std::size_t filled = 0;
-    while (filled < size) {
-        const ssize_t got = RetryOnInterrupt(
-            [&] { return pread(file.Get(), &bytes[filled], size - filled, static_cast<off_t>(filled)); });
-        if (got <= 0) {
-            break;
-        }
-        filled += static_cast<std::size_t>(got);
-    }
-    bytes.resize(filled);
-    return bytes;
-}
-
 /// Puts back what can be put back; the caller reports failure in any case.
 void Restore(const FileDescriptor& file, const std::string& old, off_t size) {
     if (static_cast<off_t>(old.size()) == size && WriteAt(file, 0, old)) {

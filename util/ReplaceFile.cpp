@@ -61,17 +61,12 @@ class Replacement {
 public:
     /// False when the file may not be opened for writing, or is none that can be replaced.
     bool Open(const std::string& path) {
-        place = FilePlace::Open(FollowLinks(path));
-        if (!place.folder.IsOpen()) {
-            return false;
-        }
-        // Reading is of use but not needed.
-        old = OpenOld(O_RDWR);
-        if (!old.IsOpen() && errno == EACCES) {
-            old = OpenOld(O_WRONLY);
+        OpenPlace(path);
+        if (!old.IsOpen() && errno == ELOOP) {
+            OpenPlace(FollowLinks(path));
         }
         if (!old.IsOpen()) {
-            return errno == ENOENT;
+            return place.folder.IsOpen() && errno == ENOENT;
         }
         return fstat(old.Get(), &status) == 0 && S_ISREG(status.st_mode);
     }
@@ -87,6 +82,19 @@ public:
     }
 
 private:
+    /// Opens the folder and the file, if there is one. Without `old`, errno says why.
+    void OpenPlace(const std::string& path) {
+        place = FilePlace::Open(path);
+        if (!place.folder.IsOpen()) {
+            return;
+        }
+        // Reading is of use but not needed.
+        old = OpenOld(O_RDWR);
+        if (!old.IsOpen() && errno == EACCES) {
+            old = OpenOld(O_WRONLY);
+        }
+    }
+
     FileDescriptor OpenOld(int access) const {
         constexpr int flags = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
         return FileDescriptor(

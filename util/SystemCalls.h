@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cerrno>
+#include <cstddef>
+#include <string>
 #include <string_view>
 
 #include <unistd.h>
@@ -18,6 +20,22 @@ auto RetryOnInterrupt(Call call) {
         result = call();
     }
     return result;
+}
+
+/// The first bytes of a file; fewer, or none, where it ends before `size` or cannot be read.
+[[nodiscard]] inline std::string ReadStart(const FileDescriptor& file, std::size_t size) {
+    std::string bytes(size, '\0');
+    std::size_t filled = 0;
+    while (filled < size) {
+        const ssize_t got = RetryOnInterrupt(
+            [&] { return pread(file.Get(), &bytes[filled], size - filled, static_cast<off_t>(filled)); });
+        if (got <= 0) {
+            break;
+        }
+        filled += static_cast<std::size_t>(got);
+    }
+    bytes.resize(filled);
+    return bytes;
 }
 
 /// Waits until what was written is on the medium. A file system that knows no such thing counts as done.

@@ -9,9 +9,9 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <array>
 #include <atomic>
-#include <memory>
+#include <string_view>
 #include <vector>
 
 namespace Vantor {
@@ -32,10 +32,9 @@ std::string NextName(const std::string& name) {
     return name + Mark + std::to_string(getpid()) + "-" + std::to_string(count++);
 }
 
-bool IsTemporaryName(const std::string& candidate, const std::string& name) {
-    const std::string prefix = name + Mark;
-    return candidate.compare(0, prefix.size(), prefix) == 0 &&
-           candidate.find_first_not_of("0123456789-", prefix.size()) == std::string::npos;
+bool IsTemporaryName(std::string_view candidate, std::string_view prefix) {
+    return candidate.substr(0, prefix.size()) == prefix &&
+           candidate.find_first_not_of("0123456789-", prefix.size()) == std::string_view::npos;
 }
 
 bool Lock(const FileDescriptor& file) {
@@ -44,8 +43,7 @@ bool Lock(const FileDescriptor& file) {
 
 /// Locks a new file. False when another program, clearing up, has just taken it for a left-over; a file system without
 /// locks does not matter, for left-overs just stay there.
-bool Claim(const FileDescriptor& file) {
-    struct stat status = {};
+bool Claim(const FileDescriptor& file, struct stat& status) {
     return (Lock(file) || errno != EWOULDBLOCK) && fstat(file.Get(), &status) == 0 && status.st_nlink > 0;
 }
 
@@ -59,11 +57,8 @@ bool CopyAccessControlList(const FileDescriptor& from, const FileDescriptor& to)
            fsetxattr(to.Get(), AccessControlList, list.data(), list.size(), 0) == 0;
 }
 
-bool TakeOver(const FileDescriptor& file, const FileDescriptor& model, const struct stat& wanted) {
-    struct stat own = {};
-    if (fstat(file.Get(), &own) != 0) {
-        return false;
-    }
+bool TakeOver(const FileDescriptor& file, const struct stat& own, const FileDescriptor& model,
+              const struct stat& wanted) {
     if ((own.st_uid != wanted.st_uid || own.st_gid != wanted.st_gid) &&
         fchown(file.Get(), wanted.st_uid, wanted.st_gid) != 0) {
         return false;
@@ -74,11 +69,17 @@ bool TakeOver(const FileDescriptor& file, const FileDescriptor& model, const str
 
 std::vector<std::string> ListTemporaryFiles(const FilePlace& place) {
     std::vector<std::string> names;
-    const int listing = openat(place.folder.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    const std::unique_ptr<DIR, int (*)(DIR*)> folder(listing < 0 ? nullptr : fdopendir(listing), &closedir);
-    while (const dirent* const entry = folder ? readdir(folder.get()) : nullptr) {
-        if (IsTemporaryName(entry->d_name, place.name)) {
-            names.emplace_back(entry->d_name);
+    const std::string prefix = place.name + Mark;
+    alignas(dirent64) std::array<char, 8192> entries;
+    // Straight through the open folder: a listing by the C library would open it once more, at every save.
+    lseek(place.folder.Get(), 0, SEEK_SET);
+    for (ssize_t got = 0; (got = getdents64(place.folder.Get(), entries.data(), entries.size())) > 0;) {
+        for (ssize_t at = 0; at < got;) {
+            const auto* const entry = reinterpret_cast<const dirent64*>(entries.data() + at);
+            if (IsTemporaryName(entry->d_name, prefix)) {
+                names.emplace_back(entry->d_name);
+            }
+            at += entry->d_reclen;
         }
     }
     return names;
@@ -109,21 +110,23 @@ TemporaryFile::~TemporaryFile() {
 }
 
 bool TemporaryFile::Create() {
-    return Create(0666);
+    struct stat own = {};
+    return Create(0666, own);
 }
 
 bool TemporaryFile::CreateLike(const FileDescriptor& model, const struct stat& status) {
-    if (!Create(0600)) {
+    struct stat own = {};
+    if (!Create(0600, own)) {
         return false;
     }
-    if (!TakeOver(file, model, status)) {
+    if (!TakeOver(file, own, model, status)) {
         Discard();
         return false;
     }
     return true;
 }
 
-bool TemporaryFile::Create(unsigned mode) {
+bool TemporaryFile::Create(unsigned mode, struct stat& own) {
     constexpr int access = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
     for (int attempt = 0; attempt < MaxAttempts; ++attempt) {
         const std::string candidate = NextName(place.name);
@@ -131,7 +134,7 @@ bool TemporaryFile::Create(unsigned mode) {
             RetryOnInterrupt([&] { return openat(place.folder.Get(), candidate.c_str(), access, mode); }));
         if (file.IsOpen()) {
             name = candidate;
-            if (Claim(file)) {
+            if (Claim(file, own)) {
                 return true;
             }
             Discard();

@@ -44,7 +44,7 @@ public:
     static void RemoveLeftovers(const FilePlace& place);
 
 private:
-    bool Create(unsigned mode);
+    bool Create(unsigned mode, struct stat& own);
     void Discard();
 
     const FilePlace& place;

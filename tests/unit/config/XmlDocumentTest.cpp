@@ -294,3 +294,43 @@ TEST(XmlDocument, TheNumberOfElementsIsLimitedAlikeInBothDirections) {
 TEST(XmlDocument, ATextThatWouldGrowBeyondTheLimitIsRefusedAtOnce) {
     EXPECT_FALSE(Parses("<a>" + std::string(MaxXmlSize / 2, '"') + "</a>")) << "each quote is six bytes when written";
 }
+
+TEST(XmlDocument, ClosingTagsWithoutNamesCountAsIfTheyHadThem) {
+    const std::string name(MaxXmlSize / 2, 'a');
+    EXPECT_FALSE(Parses("<" + name + ">x</>")) << "the name stands twice when written";
+    EXPECT_TRUE(Parses("<" + name.substr(100) + ">x</>"));
+}
+
+TEST(XmlDocument, AReadTextCanAlwaysBeWritten) {
+    // Each of a size at which it just can, or just cannot, be written within the limit.
+    for (const auto& [piece, size] : {std::pair<std::string, std::size_t>("\"", MaxXmlSize / 6 - 50),
+                                      {"\"", MaxXmlSize / 6},
+                                      {">", MaxXmlSize / 4 - 50},
+                                      {"&", MaxXmlSize / 5},
+                                      {"<b> </b>", MaxXmlSize * 8 / 12 - 100},
+                                      {"<b c=' '/>", MaxXmlSize * 10 / 14}}) {
+        std::string text = "<a>";
+        while (text.size() + piece.size() < size) {
+            text += piece;
+        }
+        text += "</a>";
+        Tree tree;
+        std::string written;
+        if (ParseXml(text, tree)) {
+            EXPECT_TRUE(FormatXml(tree, written)) << piece << " " << size;
+            EXPECT_TRUE(Parses(written)) << piece << " " << size;
+        }
+    }
+}
+
+TEST(XmlDocument, NamesThatXmlDoesNotHaveAreRefusedInEitherDirection) {
+    for (const char* name : {"0", "a\"", "a<b", "-a"}) {
+        EXPECT_FALSE(Parses("<" + std::string(name) + "/>")) << name;
+        EXPECT_FALSE(Parses("<a><" + std::string(name) + ">x</a></a>")) << name;
+        Tree tree;
+        tree.push_back({name, Tree()});
+        std::string text;
+        EXPECT_FALSE(FormatXml(tree, text)) << name;
+    }
+    EXPECT_FALSE(Parses("<a 0='x'/>"));
+}

@@ -47,6 +47,21 @@ TEST(XmlScan, CountsWhatATreeNeedsMemoryFor) {
     EXPECT_EQ(ScanXml("<!-- c --><a><![CDATA[x]]></a>").nodes, 3u);
 }
 
+TEST(XmlScan, TellsWhetherAllNamesAreXmlNames) {
+    for (const char* text : {"", "<a b='<0>' c.d-e=''><!-- 0 --><_f/>0</a>", "<a></0>", "<?0 ?><a/>"}) {
+        EXPECT_TRUE(ScanXml(text).names) << text;
+    }
+    for (const char* text : {"<0/>", "<a\">", "<a><b<c/></a>", "<a 0b=''/>", "<a b\"='' c=''/>", "<\x01></a>"}) {
+        EXPECT_FALSE(ScanXml(text).names) << text;
+    }
+}
+
+TEST(XmlScan, SumsUpWhatClosingTagsLack) {
+    EXPECT_EQ(ScanXml("<abc><de></de><f/></abc>").shortEnds, 0);
+    EXPECT_EQ(ScanXml("<abc><de></d></>").shortEnds, 4);
+    EXPECT_EQ(ScanXml("<abc></abcde>").shortEnds, -2);
+}
+
 TEST(XmlScan, SeesOpenElementsAndStrayEndsAsIncomplete) {
     ExpectScan("<a>", false, 1);
     ExpectScan("<a><b></a>", false, 2);
