@@ -63,6 +63,7 @@ MainFrame::MainFrame(wxWindow* parent)
     wxCommandEvent atStart(wxEVT_BUTTON, ID_Refresh);
     MainFrame::evt_aktualisieren(atStart); // whoever derives has no handler yet
     CheckBaseCspService();
+    m_Starting = false;
 }
 
 void MainFrame::evt_CardReaderChange(wxCommandEvent& /*event*/) {

@@ -205,6 +205,8 @@ private:
     bool SavePcscReader(int number, std::size_t index);
     bool SaveCtapiReader(int number, std::size_t index);
 
+    bool m_Starting = true; // until the constructor has finished
+
     // The toolkit's window tree owns all controls.
     wxPanel* m_MainPanel = nullptr;
     wxNotebook* m_Notebook = nullptr;

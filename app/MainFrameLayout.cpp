@@ -22,6 +22,8 @@
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
 
+#include <algorithm>
+
 using Vantor::wxCheckedListCtrl;
 
 namespace {
@@ -52,6 +54,12 @@ void DrawBorderAround(const wxWindow& child) {
         canvas.SetBrush(*wxTRANSPARENT_BRUSH);
         canvas.DrawRectangle(child.GetRect().Inflate(1));
     });
+}
+
+void MakeEquallyWide(wxWindow& one, wxWindow& other) {
+    const int width = std::max(one.GetBestSize().x, other.GetBestSize().x);
+    one.SetMinSize({width, -1});
+    other.SetMinSize({width, -1});
 }
 
 // A text whose minimum height is below its real one would be cut off: its place has the real height and no border.
@@ -235,6 +243,7 @@ wxSizer* MainFrame::LayOutLoggingPage() const {
 }
 
 wxSizer* MainFrame::LayOutWindowsPage() const {
+    MakeEquallyWide(*m_Windows.installed.button, *m_Windows.started.button);
     auto* sizer = new wxBoxSizer(wxVERTICAL);
     for (const StatusRow& status : {m_Windows.installed, m_Windows.started}) {
         auto* row = new wxBoxSizer(wxHORIZONTAL);

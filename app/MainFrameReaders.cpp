@@ -9,6 +9,7 @@
 #include <wx/utils.h>
 
 #include <algorithm>
+#include <optional>
 
 namespace {
 
@@ -39,7 +40,10 @@ void MainFrame::evt_aktualisieren(wxCommandEvent& event) {
 void MainFrame::RefreshReaderList() {
     m_Readers.list->DeleteAllItems();
     const DisabledMeanwhile disabled(*m_Readers.refresh);
-    const wxBusyCursor busy;
+    // While the window is being built there is nothing to show a cursor over, and making one takes a while.
+    std::optional<wxBusyCursor> busy;
+    if (!m_Starting)
+        busy.emplace();
     long row = 0;
     ListPcscReaders(row);
     ListCtapiReaders(row);

@@ -185,6 +185,7 @@ std::optional<Entry> ReadEntry(std::optional<std::string_view> row, unsigned key
 template <typename Strings>
 std::optional<std::vector<Entry>> ReadEntries(const Header& header, Strings& strings) {
     std::vector<Entry> entries;
+    entries.reserve(std::min(header.colours, 1U << 16)); // a damaged header may promise more than the file has
     for (unsigned i = 0; i < header.colours; ++i) {
         const auto entry = ReadEntry(strings.Next(), header.keyLength);
         if (!entry)

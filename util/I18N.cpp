@@ -7,16 +7,56 @@
 #include <wx/stdpaths.h>
 #include <wx/translation.h>
 
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+#include <string>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
 namespace Vantor {
 
 namespace {
 
 enum Result : int { Ready = 0, PlainDefault = 1, LanguageMissing = 2 };
 
+/// Whether a folder of locales can hold one for English. The C library keeps compiled locales in folders of their own
+/// names; an archive of them, which only its usual folder has, is not looked into.
+bool MayHoldEnglish(const fs::path& folder) {
+    std::error_code error;
+    for (auto entry = fs::directory_iterator(folder, error); !error && entry != fs::directory_iterator();
+         entry.increment(error)) {
+        const std::string name = entry->path().filename();
+        if (name.rfind("en", 0) == 0 || name == "locale-archive")
+            return true;
+    }
+    return false;
+}
+
+/// The toolkit takes a system without a language of its own for English and then tries the locales of sixty countries,
+/// a seventh of all work of a start. This tells the many boards that have none of them at once.
+bool WouldSearchEnglishInVain() {
+    if (!wxLocale::GetLanguageCanonicalName(wxLocale::GetSystemLanguage()).StartsWith(L"en"))
+        return false;
+    const char* const listed = std::getenv("LOCPATH");
+    if (listed == nullptr || *listed == '\0')
+        return !MayHoldEnglish("/usr/lib/locale");
+    std::istringstream folders(listed);
+    for (std::string folder; std::getline(folders, folder, ':');)
+        if (MayHoldEnglish(folder))
+            return false;
+    return !MayHoldEnglish("/usr/lib/locale"); // asked last, after those of the list
+}
+
 /// The toolkit stops with an assertion when it is asked for the locale of a number that names no language.
 bool SystemHas(long language) {
     const int code = static_cast<int>(language);
-    return code == language && wxLocale::GetLanguageInfo(code) && wxLocale::IsAvailable(code);
+    if (code != language || !wxLocale::GetLanguageInfo(code))
+        return false;
+    if (code == wxLANGUAGE_DEFAULT && WouldSearchEnglishInVain())
+        return false;
+    return wxLocale::IsAvailable(code);
 }
 
 /// The toolkit's loader, except for the search for available languages: that looks into the folder of every language of

@@ -300,6 +300,7 @@ TEST_F(Layout, BordersLineUp) {
     EXPECT_EQ(LeftOf(Nth<wxCheckBox>(3)), 12);
     EXPECT_EQ(RightOf(Get<wxButton>(MainFrame::ID_InstallService)), 12);
     EXPECT_EQ(RightOf(Get<wxButton>(MainFrame::ID_RestartService)), 12);
+    EXPECT_EQ(LeftOf(Get<wxButton>(MainFrame::ID_InstallService)), LeftOf(Get<wxButton>(MainFrame::ID_RestartService)));
     EXPECT_EQ(RightOf(Get<wxButton>(MainFrame::ID_Cancel)), 12);
 }
 

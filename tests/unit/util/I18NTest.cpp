@@ -320,6 +320,15 @@ TEST_F(I18NTest, SystemWithoutLanguageAndWithoutEnglishLocaleGives2AndEnglishTex
     }
 }
 
+TEST_F(I18NTest, SystemWithoutLanguageFindsAnyEnglishLocaleInAnyFolder) {
+    InstallLocale("en_US");
+    for (const char* folders : {"/mnt/none:/mnt/locales", "/mnt/locales:/mnt/none", ":/mnt/locales"}) {
+        setenv("LOCPATH", folders, 1);
+        UseSystemLanguage("C.UTF-8");
+        EXPECT_EQ(InitializeQuietly(wxLANGUAGE_DEFAULT), 0) << folders;
+    }
+}
+
 TEST_F(I18NTest, EveryLanguageWorksOnEverySystem) {
     InstallThreeLanguages();
     InstallCatalog("de", {{"Abbrechen", "Schließen (ä)"}});
