@@ -8,6 +8,8 @@
 #include <wx/icon.h>
 #include <wx/intl.h>
 
+#include <algorithm>
+
 using Vantor::Config;
 
 wxBEGIN_EVENT_TABLE(MainFrame, wxFrame)
@@ -39,6 +41,12 @@ wxIcon WindowIcon() {
     return icon;
 }
 
+// As wide as the form has it; a large font may need more for the title.
+void AddColumn(wxListCtrl& list, const wxString& title, int width) {
+    constexpr int besideTitle = 10;
+    list.AppendColumn(title, wxLIST_FORMAT_LEFT, std::max(width, list.GetTextExtent(title).x + besideTitle));
+}
+
 } // namespace
 
 MainFrame::MainFrame(wxWindow* parent)
@@ -54,8 +62,8 @@ MainFrame::MainFrame(wxWindow* parent)
     SetProperties();
     DoLayout();
     SetIcon(WindowIcon());
-    m_Readers.list->InsertColumn(0, wxGetTranslation(L"Kartenleser"), wxLIST_FORMAT_LEFT, 320);
-    m_Readers.list->InsertColumn(1, wxGetTranslation(L"Schnittstellen"), wxLIST_FORMAT_LEFT, 100);
+    AddColumn(*m_Readers.list, wxGetTranslation(L"Kartenleser"), 320);
+    AddColumn(*m_Readers.list, wxGetTranslation(L"Schnittstellen"), 100);
     UpdateCardReader();
     // "x86" stands for the client's installation package, on every processor.
     SetTitle(wxString::Format(L"%s (%s, %s)", wxGetTranslation(L"Administrative Funktionen"), version, L"x86"));

@@ -188,6 +188,7 @@ private:
     wxSizer* LayOutWindowsPage() const;
     wxSizer* LayOutFurtherPage() const;
     wxSizer* LayOutButtons() const;
+    void BreakLongTexts();
 
     void RefreshReaderList();
     void ListPcscReaders(long& row);

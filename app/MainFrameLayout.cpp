@@ -11,6 +11,7 @@
 #include <wx/checkbox.h>
 #include <wx/combobox.h>
 #include <wx/dcclient.h>
+#include <wx/display.h>
 #include <wx/intl.h>
 #include <wx/notebook.h>
 #include <wx/panel.h>
@@ -21,6 +22,7 @@
 #include <wx/statbox.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
+#include <wx/textwrapper.h>
 
 #include <algorithm>
 
@@ -33,8 +35,8 @@ constexpr int BoxBorder = 6;
 
 // The licence of OpenSSL wants these words, in this language.
 constexpr wchar_t OpenSslNotice[] =
-    L"'This product includes software developed by the OpenSSL Project for use in the OpenSSL Toolkit\n"
-    L"(https://www.openssl.org/). This product includes cryptographic software written by Eric Young\n"
+    L"'This product includes software developed by the OpenSSL Project for use in the OpenSSL Toolkit "
+    L"(https://www.openssl.org/). This product includes cryptographic software written by Eric Young "
     L"(eay@cryptsoft.com).'";
 
 wxStaticBitmap* NewPicture(wxWindow* parent, const wxImage& picture) {
@@ -68,6 +70,25 @@ wxSizer* FullHeight(wxStaticText* text) {
     place->Add(text, wxSizerFlags(1).Expand());
     place->SetMinSize(0, text->GetBestSize().y);
     return place;
+}
+
+class BrokenLines : public wxTextWrapper {
+public:
+    BrokenLines(wxWindow& measure, const wxString& whole, int width) { Wrap(&measure, whole, width); }
+    wxString text;
+
+protected:
+    void OnOutputLine(const wxString& line) override { text += line; }
+    void OnNewLine() override { text += '\n'; }
+};
+
+// Lets a text that is wider than its place go on in further lines; any other stays as it is.
+void BreakInto(int width, wxControl& control) {
+    const int excess = control.GetBestSize().x - width;
+    if (excess <= 0)
+        return;
+    const wxString text = control.GetLabel();
+    control.SetLabel(BrokenLines(control, text, control.GetTextExtent(text).x - excess).text);
 }
 
 } // namespace
@@ -192,11 +213,23 @@ void MainFrame::DoLayout() {
     main->Add(m_Buttons.panel, wxSizerFlags().Expand());
     m_MainPanel->SetSizer(main);
 
+    BreakLongTexts();
     auto* frame = new wxBoxSizer(wxVERTICAL);
     frame->Add(m_MainPanel, wxSizerFlags(1).Expand());
     SetSizer(frame);
     frame->Fit(this);
     Layout();
+}
+
+// With a large font the window would not fit a small display, and be cut off at its right side.
+void MainFrame::BreakLongTexts() {
+    BreakInto(m_Information.logo->GetBestSize().x - 2 * Border, *m_Information.notice);
+    constexpr int windowFrame = 8;
+    const int width = wxDisplay(this).GetClientArea().width - windowFrame - 2 * Border;
+    for (wxControl* text : std::initializer_list<wxControl*>{m_Readers.any, m_Readers.selected,
+                                                             m_Windows.cleanCertificates, m_Windows.dialogsOnTop})
+        BreakInto(width, *text);
+    BreakInto(width - m_Readers.indent->GetMinWidth(), *m_Readers.hint);
 }
 
 wxSizer* MainFrame::LayOutInformationPage() const {

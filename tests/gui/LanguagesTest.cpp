@@ -34,13 +34,6 @@ using Lines = std::vector<std::string>;
 /// With the program's catalogues where it looks for them, in a language of the configuration.
 class Translation : public Window {
 protected:
-    void Speak(long number) {
-        setenv("LOCPATH", TEST_LOCALES, 1);
-        std::filesystem::create_directories("/etc/lumoclient");
-        std::filesystem::create_directory_symlink(TEST_CATALOGS, "/etc/lumoclient/I18N");
-        ASSERT_EQ(Vantor::I18N::GetHandle()->Initialize(ClientLanguage::ToToolkit(number)), 0);
-    }
-
     static Lines All(const OpenFrame::StatusTexts& texts) {
         Lines lines;
         for (const auto* text :

@@ -1,5 +1,6 @@
 #include "tests/gui/Window.h"
 
+#include "app/ClientLanguage.h"
 #include "config/Config.h"
 #include "config/FileSystem.h"
 #include "config/ProgramConfig.h"
@@ -17,6 +18,7 @@
 #include <boost/property_tree/xml_parser.hpp>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -107,6 +109,19 @@ void Window::Configure(const std::string& client, const std::string& others) {
     std::filesystem::create_directories(ConfigFolder);
     // Without the declaration that the program writes: only what it has written is held against the schema.
     std::ofstream(ConfigFile) << "<config><lumo_Client>" << client << "</lumo_Client>" << others << "</config>";
+}
+
+void Window::Speak(long number) {
+    setenv("LOCPATH", TEST_LOCALES, 1);
+    std::filesystem::create_directories("/etc/lumoclient");
+    std::filesystem::create_directory_symlink(TEST_CATALOGS, "/etc/lumoclient/I18N");
+    ASSERT_EQ(Vantor::I18N::GetHandle()->Initialize(ClientLanguage::ToToolkit(number)), 0);
+}
+
+void Window::UseFontOf(int points) {
+    const auto folder = std::filesystem::path(std::getenv("HOME")) / ".config" / "gtk-3.0";
+    std::filesystem::create_directories(folder);
+    std::ofstream(folder / "settings.ini") << "[Settings]\ngtk-font-name=DejaVu Sans " << points << "\n";
 }
 
 std::string Window::PcscSubTree(const std::string& element, const std::string& name) {

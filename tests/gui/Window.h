@@ -29,6 +29,10 @@ protected:
     /// Writes the machine's configuration file: `client` is put into the element of the client's settings, `others`
     /// beside it.
     static void Configure(const std::string& client, const std::string& others = "");
+    /// Puts the program's catalogues where it looks for them and takes a language of the configuration.
+    static void Speak(long number);
+    /// Writes the desktop's settings: its font has this size in points. The toolkit reads them when it starts.
+    static void UseFontOf(int points);
     /// The sub-tree of one PC/SC reader.
     static std::string PcscSubTree(const std::string& element, const std::string& name);
 
