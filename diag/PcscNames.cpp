@@ -76,10 +76,11 @@ std::string NameOfFeature(unsigned tag) {
     return found == std::end(FeatureNames) ? std::string() : found->name;
 }
 
-bool HasEither(const std::vector<Feature>& features, unsigned one, unsigned other) {
-    return std::any_of(features.begin(), features.end(), [=](const Feature& feature) {
-        return (feature.tag == one || feature.tag == other) && feature.controlCode != 0;
-    });
+/// Where a tag stands twice the last one counts, as it does when the reader is used.
+bool Has(const std::vector<Feature>& features, unsigned tag) {
+    const auto last =
+        std::find_if(features.rbegin(), features.rend(), [tag](const Feature& feature) { return feature.tag == tag; });
+    return last != features.rend() && last->controlCode != 0;
 }
 
 } // namespace
@@ -139,11 +140,11 @@ bool IsSoundFeatureList(const std::string& list) {
 }
 
 bool CanVerify(const std::vector<Feature>& features) {
-    return HasEither(features, FEATURE_VERIFY_PIN_DIRECT, FEATURE_VERIFY_PIN_START);
+    return Has(features, FEATURE_VERIFY_PIN_DIRECT) || Has(features, FEATURE_VERIFY_PIN_START);
 }
 
 bool CanModify(const std::vector<Feature>& features) {
-    return HasEither(features, FEATURE_MODIFY_PIN_DIRECT, FEATURE_MODIFY_PIN_START);
+    return Has(features, FEATURE_MODIFY_PIN_DIRECT) || Has(features, FEATURE_MODIFY_PIN_START);
 }
 
 std::string ProtocolName(unsigned long protocol) {

@@ -19,6 +19,7 @@
 
 #include <cstdio>
 #include <ctime>
+#include <utility>
 
 namespace Diag {
 
@@ -56,16 +57,33 @@ LibLogging* OpenLog(const Options& options) {
     return file.isRegular && file.writable && file.size > 0 ? log : nullptr;
 }
 
-LogLine LogTo(LibLogging* log, const Options& options) {
+void WriteLine(LibLogging& log, bool isError, const std::string& text) {
+    isError ? log.LogError(text) : log.LogMessage(text);
+}
+
+LogLine LogTo(LibLogging* log) {
     if (log == nullptr) {
         return nullptr;
     }
-    const Redaction redaction(Vantor::GetUserDir());
-    return [log, redaction, redacts = options.redact](bool isError, const std::string& line) {
-        const std::string text = redacts ? redaction.Text(line) : line;
-        isError ? log->LogError(text) : log->LogMessage(text);
-    };
+    return [log](bool isError, const std::string& text) { WriteLine(*log, isError, text); };
 }
+
+/// Lines that wait until all serial numbers are known: a reader's name is logged before it has told its own.
+class HeldLines {
+public:
+    LogLine Log() {
+        return [this](bool isError, const std::string& text) { lines.emplace_back(isError, text); };
+    }
+    void Write(LibLogging& log, const Redaction& redaction) {
+        for (const auto& [isError, text] : lines) {
+            WriteLine(log, isError, redaction.Text(text));
+        }
+        lines.clear();
+    }
+
+private:
+    std::vector<std::pair<bool, std::string>> lines;
+};
 
 Report MakeReport(ReaderQuestion& question, std::vector<UsbReader> usbReaders, ConfigurationState configuration) {
     Report report;
@@ -87,13 +105,7 @@ Report MakeReport(ReaderQuestion& question, std::vector<UsbReader> usbReaders, C
     return report;
 }
 
-int PrintReport(Report report, const Options& options) {
-    std::vector<Finding> findings = DeriveFindings(report);
-    if (options.redact) {
-        const Redaction redaction(report, Vantor::GetUserDir());
-        redaction.Apply(findings);
-        redaction.Apply(report);
-    }
+int PrintReport(const Report& report, const std::vector<Finding>& findings, const Options& options) {
     if (!Print(options.json ? FormatJson(report, findings, options.redact) : FormatText(report, findings))) {
         std::perror("lumodiag");
         return ExitTrouble;
@@ -102,32 +114,48 @@ int PrintReport(Report report, const Options& options) {
 }
 
 /// Each line at once: whoever watches wants to see what his hands do.
-int Watch(const Options& options, const LogLine& log) {
-    const Redaction redaction(Vantor::GetUserDir());
+int Watch(const Options& options, LibLogging* log) {
+    Redaction redaction(Vantor::GetUserDir());
     bool isPrinted = true;
     WatchReaders([&](Event event) {
-        event.reader = options.redact ? redaction.Text(event.reader) : event.reader;
+        if (options.redact) {
+            // Its serial number may stand in the name of a reader that has just come.
+            redaction.Learn(ListUsbReaders());
+            event.reader = redaction.Text(event.reader);
+        }
         const std::string time = TimeText(std::time(nullptr));
         isPrinted = Print((options.json ? FormatEventJson(event, time) : FormatEvent(event, time)) + "\n");
-        if (log) {
-            log(false, FormatEvent(event, "lumodiag"));
+        if (log != nullptr) {
+            log->LogMessage(FormatEvent(event, "lumodiag"));
         }
         return isPrinted;
     });
     return isPrinted ? ExitFine : ExitTrouble;
 }
 
-int RunReport(const Options& options, const LogLine& log) {
+int RunReport(const Options& options, LibLogging* log) {
+    HeldLines held;
+    const bool isHeld = log != nullptr && options.redact;
     // Only beside readers on USB does it matter by which channel each is attached.
     std::vector<UsbReader> usbReaders = ListUsbReaders();
-    ReaderQuestion question(TimeLimits(), log, !usbReaders.empty());
+    ReaderQuestion question(TimeLimits(), isHeld ? held.Log() : LogTo(log), !usbReaders.empty());
     // While the readers take their time:
     ConfigurationState configuration = ProbeConfiguration();
     UseLanguage(ChooseLanguage(options, configuration.settings));
-    return PrintReport(MakeReport(question, std::move(usbReaders), std::move(configuration)), options);
+    Report report = MakeReport(question, std::move(usbReaders), std::move(configuration));
+    std::vector<Finding> findings = DeriveFindings(report);
+    if (options.redact) {
+        const Redaction redaction(report, Vantor::GetUserDir());
+        redaction.Apply(findings);
+        redaction.Apply(report);
+        if (isHeld) {
+            held.Write(*log, redaction);
+        }
+    }
+    return PrintReport(report, findings, options);
 }
 
-int RunOther(const Options& options, const LogLine& log) {
+int RunOther(const Options& options, LibLogging* log) {
     UseLanguage(ChooseLanguage(options, ProbeConfiguration().settings));
     if (options.help) {
         return Print(HelpText() + "\n") ? ExitFine : ExitTrouble;
@@ -155,7 +183,7 @@ int Run(int count, char** arguments) {
         std::fprintf(stderr, "lumodiag: cannot write the log file %s\n", options.logFile.c_str());
         return ExitTrouble;
     }
-    const int status = isOther ? RunOther(options, LogTo(log, options)) : RunReport(options, LogTo(log, options));
+    const int status = isOther ? RunOther(options, log) : RunReport(options, log);
     if (log != nullptr) {
         log->Destroy();
     }

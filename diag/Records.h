@@ -83,10 +83,12 @@ struct FileFacts {
     std::string group;
     unsigned mode = 0; ///< permission bits
     std::int64_t size = 0;
-    std::int64_t modified = 0; ///< seconds since the epoch
-    bool readable = false;     ///< by this user
-    bool writable = false;     ///< by this user: saving would take effect
-    std::string obstacle;      ///< why it is not writable, in the system's words
+    std::int64_t modified = 0;  ///< seconds since the epoch
+    bool readable = false;      ///< by this user
+    bool writable = false;      ///< by this user: saving would take effect
+    std::string obstacle;       ///< why it is not writable, in the system's words
+    bool ownedByPerson = false; ///< the owner is an account of a person, not of the system
+    bool groupOfPeople = false; ///< likewise the group
 };
 
 /// A line of a file and what is wrong there.

@@ -16,6 +16,7 @@ namespace {
 constexpr std::size_t ShortestSerial = 4;
 constexpr std::size_t LongestBeginning = 3;
 constexpr char Ellipsis[] = "\xE2\x80\xA6";
+constexpr char Homes[] = "/home/";
 
 bool IsSerialCharacter(char c) {
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '-' || c == '.' ||
@@ -26,10 +27,16 @@ bool IsDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
+/// As results are written behind their names, "0x8010001D".
+bool IsResultCode(const std::string& text) {
+    return text.size() == 10 && text.compare(0, 2, "0x") == 0 &&
+           text.find_first_not_of("0123456789ABCDEF", 2) == std::string::npos;
+}
+
 /// The daemon puts a serial number in parentheses behind the reader's name; words in parentheses have no digits.
 bool IsSerial(const std::string& text) {
-    return text.size() >= ShortestSerial && std::all_of(text.begin(), text.end(), IsSerialCharacter) &&
-           std::any_of(text.begin(), text.end(), IsDigit);
+    return text.size() >= ShortestSerial && !IsResultCode(text) &&
+           std::all_of(text.begin(), text.end(), IsSerialCharacter) && std::any_of(text.begin(), text.end(), IsDigit);
 }
 
 std::string ReplaceAll(std::string text, const std::string& from, const std::string& to) {
@@ -37,6 +44,21 @@ std::string ReplaceAll(std::string text, const std::string& from, const std::str
         text.replace(place, from.size(), to);
     }
     return text;
+}
+
+/// "/home/anna/x" becomes "/home/…/x".
+std::string HideHomes(std::string text) {
+    for (std::size_t place = text.find(Homes); place != std::string::npos; place = text.find(Homes, place)) {
+        place += sizeof(Homes) - 1;
+        const std::size_t end = std::min(text.find('/', place), text.size());
+        text.replace(place, end - place, Ellipsis);
+    }
+    return text;
+}
+
+void HideAccounts(FileFacts& file) {
+    file.owner = file.ownedByPerson ? Ellipsis : file.owner;
+    file.group = file.groupOfPeople ? Ellipsis : file.group;
 }
 
 std::string ShortenParentheses(std::string text) {
@@ -75,18 +97,23 @@ Redaction::Redaction(const Report& report, std::string homeDirectory) : Redactio
             }
         }
     }
-    for (const UsbReader& device : report.usbReaders) {
+    Learn(report.usbReaders);
+}
+
+void Redaction::Learn(const std::vector<UsbReader>& devices) {
+    for (const UsbReader& device : devices) {
         Learn(device.serial);
     }
-    std::sort(serials.begin(), serials.end(),
-              [](const std::string& a, const std::string& b) { return a.size() > b.size(); });
 }
 
 void Redaction::Learn(const std::string& bytes) {
     const std::string serial = bytes.substr(0, bytes.find_last_not_of('\0') + 1);
-    if (serial.size() >= ShortestSerial) {
-        serials.push_back(serial);
+    if (serial.size() < ShortestSerial) {
+        return;
     }
+    serials.push_back(serial);
+    std::sort(serials.begin(), serials.end(),
+              [](const std::string& a, const std::string& b) { return a.size() > b.size(); });
 }
 
 std::string Redaction::Text(const std::string& text) const {
@@ -97,7 +124,7 @@ std::string Redaction::Text(const std::string& text) const {
     if (home.size() > 1) {
         redacted = ReplaceAll(redacted, home + "/", "~/");
     }
-    return ShortenParentheses(redacted);
+    return ShortenParentheses(HideHomes(redacted));
 }
 
 void Redaction::Apply(Report& report) const {
@@ -115,14 +142,41 @@ void Redaction::Apply(Report& report) const {
         device.product = Text(device.product);
         device.manufacturer = Text(device.manufacturer);
     }
-    for (StoredReader& reader : report.configuration.settings.readers) {
-        reader.name = Text(reader.name);
-        reader.kind = Text(reader.kind);
+    report.service.socket = Text(report.service.socket);
+    Apply(report.configuration);
+    Apply(report.logs.client);
+    Apply(report.logs.miniDriver);
+}
+
+void Redaction::Apply(ConfigurationState& state) const {
+    Apply(state.machine);
+    Apply(state.user);
+    for (StoredReader& reader : state.settings.readers) {
+        for (std::string* const text : {&reader.element, &reader.kind, &reader.name, &reader.library}) {
+            *text = Text(*text);
+        }
     }
-    for (std::string* const path :
-         {&report.configuration.settings.traceFile, &report.configuration.machine.file.path,
-          &report.configuration.user.file.path, &report.logs.client.path, &report.logs.miniDriver.path}) {
-        *path = Text(*path);
+    state.settings.traceFile = Text(state.settings.traceFile);
+    state.settings.clientVersion = Text(state.settings.clientVersion);
+}
+
+void Redaction::Apply(ConfigurationFile& configuration) const {
+    configuration.file.path = Text(configuration.file.path);
+    HideAccounts(configuration.file);
+    HideAccounts(configuration.folder);
+    // Values stand in the paths of what the schema refuses.
+    for (FileProblem& problem : configuration.invalid) {
+        problem.path = Text(problem.path);
+    }
+    for (std::string& path : configuration.unread) {
+        path = Text(path);
+    }
+}
+
+void Redaction::Apply(LogDirectory& directory) const {
+    directory.path = Text(directory.path);
+    for (LogFileFacts& file : directory.files) {
+        file.name = Text(file.name);
     }
 }
 

@@ -1,4 +1,4 @@
-// Takes out of a report what names one device or person: serial numbers and the home directory.
+// Takes out of a report what names one device or person: serial numbers, home directories, accounts of people.
 #pragma once
 
 #include "diag/Findings.h"
@@ -17,13 +17,20 @@ public:
     /// Learns every serial number of the report, wherever it occurs.
     Redaction(const Report& report, std::string home);
 
-    /// The text with its serial numbers shortened to their beginning, and with "~" for the home directory.
+    /// Learns the serial numbers of these devices, too.
+    void Learn(const std::vector<UsbReader>& devices);
+
+    /// The text with its serial numbers shortened to their beginning, with "~" for the home directory, and with no name
+    /// in those of other people.
     [[nodiscard]] std::string Text(const std::string& text) const;
     void Apply(Report& report) const;
     void Apply(std::vector<Finding>& findings) const;
 
 private:
     void Learn(const std::string& bytes);
+    void Apply(ConfigurationState& state) const;
+    void Apply(ConfigurationFile& configuration) const;
+    void Apply(LogDirectory& directory) const;
 
     std::vector<std::string> serials; ///< longest first
     std::string home;

@@ -225,7 +225,7 @@ std::string WritersText(const FileFacts& file) {
     if ((file.mode & 0002U) != 0) {
         writers.emplace_back(Translate("alle"));
     }
-    return Join(writers, ", ");
+    return writers.empty() ? Translate("nur root") : Join(writers, ", ");
 }
 
 std::string DescribeParsing(const ConfigurationFile& configuration) {

@@ -8,6 +8,7 @@
 #include <ctime>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace Diag;
 
@@ -36,6 +37,21 @@ TEST_F(FileProbeTest, AFileIsDescribed) {
     EXPECT_EQ(facts.size, 5);
     EXPECT_NEAR(static_cast<double>(facts.modified), static_cast<double>(std::time(nullptr)), 60);
     EXPECT_EQ(facts.obstacle, "");
+}
+
+TEST_F(FileProbeTest, AccountsOfPeopleAreToldFromThoseOfTheSystem) {
+    const std::string file = Make("file", 0644);
+    EXPECT_FALSE(DescribeFile(file).ownedByPerson || DescribeFile(file).groupOfPeople);
+    if (chown(file.c_str(), 65534, 65534) != 0) {
+        GTEST_SKIP() << "a mapped root has no other users to give a file to";
+    }
+    EXPECT_FALSE(DescribeFile(file).ownedByPerson || DescribeFile(file).groupOfPeople);
+    ASSERT_EQ(chown(file.c_str(), 999, 1000), 0);
+    EXPECT_FALSE(DescribeFile(file).ownedByPerson);
+    EXPECT_TRUE(DescribeFile(file).groupOfPeople);
+    ASSERT_EQ(chown(file.c_str(), 1000, 999), 0);
+    EXPECT_TRUE(DescribeFile(file).ownedByPerson);
+    EXPECT_FALSE(DescribeFile(file).groupOfPeople);
 }
 
 TEST_F(FileProbeTest, AFolderIsNoRegularFile) {

@@ -301,11 +301,9 @@ TEST_F(FindingsTest, TenThousandRandomFeatureListsAreJudgedAsTheReaderCodeJudges
         // when
         const auto features = ParseFeatures(list);
         const auto ids = Ids();
-        // then: the sounder view never contradicts the reader code's, and the report can be printed
+        // then: the report never contradicts the reader code, and can be printed
         const bool sound = IsSoundFeatureList(list);
-        if (sound) {
-            EXPECT_EQ(CanVerify(features) && CanModify(features), report.readers[0].isSecure) << i;
-        }
+        EXPECT_EQ(CanVerify(features) && CanModify(features), report.readers[0].isSecure) << i;
         EXPECT_EQ(std::count(ids.begin(), ids.end(), "pinpad-list-broken"), sound ? 0 : 1) << i;
         EXPECT_EQ(std::count(ids.begin(), ids.end(), "pinpad-half"), CanVerify(features) != CanModify(features)) << i;
         EXPECT_THAT(ids, Not(Contains("pinpad-by-name-only")));

@@ -54,6 +54,14 @@ TEST(RedactionTest, SerialsInParenthesesAreShortenedUnlearned) {
     EXPECT_EQ(redaction.Text("A (12345678) B (SN:99-4711)"), "A (12…) B (SN:…)");
 }
 
+TEST(RedactionTest, ResultCodesInParenthesesStay) {
+    const Redaction redaction("");
+    EXPECT_EQ(redaction.Text("SCARD_E_NO_SERVICE (0x8010001D)"), "SCARD_E_NO_SERVICE (0x8010001D)");
+    EXPECT_EQ(redaction.Text("error in SCardConnect  (0x8010000f, 8010000f)"),
+              "error in SCardConnect  (0x8010000f, 8010000f)");
+    EXPECT_EQ(redaction.Text("Reader (0x8010001D5)"), "Reader (0x8…)") << "a digit more, and it is none";
+}
+
 TEST(RedactionTest, WordsInParenthesesStay) {
     const Redaction redaction("");
     for (const char* const text : {"Reader (contactless) 00 00", "Reader (v2) 00 00", "Reader () x",
@@ -65,8 +73,47 @@ TEST(RedactionTest, WordsInParenthesesStay) {
 TEST(RedactionTest, TheHomeDirectoryBecomesATilde) {
     const Redaction redaction("/home/anna/");
     EXPECT_EQ(redaction.Text("/home/anna/.vantor/lumoclient/config"), "~/.vantor/lumoclient/config");
-    EXPECT_EQ(redaction.Text("/home/annabell/x"), "/home/annabell/x");
+    EXPECT_EQ(redaction.Text("/home/annabell/x"), "/home/…/x") << "that is somebody else's";
     EXPECT_EQ(Redaction("/").Text("/etc/vantor"), "/etc/vantor") << "a home of / names nobody";
+}
+
+TEST(RedactionTest, HomesOfOthersLoseTheirName) {
+    const Redaction redaction("/home/anna");
+    EXPECT_EQ(redaction.Text("/home/berta/x.log and /home/carl"), "/home/…/x.log and /home/…");
+    EXPECT_EQ(redaction.Text("/home/anna"), "/home/…");
+    EXPECT_EQ(redaction.Text("/home/"), "/home/…");
+}
+
+TEST(RedactionTest, DevicesThatComeLaterAreLearned) {
+    Redaction redaction("");
+    EXPECT_EQ(redaction.Text("Stick AB123456"), "Stick AB123456");
+    UsbReader device;
+    device.serial = "AB123456";
+    redaction.Learn({device});
+    EXPECT_EQ(redaction.Text("Stick AB123456"), "Stick AB…");
+}
+
+TEST(RedactionTest, AccountsOfPeopleAreHiddenAndThoseOfTheSystemAreNot) {
+    Report report;
+    report.configuration.machine.file.owner = "anna";
+    report.configuration.machine.file.ownedByPerson = true;
+    report.configuration.machine.file.group = "lumoadmin";
+    Redaction("").Apply(report);
+    EXPECT_EQ(report.configuration.machine.file.owner, "…");
+    EXPECT_EQ(report.configuration.machine.file.group, "lumoadmin");
+}
+
+TEST(RedactionTest, EveryTextOfTheConfigurationAndTheLogsIsShortened) {
+    Report report = WithSerial("AB123456");
+    ConfigurationState& state = report.configuration;
+    state.machine.invalid = {{1, "config/lumo_Client/Reader0 \"AB123456\"", "x"}};
+    state.machine.unread = {"config/AB123456"};
+    state.settings.readers = {{"ReaderAB123456", "AB123456", "AB123456", "AB123456", false}};
+    state.settings.clientVersion = "AB123456";
+    report.logs.miniDriver.files = {{"AB123456.log", 1, 1}};
+    report.service.socket = "/run/AB123456";
+    Redaction(report, "").Apply(report);
+    EXPECT_THAT(SampleText(report, {}), Not(HasSubstr("AB123456")));
 }
 
 TEST(RedactionTest, ShortSerialsAreShortenedInTheirOwnPlaceOnly) {

@@ -1,0 +1,181 @@
+// What lumodiag says about the configuration and the logs, as root and as somebody without rights.
+#include "tests/support/TemporaryFolder.h"
+#include "tests/system/Lumodiag.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include <sys/stat.h>
+
+namespace {
+
+using nlohmann::json;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+namespace fs = std::filesystem;
+
+constexpr auto kFolder = "/etc/vantor/lumoclient";
+constexpr auto kFile = "/etc/vantor/lumoclient/config";
+constexpr auto kClientLogs = "/mnt/home/.vantor/lumo Client/Trace";
+constexpr auto kMiniDriverLogs = "/etc/vantor/LumoMiniDriver/Log";
+
+constexpr auto kAnyReader = "    <Reader0>\n      <Reader>PCSC Reader</Reader>\n      <ReaderName>*</ReaderName>\n"
+                            "    </Reader0>\n";
+
+void store(const std::string& text) {
+    fs::create_directories(kFolder);
+    test::WriteText(kFile, text);
+}
+
+std::string document(const std::string& client, const std::string& rest = "") {
+    return "<config>\n  <lumo_Client>\n" + client + "  </lumo_Client>\n" + rest + "</config>\n";
+}
+
+std::string reader(int number, const std::string& name) {
+    const auto element = "Reader" + std::to_string(number);
+    return "    <" + element + "><Reader>PCSC Reader</Reader><ReaderName>" + name + "</ReaderName></" + element + ">\n";
+}
+
+TEST(DiagConfiguration, IsFineAndTold) {
+    store(document(reader(0, "Vantor Simulated Reader 1 00 00") + "    <Language>58</Language>\n",
+                   "  <LumoMiniDriver><EnableLogging>1</EnableLogging></LumoMiniDriver>\n"));
+    const auto report = Lumodiag::report();
+    EXPECT_EQ(report.ending.status, 0);
+    EXPECT_THAT(report.findings(), IsEmpty());
+    const auto& settings = report.document.at("configuration").at("settings");
+    EXPECT_EQ(settings.at("language"), 58);
+    EXPECT_EQ(settings.at("miniDriverLogging"), 1);
+    ASSERT_THAT(settings.at("readers"), SizeIs(1));
+    EXPECT_EQ(settings.at("readers").at(0).at("name"), "Vantor Simulated Reader 1 00 00");
+    EXPECT_EQ(report.machineFile().at("path"), kFile);
+    EXPECT_EQ(report.machineFile().at("owner"), "root");
+    EXPECT_EQ(report.machineFile().at("writable"), true);
+    EXPECT_EQ(report.document.at("configuration").at("user").at("path"), "/mnt/home/.vantor/lumoclient/config");
+}
+
+TEST(DiagConfiguration, CannotBeParsedAndTheLineIsTold) {
+    const std::string broken = "<config>\n  <lumo_Client>\n    <Language 58</Language>\n  </lumo_Client>\n</config>\n";
+    store(broken);
+    const auto report = Lumodiag::report();
+    EXPECT_EQ(report.ending.status, 1);
+    EXPECT_EQ(report.machineFile().at("parsed"), false);
+    EXPECT_EQ(report.machineFile().at("malformed").at("line"), 3);
+    EXPECT_THAT(report.finding("configuration-malformed").at("details").at(0).get<std::string>(), HasSubstr("3"));
+    EXPECT_EQ(test::ReadText(kFile), broken) << "asking changes nothing";
+}
+
+TEST(DiagConfiguration, HasTagsThatDoNotMatchWhichTheClientReadsAllTheSame) {
+    store("<config>\n  <lumo_Client>\n    <Language>58</Lang>\n  </lumo_Client>\n</config>\n");
+    const auto report = Lumodiag::report();
+    EXPECT_EQ(report.document.at("configuration").at("settings").at("language"), 58);
+    EXPECT_EQ(report.machineFile().at("invalid").at(0).at("line"), 3);
+    EXPECT_EQ(report.ending.status, 1);
+}
+
+TEST(DiagConfiguration, WasPutAside) {
+    store(document(kAnyReader));
+    test::WriteText(std::string(kFile) + ".unreadable", "<config");
+    const auto report = Lumodiag::report();
+    EXPECT_EQ(report.ending.status, 1);
+    EXPECT_EQ(report.machineFile().at("putAside"), true);
+    EXPECT_EQ(report.finding("configuration-put-aside").at("subject"), std::string(kFile) + ".unreadable");
+}
+
+TEST(DiagConfiguration, NamesReadersThatAreNotAttached) {
+    store(document(reader(0, "Vantor Simulated Reader 1 00 00") + reader(1, "Left At Home 01 00")));
+    const auto report = Lumodiag::report();
+    EXPECT_THAT(report.findings(), ElementsAre("configuration-reader-missing"));
+    EXPECT_EQ(report.finding("configuration-reader-missing").at("subject"), "Left At Home 01 00");
+    EXPECT_THAT(report.finding("configuration-reader-missing").at("details"), ElementsAre("Reader1"));
+    EXPECT_EQ(report.ending.status, 1);
+}
+
+TEST(DiagConfiguration, HasElementsThatNobodyReadsAndValuesThatNobodyUnderstands) {
+    store(document(kAnyReader + std::string("    <Lanugage>58</Lanugage>\n"
+                                            "    <MakeDialogsStayOnTop>Maybe</MakeDialogsStayOnTop>\n"
+                                            "    <Language>175</Language>\n")));
+    const auto report = Lumodiag::report();
+    EXPECT_THAT(report.finding("configuration-unread-element").at("details"),
+                ElementsAre("config/lumo_Client/Lanugage"));
+    EXPECT_EQ(report.machineFile().at("invalid").at(0).at("line"), 8);
+    EXPECT_THAT(report.finding("configuration-invalid").at("details").dump(), HasSubstr("Maybe"));
+    EXPECT_THAT(report.finding("configuration-language-unknown").at("details"), ElementsAre("175"));
+    EXPECT_EQ(report.ending.status, 1);
+}
+
+TEST(DiagConfiguration, ChoosesNoReader) {
+    store(document("    <Reader0/>\n"));
+    EXPECT_THAT(Lumodiag::report().findings(), ElementsAre("configuration-no-reader"));
+}
+
+TEST(DiagConfiguration, MayNotBeWrittenByThisUser) {
+    store(document(kAnyReader));
+    ASSERT_EQ(chmod(kFile, 0444) + chmod(kFolder, 0555), 0);
+    const auto report = Lumodiag::reportWithoutRights();
+    EXPECT_EQ(report.ending.status, 1);
+    EXPECT_EQ(report.machineFile().at("writable"), false);
+    EXPECT_EQ(report.machineFile().at("mode"), "r--r--r--");
+    EXPECT_THAT(report.findings(), ElementsAre("configuration-read-only"));
+    EXPECT_THAT(report.finding("configuration-read-only").at("commands").dump(), HasSubstr("usermod"));
+    EXPECT_THAT(Lumodiag::report().findings(), IsEmpty()) << "root may";
+}
+
+TEST(DiagConfiguration, MayNotEvenBeReadByThisUser) {
+    store(document(kAnyReader));
+    ASSERT_EQ(chmod(kFile, 0), 0);
+    const auto report = Lumodiag::reportWithoutRights();
+    EXPECT_EQ(report.ending.status, 1);
+    EXPECT_EQ(report.machineFile().at("readable"), false);
+    EXPECT_EQ(report.machineFile().at("exists"), true);
+    EXPECT_THAT(report.findings(), Contains("configuration-unreadable"));
+    EXPECT_THAT(report.findings(), Not(Contains("configuration-malformed"))) << "nobody has seen what is in it";
+}
+
+TEST(DiagLogs, AreToldWhetherTheirDirectoriesExistOrNot) {
+    const auto before = Lumodiag::report();
+    for (const char* const which : {"client", "miniDriver"})
+        EXPECT_EQ(before.document.at("logs").at(which).at("exists"), false);
+    EXPECT_FALSE(fs::exists(kClientLogs) || fs::exists(kMiniDriverLogs)) << "asking makes nothing";
+    // given
+    fs::create_directories(kClientLogs);
+    fs::create_directories(kMiniDriverLogs);
+    test::WriteText(std::string(kClientLogs) + "/lumop11.log", std::string(1500, 'x'));
+    // then: size and age of what is in them
+    const auto logs = Lumodiag::report().document.at("logs");
+    EXPECT_EQ(logs.at("client").at("path"), std::string(kClientLogs) + "/");
+    ASSERT_THAT(logs.at("client").at("files"), SizeIs(1));
+    EXPECT_EQ(logs.at("client").at("files").at(0).at("name"), "lumop11.log");
+    EXPECT_EQ(logs.at("client").at("files").at(0).at("size"), 1500);
+    EXPECT_LT(logs.at("client").at("files").at(0).at("age"), 60);
+    EXPECT_EQ(logs.at("miniDriver").at("exists"), true);
+    EXPECT_THAT(logs.at("miniDriver").at("files"), IsEmpty());
+}
+
+TEST(DiagLogs, AreSwitchedOnWhereThisUserCannotWriteOrDoesNotLook) {
+    store(document(kAnyReader + std::string("    <Trace><LogLevel>128</LogLevel><LogMode>2</LogMode>"
+                                            "<Filename>/home/anna/lumop11.log</Filename></Trace>\n"),
+                   "  <LumoMiniDriver><EnableLogging>1</EnableLogging></LumoMiniDriver>\n"));
+    fs::create_directories(kMiniDriverLogs);
+    ASSERT_EQ(chmod(kMiniDriverLogs, 0555), 0);
+    const auto report = Lumodiag::reportWithoutRights();
+    EXPECT_EQ(report.finding("log-elsewhere").at("subject"), "/home/anna/lumop11.log");
+    EXPECT_EQ(report.finding("log-not-writable").at("subject"), std::string(kMiniDriverLogs) + "/");
+    EXPECT_EQ(report.document.at("logs").at("miniDriver").at("writable"), false);
+}
+
+TEST(DiagLogs, HaveGrownTooLarge) {
+    fs::create_directories(kMiniDriverLogs);
+    const auto file = std::string(kMiniDriverLogs) + "/old.log";
+    test::WriteText(file, "");
+    fs::resize_file(file, std::uintmax_t{101} << 20);
+    EXPECT_EQ(Lumodiag::report().finding("log-large").at("subject"), std::string(kMiniDriverLogs) + "/");
+}
+
+} // namespace
