@@ -1,15 +1,20 @@
 // Load, one change and a listing of configuration files against the same done with the XML library alone.
 // Writes /etc/vantor/bench-*: to be started under scripts/sandbox.
+//
+// usage: bench_config MOST-SUB-TREES [Google Benchmark options]    leaves out what has more
 
 #include "bench/Compare.h"
 #include "config/Config.h"
 
 #include <boost/property_tree/xml_parser.hpp>
 
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -37,7 +42,7 @@ void save(const std::string& file, const pt::ptree& tree) {
 
 std::string prepare(const std::string& name, const pt::ptree& tree) {
     std::filesystem::create_directories("/etc/vantor/" + name);
-    const std::string file = "/etc/vantor/" + name + "/config";
+    std::string file = "/etc/vantor/" + name + "/config";
     save(file, tree);
     return file;
 }
@@ -50,7 +55,7 @@ Config* open(const std::string& name) {
     return config;
 }
 
-void compareSize(const std::string& size, std::size_t readers) {
+void compareLoadAndSet(const std::string& size, std::size_t readers) {
     const std::string name = "bench-" + std::to_string(readers);
     const pt::ptree tree = sampleTree(readers);
     const std::string file = prepare(name, tree);
@@ -59,7 +64,7 @@ void compareSize(const std::string& size, std::size_t readers) {
         [name](benchmark::State& state) {
             Config* loaded = open(name);
             state.PauseTiming();
-            loaded->Destroy(); // which writes both files
+            loaded->Destroy();
             state.ResumeTiming();
         },
         [file](benchmark::State& state) {
@@ -73,6 +78,13 @@ void compareSize(const std::string& size, std::size_t readers) {
     compare(
         "configuration set " + size, [config] { config->SetInteger(kValue, 58); },
         [file, tree] { save(file + ".peer", tree); });
+}
+
+void compareList(const std::string& size, std::size_t readers) {
+    const std::string name = "bench-list-" + std::to_string(readers);
+    const pt::ptree tree = sampleTree(readers);
+    prepare(name, tree);
+    Config* config = open(name);
     compare(
         "configuration list " + size, [config] { benchmark::DoNotOptimize(config->EnumSubDirs(kReaders, "Reader")); },
         [tree] {
@@ -86,6 +98,17 @@ void compareSize(const std::string& size, std::size_t readers) {
         });
 }
 
+struct Row {
+    void (*add)(const std::string& size, std::size_t readers);
+    const char* size;
+    std::size_t readers;
+};
+
+constexpr Row kRows[] = {
+    {compareLoadAndSet, "10 KB", 40},  {compareLoadAndSet, "100 KB", 400},     {compareLoadAndSet, "1 MB", 4000},
+    {compareList, "10 sub-trees", 10}, {compareList, "1,000 sub-trees", 1000}, {compareList, "10,000 sub-trees", 10000},
+};
+
 } // namespace
 
 int main(int argc, char* argv[]) {
@@ -93,13 +116,18 @@ int main(int argc, char* argv[]) {
         std::fprintf(stderr, "bench_config: start me under scripts/sandbox\n");
         return 64;
     }
-    compareSize("10 sub-trees", 10);
-    compareSize("10 KB", 40);
-    compareSize("100 KB", 400);
-    compareSize("1,000 sub-trees", 1000);
-    compareSize("1 MB", 4000);
-    compareSize("10,000 sub-trees", 10000);
-    benchmark::Initialize(&argc, argv);
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: bench_config MOST-SUB-TREES [options]\n");
+        return 64;
+    }
+    for (const Row& row : kRows) {
+        if (row.readers <= std::stoul(argv[1])) {
+            row.add(row.size, row.readers);
+        }
+    }
+    argv[1] = argv[0];
+    int rest = argc - 1;
+    benchmark::Initialize(&rest, argv + 1);
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 }

@@ -15,7 +15,9 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <sys/inotify.h>
@@ -74,6 +76,22 @@ long TickAll(const MainFrame& frame) {
     return rows;
 }
 
+/// The least that survives a power cut: a new file on the medium, then its name on the medium.
+void WriteSynced(const std::string& content) {
+    const std::string fresh = std::string(File) + ".fresh";
+    const int file = open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    const int folder = open(Folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const bool written = write(file, content.data(), content.size()) == static_cast<ssize_t>(content.size()) &&
+                         fsync(file) == 0 && rename(fresh.c_str(), (std::string(File) + ".peer").c_str()) == 0 &&
+                         fsync(folder) == 0;
+    close(folder);
+    close(file);
+    if (!written) {
+        std::perror("bench_save");
+        std::exit(EXIT_FAILURE);
+    }
+}
+
 void Register(MainFrame& frame) {
     const long readers = TickAll(frame);
     frame.Save(); // from now on each press finds what the one before has written
@@ -83,16 +101,21 @@ void Register(MainFrame& frame) {
     pt::ptree tree;
     pt::read_xml(File, tree, pt::xml_parser::trim_whitespace);
     const char* disk = std::getenv("BENCH_DISK"); // says in the row's name where /etc/vantor is
-    compare(
-        std::string("OK, ") + (disk ? disk : "disk") + ", " + std::to_string(readers) +
-            (readers == 1 ? " reader, " : " readers, ") + std::to_string(writes) + " writes of " +
-            std::to_string(std::filesystem::file_size(File)) + " B",
-        [&frame] { frame.Save(); },
-        [tree, writes] {
-            for (int i = 0; i < writes; ++i)
-                pt::write_xml(std::string(File) + ".peer", tree, std::locale(),
-                              pt::xml_writer_settings<std::string>(' ', 0, "utf-8"));
-        });
+    const std::string row = std::string("OK, ") + (disk ? disk : "disk") + ", " + std::to_string(readers) +
+                            (readers == 1 ? " reader, " : " readers, ") + std::to_string(writes) + " writes of " +
+                            std::to_string(std::filesystem::file_size(File)) + " B";
+    const auto ours = [&frame] { frame.Save(); };
+    compare(row, ours, [tree, writes] {
+        for (int i = 0; i < writes; ++i)
+            pt::write_xml(std::string(File) + ".peer", tree, std::locale(),
+                          pt::xml_writer_settings<std::string>(' ', 0, "utf-8"));
+    });
+    std::ostringstream document;
+    pt::write_xml(document, tree, pt::xml_writer_settings<std::string>(' ', 0, "utf-8"));
+    compare(row + ", to the limit", ours, [content = document.str(), writes] {
+        for (int i = 0; i < writes; ++i)
+            WriteSynced(content);
+    });
 }
 
 } // namespace
