@@ -2,84 +2,20 @@
 
 #include "util/ReplaceFile.h"
 
-#include "tests/support/Tracer.h"
+#include "tests/reliability/Faults.h"
 #include "tests/unit/util/FileTests.h"
 
-#include <algorithm>
-#include <cerrno>
 #include <iostream>
-
-#include <sys/syscall.h>
 
 using namespace Vantor;
 using namespace test;
+using namespace reliability;
 using Support::Action;
 
 namespace {
 
 const std::string Old(9000, 'o');
 const std::string New(20000, 'n');
-
-/// What becomes of a call.
-struct Fault {
-    const char* name;
-    Action action;
-
-    bool IsError() const { return action.kind == Action::Kind::Fail; }
-};
-
-constexpr Fault Faults[] = {
-    {"ENOSPC", {Action::Kind::Fail, ENOSPC}}, {"EIO", {Action::Kind::Fail, EIO}},
-    {"EDQUOT", {Action::Kind::Fail, EDQUOT}}, {"EROFS", {Action::Kind::Fail, EROFS}},
-    {"EACCES", {Action::Kind::Fail, EACCES}}, {"EMFILE", {Action::Kind::Fail, EMFILE}},
-    {"EINTR", {Action::Kind::Fail, EINTR}},   {"short write", {Action::Kind::Shorten}},
-};
-
-/// One call that may be spoilt.
-struct Call {
-    std::size_t index; ///< counts from 0
-    long number;       ///< SYS_...
-};
-
-/// How the process ended.
-struct FaultyRun {
-    bool finished;  ///< by itself, not by a crash
-    bool succeeded; ///< and the function returned true
-    std::size_t calls;
-};
-
-// Exit statuses that no sanitizer and no library uses.
-constexpr int Succeeded = 110;
-constexpr int NotSucceeded = 111;
-
-/// The sanitizer's allocator gives up where the program's own would report; that is another matter.
-bool IsAboutMemory(long number) {
-    constexpr long calls[] = {SYS_mmap, SYS_munmap, SYS_madvise, SYS_mprotect, SYS_brk};
-    return std::find(std::begin(calls), std::end(calls), number) != std::end(calls);
-}
-
-/// Runs a function in a process of its own and asks `spoil` before each of its system calls. Two calls that change
-/// nothing frame them.
-template <typename Spoil>
-FaultyRun RunWithFaults(const std::function<bool()>& body, const Spoil& spoil) {
-    std::size_t calls = 0;
-    bool inside = false;
-    const auto framed = [&] {
-        syscall(SYS_getppid);
-        const bool good = body();
-        syscall(SYS_getppid);
-        return good ? Succeeded : NotSucceeded;
-    };
-    const auto outcome = Support::trace(framed, [&](const Support::Stop& stop) {
-        if (stop.entering && stop.number == SYS_getppid) {
-            inside = !inside;
-        } else if (stop.entering && inside && !IsAboutMemory(stop.number)) {
-            return spoil(Call{calls++, stop.number});
-        }
-        return Action{};
-    });
-    return {outcome.status == Succeeded || outcome.status == NotSucceeded, outcome.status == Succeeded, calls};
-}
 
 struct Count {
     int cases = 0;
@@ -100,8 +36,8 @@ class FaultyDisk : public FileTest {
 protected:
     /// What runs while calls are spoilt. It does not touch this object: on its behalf a sanitizer would make system
     /// calls of its own, which are not to be spoilt.
-    std::function<bool()> Replacing() const {
-        return [path = file] { return ReplaceFile(path, New); };
+    std::function<int()> Replacing() const {
+        return [path = file] { return ReplaceFile(path, New) ? 1 : 0; };
     }
 
     /// Spoils the call of this index alone. @param spoilt  set to its number
@@ -129,7 +65,7 @@ protected:
                 const std::string what = each.name + (" at system call " + std::to_string(spoilt));
                 ASSERT_TRUE(run.finished) << what;
                 if (each.IsError() || spoilt == SYS_write) {
-                    check(each, spoilt, what, run.succeeded);
+                    check(each, spoilt, what, run.result == 1);
                 }
             }
         }
@@ -195,7 +131,7 @@ TEST_F(FaultyDisk, ADiskThatFailsForGoodLeavesTheOldFile) {
                 return call.number == failing ? Action{Action::Kind::Fail, error} : Action{};
             });
             EXPECT_TRUE(run.finished);
-            EXPECT_FALSE(run.succeeded) << failing;
+            EXPECT_EQ(run.result, 0) << failing;
             EXPECT_EQ(ReadFile(file), Old) << failing;
             EXPECT_EQ(ListFolder(folder), std::vector<std::string>{"config"}) << failing;
         }
@@ -209,7 +145,7 @@ TEST_F(FaultyDisk, WouldTearAFileThatIsTruncatedFirst) {
         [path = file] {
             FILE* const stream = fopen(path.c_str(), "wb");
             const bool written = fwrite(New.data(), 1, New.size(), stream) == New.size();
-            return fclose(stream) == 0 && written;
+            return fclose(stream) == 0 && written ? 1 : 0;
         },
         [](const Call& call) {
             return call.number == SYS_write ? Action{Action::Kind::Fail, EIO} : Action{};
