@@ -1,5 +1,6 @@
 // The built program after a long day: many refreshes and many saves in one run.
 #include "tests/support/Pcscd.h"
+#include "tests/support/SimulatedReader.h"
 #include "tests/system/Program.h"
 
 #include <gtest/gtest.h>
@@ -56,9 +57,18 @@ void expectNoGrowth(const Holdings& before, const Holdings& after) {
     EXPECT_LE(after.files, before.files);
 }
 
+// What drivers may call their readers: characters that XML reserves, and bytes that are no UTF-8.
+constexpr auto kReservedName = "K\xC3\xA4se & Brot <frisch>  'x'\n";
+constexpr auto kReservedNameInFile = "K\xC3\xA4se &amp; Brot &lt;frisch&gt;  &apos;x&apos; 00 00";
+constexpr auto kLatinName = "Latin \xE4\xF6\n";
+
 TEST(Endurance, AThousandRefreshesLeaveNothingBehind) {
     const auto readers = Pcscd::serve(4);
     const auto& last = readers.back();
+    Pcscd::stop();
+    readers[0].write("name", kReservedName);
+    readers[1].write("name", kLatinName);
+    Pcscd::start();
     Program program = longRunning();
     program.showPage(Texts::kReaders);
     const auto button = program.control("push button", Texts::kRefresh).extents();
@@ -79,11 +89,14 @@ TEST(Endurance, AThousandRefreshesLeaveNothingBehind) {
 }
 
 TEST(Endurance, TwoHundredSavesLeaveNothingBehind) {
+    Pcscd::stop();
+    Support::SimulatedReader(0).write("name", kReservedName);
+    Pcscd::start();
     Program program = longRunning();
     program.showPage(Texts::kReaders);
     const auto row = program.rowBoxArea(0);
     const auto button = program.control("push button", Texts::kApply).extents();
-    const auto with = ConfigFile::withReaders(ConfigFile::reader(0, simulatedName(0)));
+    const auto with = ConfigFile::withReaders(ConfigFile::reader(0, kReservedNameInFile));
     const auto without = ConfigFile::withReaders("<Reader0/>");
     const auto save = [&](int number) {
         program.desktop().click(row);
@@ -98,6 +111,7 @@ TEST(Endurance, TwoHundredSavesLeaveNothingBehind) {
         ASSERT_TRUE(save(i)) << i;
     expectNoGrowth(before, Holdings(program.pid()));
     EXPECT_EQ(std::distance(fs::directory_iterator("/etc/vantor/lumoclient"), {}), 1) << "left-over files";
+    EXPECT_TRUE(waitUntil([] { return Pcscd::openContexts() == 0; }));
     program.press(Texts::kCancel);
     EXPECT_EQ(program.ending().errors, "");
 }
