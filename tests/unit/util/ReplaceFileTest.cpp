@@ -265,7 +265,7 @@ TEST_F(ReplaceFileTest, ADiskFullOfFilesLeavesTheOldFile) {
 
 TEST_F(ReplaceFileTest, AReadOnlyDiskLeavesTheOldFile) {
     WriteFile(file, "old");
-    ASSERT_EQ(mount(nullptr, folder.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    ASSERT_EQ(mount(nullptr, folder.c_str(), "", MS_REMOUNT | MS_RDONLY, nullptr), 0);
     EXPECT_FALSE(ReplaceFile(file, "new"));
     EXPECT_FALSE(ReplaceFile(folder + "/another", "new"));
     EXPECT_EQ(ReadFile(file), "old");
@@ -328,7 +328,7 @@ TEST_F(ReplaceFileTest, AKillAtAnyMomentLeavesAWholeFile) {
 TEST_F(ReplaceFileInPlace, AMountedFileIsOverwritten) {
     WriteFile(folder + "/source", "a long old content");
     WriteFile(file, "");
-    ASSERT_EQ(mount((folder + "/source").c_str(), file.c_str(), nullptr, MS_BIND, nullptr), 0);
+    ASSERT_EQ(mount((folder + "/source").c_str(), file.c_str(), "", MS_BIND, nullptr), 0);
     const ino_t inode = Inode(file);
     for (const std::string& content : {std::string("short"), std::string(100000, 'x'), std::string()}) {
         EXPECT_TRUE(ReplaceFile(file, content));
@@ -346,7 +346,7 @@ TEST_F(ReplaceFileInPlace, AMountedFileOnAFullDiskStaysWhole) {
     const std::string old(5000, 'o');
     WriteFile(full + "/source", old);
     WriteFile(file, "");
-    ASSERT_EQ(mount((full + "/source").c_str(), file.c_str(), nullptr, MS_BIND, nullptr), 0);
+    ASSERT_EQ(mount((full + "/source").c_str(), file.c_str(), "", MS_BIND, nullptr), 0);
     // When a larger content is to be written
     EXPECT_FALSE(ReplaceFile(file, std::string(200000, 'x')));
     // Then nothing changed
@@ -462,7 +462,7 @@ TEST_F(ReplaceFileKeeping, AFileThatIsOverwrittenIsCopiedFirst) {
     WriteFile(folder + "/source", old);
     ASSERT_EQ(chmod((folder + "/source").c_str(), 0600), 0);
     WriteFile(file, "");
-    ASSERT_EQ(mount((folder + "/source").c_str(), file.c_str(), nullptr, MS_BIND, nullptr), 0);
+    ASSERT_EQ(mount((folder + "/source").c_str(), file.c_str(), "", MS_BIND, nullptr), 0);
     WriteFile(file + ".kept", "older");
     EXPECT_TRUE(ReplaceFile(file, "new", file + ".kept"));
     EXPECT_EQ(ReadFile(file), "new");

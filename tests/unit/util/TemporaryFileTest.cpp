@@ -101,7 +101,7 @@ TEST_F(TemporaryFileTest, TakesOverModeBeforeAnythingIsWritten) {
 
 TEST_F(TemporaryFileTest, FailsWithTheReasonWhereNoFileCanBeMade) {
     const FilePlace place = FilePlace::Open(file);
-    ASSERT_EQ(mount(nullptr, folder.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    ASSERT_EQ(mount(nullptr, folder.c_str(), "", MS_REMOUNT | MS_RDONLY, nullptr), 0);
     TemporaryFile temporary(place);
     EXPECT_FALSE(temporary.Create());
     EXPECT_EQ(errno, EROFS);
