@@ -2,6 +2,7 @@
 
 #include "diag/Language.h"
 #include "diag/PcscNames.h"
+#include "diag/ServiceProbe.h"
 #include "diag/Text.h"
 #include "diag/UsbProbe.h"
 #include "readers/EnumReaders.h"
@@ -61,7 +62,7 @@ public:
             ReaderList();
         }
         for (const Reader& reader : report.readers) {
-            if (reader.asked) {
+            if (reader.asked && !IsLeftBehind(reader)) {
                 OneReader(reader);
             }
         }
@@ -136,6 +137,12 @@ private:
         if (report.readers.size() >= ServedReaders) {
             Add("readers-at-limit");
         }
+    }
+
+    /// A service that went away fails what its readers were asked then; that is no fault of theirs.
+    bool IsLeftBehind(const Reader& reader) const {
+        return report.service.state == ServiceState::Failed &&
+               (LostService(reader) || reader.featuresCode == SCARD_F_COMM_ERROR);
     }
 
     void OneReader(const Reader& reader) {

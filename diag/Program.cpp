@@ -96,7 +96,7 @@ Report MakeReport(ReaderQuestion& question, std::vector<UsbReader> usbReaders, C
     PcscFacts asked = question.Answer();
     // Afterwards, for asking may start the service.
     ServiceFacts facts = LookForService();
-    if (asked.answered && asked.contextCode != 0) {
+    if (asked.answered) {
         facts.connectError = TryToConnect(facts.socket);
     }
     report.service = JudgeService(facts, asked);

@@ -103,17 +103,33 @@ ServiceState JudgeConnected(long code) {
     }
 }
 
+/// The service gave a context, and was gone before everything was asked.
+bool WentAway(const ServiceFacts& facts, const PcscFacts& asked) {
+    const bool isClosed = facts.connectError == ENOENT || facts.connectError == ECONNREFUSED;
+    return asked.contextCode == SCARD_S_SUCCESS &&
+           (isClosed || std::any_of(asked.readers.begin(), asked.readers.end(), LostService));
+}
+
 ServiceState JudgeState(const ServiceFacts& facts, const PcscFacts& asked) {
     if (!asked.hangingCall.empty() || !asked.answered) {
         return ServiceState::NotAnswering;
     }
     if (asked.contextCode == SCARD_S_SUCCESS) {
-        return ServiceState::Fine;
+        return WentAway(facts, asked) ? ServiceState::Failed : ServiceState::Fine;
     }
     return facts.connectError == 0 ? JudgeConnected(asked.contextCode) : JudgeUnconnected(facts);
 }
 
 } // namespace
+
+bool LostService(const Reader& reader) {
+    for (const long code : {reader.cardCode, reader.directCode}) {
+        if (code == SCARD_E_NO_SERVICE || code == SCARD_E_SERVICE_STOPPED) {
+            return true;
+        }
+    }
+    return false;
+}
 
 ServiceFacts LookForService() {
     ServiceFacts facts;
@@ -143,7 +159,8 @@ int TryToConnect(const std::string& socket) {
 Service JudgeService(const ServiceFacts& facts, const PcscFacts& asked) {
     Service service;
     service.state = JudgeState(facts, asked);
-    service.code = asked.contextCode;
+    service.code = service.state == ServiceState::Failed && asked.contextCode == SCARD_S_SUCCESS ? SCARD_E_NO_SERVICE
+                                                                                                 : asked.contextCode;
     service.call = asked.hangingCall;
     service.socket = facts.socket;
     service.program = facts.program;

@@ -1,5 +1,6 @@
 // What lumodiag says about the PC/SC service in every state that it can be in, each made for real.
 #include "tests/support/Pcscd.h"
+#include "tests/support/SimulatedReader.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/system/Lumodiag.h"
 #include "tests/system/ScriptedService.h"
@@ -140,6 +141,23 @@ TEST(DiagService, AcceptsAndNeverAnswers) {
     const auto report = Lumodiag::report();
     expectTrouble(report, "not-answering", "service-not-answering");
     EXPECT_LT(report.took.count(), 5000);
+}
+
+TEST(DiagService, DiesWhileItsReadersAreAsked) {
+    const Support::SimulatedReader reader(0);
+    reader.write("hang", "IFDHControl\n");
+    Support::Process process(Lumodiag::command({"--json"}));
+    ASSERT_TRUE(reader.logged("IFDHControl hangs"));
+    Pcscd::kill();
+    const auto ending = process.wait();
+    reader.remove("hang");
+    ASSERT_TRUE(ending.has_value());
+    EXPECT_EQ(ending->status, 1);
+    const auto document = nlohmann::json::parse(ending->output);
+    EXPECT_EQ(document.at("service").at("state"), "failed");
+    EXPECT_EQ(document.at("findings").at(0).at("id"), "service-failed");
+    EXPECT_EQ(document.at("readers").size(), 2U) << "what was known before is told";
+    EXPECT_EQ(document.at("readers").at(0).at("attributes").at("vendorName").at("text"), "Vantor");
 }
 
 TEST(DiagService, IsLookedForWhereTheLibraryLooks) {

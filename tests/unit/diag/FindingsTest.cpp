@@ -279,6 +279,17 @@ TEST_F(FindingsTest, AFeatureQueryThatFails) {
     EXPECT_THAT(Ids(), ElementsAre("pinpad-query-failed"));
 }
 
+TEST_F(FindingsTest, ReadersAreNotBlamedForAServiceThatWentAway) {
+    report.readers[0].featuresCode = SCARD_F_COMM_ERROR;
+    report.readers[1].connected = report.readers[1].featuresAsked = false;
+    report.readers[1].cardCode = report.readers[1].directCode = SCARD_E_NO_SERVICE;
+    EXPECT_THAT(Ids(), ElementsAre("pinpad-query-failed", "reader-failed")) << "with a service that is there";
+    report.service.state = ServiceState::Failed;
+    report.service.code = SCARD_E_NO_SERVICE;
+    EXPECT_EQ(std::string(Only().kind->id), "service-failed");
+    EXPECT_THAT(Only().details, ElementsAre("SCARD_E_NO_SERVICE (0x8010001D)"));
+}
+
 TEST_F(FindingsTest, TenThousandRandomFeatureListsAreJudgedAsTheReaderCodeJudgesThem) {
     std::mt19937 random(2026); // NOLINT(cert-msc51-cpp): the same lists in each run
     int secure = 0;

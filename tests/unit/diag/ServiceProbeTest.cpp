@@ -47,6 +47,19 @@ TEST(ServiceProbeTest, AContextMeansFine) {
         << "the daemon of another container, for one";
 }
 
+TEST(ServiceProbeTest, AServiceThatWentAwayWhileItWasAskedHasFailed) {
+    PcscFacts asked = Answered(SCARD_S_SUCCESS);
+    EXPECT_EQ(Judge(Machine(Program, 0, ECONNREFUSED), asked), ServiceState::Failed) << "its socket is abandoned";
+    EXPECT_EQ(Judge(Machine(Program, 0, ENOENT), asked), ServiceState::Failed);
+    EXPECT_EQ(JudgeService(Machine(Program, 0, ENOENT), asked).code, SCARD_E_NO_SERVICE);
+    // Another one listens already, but not all readers were asked.
+    asked.readers.resize(2);
+    asked.readers[1].cardCode = SCARD_E_NO_SERVICE;
+    EXPECT_EQ(Judge(Machine(Program, 8, 0), asked), ServiceState::Failed);
+    asked.readers[1].cardCode = SCARD_E_NO_SMARTCARD;
+    EXPECT_EQ(Judge(Machine(Program, 8, 0), asked), ServiceState::Fine);
+}
+
 TEST(ServiceProbeTest, NoProgramAndNobodyListeningMeansNotInstalled) {
     EXPECT_EQ(Judge(Machine("", 0, ENOENT), Answered(SCARD_E_NO_SERVICE)), ServiceState::NotInstalled);
 }
