@@ -144,7 +144,8 @@ private:
         unsigned long length = buffer.size();
         const long code = SCardGetAttrib(connection.handle, tag, buffer.data(), &length);
         if (code == SCARD_S_SUCCESS) {
-            bytes.assign(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(std::min(length, buffer.size())));
+            bytes.assign(buffer.begin(),
+                         buffer.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(length, buffer.size())));
         }
         return code;
     }
