@@ -108,7 +108,7 @@ void Redaction::Learn(const std::vector<UsbReader>& devices) {
 
 void Redaction::Learn(const std::string& bytes) {
     const std::string serial = bytes.substr(0, bytes.find_last_not_of('\0') + 1);
-    if (serial.size() < ShortestSerial) {
+    if (serial.size() < ShortestSerial || std::find(serials.begin(), serials.end(), serial) != serials.end()) {
         return;
     }
     serials.push_back(serial);

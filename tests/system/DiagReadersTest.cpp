@@ -207,14 +207,30 @@ TEST(DiagReader, HangsInItsDriver) {
     EXPECT_EQ(report.ending.status, 1);
 }
 
-TEST(DiagReader, HasACardThatDoesNotAnswer) {
-    SimulatedReader reader(0);
-    PcscClient client;
+// Takes the card out of the first reader, and puts in one that a control file describes.
+void changeCard(const char* file, const char* content) {
+    const SimulatedReader reader(0);
+    const PcscClient client;
     reader.removeCard();
     ASSERT_NE(client.stateAfter(nameOf(0), SCARD_STATE_PRESENT, 10000) & SCARD_STATE_EMPTY, 0U);
-    reader.write("power", "* -> error POWER_ACTION\n");
+    reader.write(file, content);
     reader.insertCard();
     ASSERT_NE(client.stateAfter(nameOf(0), SCARD_STATE_EMPTY, 10000) & SCARD_STATE_PRESENT, 0U);
+}
+
+TEST(DiagReader, HasACardOfAnotherProtocol) {
+    changeCard("atr", "3B 10 96\n");
+    EXPECT_EQ(Lumodiag::report().reader(0).at("card").at("protocol"), "T=0");
+    changeCard("atr", "3B 80 02\n");
+    const auto report = Lumodiag::report();
+    EXPECT_EQ(report.reader(0).at("card").at("protocol"), nullptr);
+    EXPECT_EQ(report.finding("card-failed").at("subject"), nameOf(0));
+    EXPECT_THAT(report.finding("card-failed").at("details"), ElementsAre("SCARD_E_PROTO_MISMATCH (0x8010000F)"));
+    EXPECT_EQ(attribute(report, 0, "vendorName").at("text"), "Vantor") << "the reader itself answers";
+}
+
+TEST(DiagReader, HasACardThatDoesNotAnswer) {
+    changeCard("power", "* -> error POWER_ACTION\n");
     const auto report = Lumodiag::report();
     EXPECT_EQ(report.finding("card-mute").at("subject"), nameOf(0));
     EXPECT_EQ(report.reader(0).at("card").at("result").at("name"), "SCARD_W_UNPOWERED_CARD");
