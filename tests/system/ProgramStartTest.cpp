@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include <sys/mount.h>
 #include <unistd.h>
 
 namespace {
@@ -182,6 +183,26 @@ TEST(Surroundings, WithoutAHomeOpenTheWindow) {
     EXPECT_THAT(program.title(), HasSubstr("x86"));
     program.press(Texts::kApply);
     EXPECT_EQ(ConfigFile::contentOnce(ConfigFile::withReaders("")), ConfigFile::withReaders(""));
+}
+
+TEST(Surroundings, WithAHomeThatCannotBeWrittenOpenTheWindow) {
+    Program program(Process::Environment{{"HOME", "/proc/self/nowhere"}});
+    EXPECT_EQ(program.title(), "Administrative Funktionen (, x86)");
+    program.press(Texts::kApply);
+    EXPECT_EQ(ConfigFile::contentOnce(ConfigFile::withReaders("")), ConfigFile::withReaders(""));
+}
+
+TEST(Surroundings, WhereTheDirectoryIsMissingAndCannotBeMadeOpenTheWindow) {
+    fs::remove_all("/etc/vantor");
+    ASSERT_EQ(mount("/etc", "/etc", "", MS_BIND, nullptr), 0);
+    ASSERT_EQ(mount("", "/etc", "", MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr), 0);
+    Program program;
+    EXPECT_EQ(program.title(), "Administrative Funktionen (, x86)");
+    program.press("OK");
+    const auto ending = program.ending();
+    EXPECT_EQ(ending.status, 0);
+    EXPECT_EQ(ending.errors, "");
+    EXPECT_FALSE(fs::exists("/etc/vantor"));
 }
 
 TEST(Surroundings, WithAFileInPlaceOfTheDirectoryOpenTheWindow) {
