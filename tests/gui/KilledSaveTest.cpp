@@ -25,7 +25,8 @@ constexpr std::size_t kShares = 4;
 /// The child of a fork has its parent's connections, to the display above all; what it says there must not arrive.
 void cutConnections() {
     int nowhere[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM, 0, nowhere) != 0) {
+    // Who waits for an answer gets the end of the connection.
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, nowhere) != 0 || shutdown(nowhere[1], SHUT_WR) != 0) {
         _exit(99);
     }
     for (int file = 3; file < nowhere[0]; ++file) {
@@ -43,6 +44,7 @@ protected:
         Configure("<Version>2.0</Version>");
         Attach({"Reader A", "Reader B", "Reader C", "Reader D"});
         Open();
+        wxBusyCursor(); // the display is asked for it when it is first needed
         for (long row = 0; row < List().GetItemCount(); ++row) {
             List().SetChecked(row, true);
         }
