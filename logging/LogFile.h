@@ -42,7 +42,7 @@ public:
 
     /// True when another, who is just emptying the file, does not finish: he was stopped, and lines would be lost when
     /// he goes on. See StepAside.
-    bool IsHeldUp() { return IsOpen() && !JoinHolders(); }
+    bool IsHeldUp() { return IsOpen() && !m_present && !JoinHolders(); }
     /// Renames the file to `target` and opens a new one under its name.
     void StepAside(const std::string& target);
 

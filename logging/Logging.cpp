@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <initializer_list>
 #include <limits>
 #include <mutex>
 #include <string_view>
@@ -56,26 +55,25 @@ std::string_view ThreadIdText() {
     return {cache.text, cache.length};
 }
 
-// The parts of a line are put side by side into memory of the known size.
-void Join(std::string& line, std::initializer_list<std::string_view> parts) {
-    std::size_t size = 0;
-    for (const auto part : parts) {
-        size += part.size();
-    }
-    line.resize(size);
-    char* end = line.data();
-    for (const auto part : parts) {
-        end = std::copy(part.begin(), part.end(), end);
-    }
+void Put(char*& end, std::string_view part) {
+    end = std::copy(part.begin(), part.end(), end);
 }
 
+// The parts of a line are put side by side into memory of the known size.
 void FormatLine(std::string& line, DebugLevel type, std::string_view timeText, bool withThreadId,
                 std::string_view text) {
-    if (type == DEBUGLEVEL_RAW) {
-        Join(line, {" ", text, "\n"});
-    } else {
-        Join(line, {timeText, PaddedTypeName(type), withThreadId ? ThreadIdText() : "", " ", text, "\n"});
-    }
+    const bool raw = type == DEBUGLEVEL_RAW;
+    const std::string_view time = raw ? "" : timeText;
+    const std::string_view name = raw ? "" : PaddedTypeName(type);
+    const std::string_view thread = raw || !withThreadId ? "" : ThreadIdText();
+    line.resize(time.size() + name.size() + thread.size() + text.size() + 2);
+    char* end = line.data();
+    Put(end, time);
+    Put(end, name);
+    Put(end, thread);
+    *end++ = ' ';
+    Put(end, text);
+    *end = '\n';
 }
 
 } // namespace

@@ -14,16 +14,8 @@ Mutex::~Mutex() {
     }
 }
 
-bool Mutex::lock() {
-    return m_mutex && pthread_mutex_lock(m_mutex.get()) == 0;
-}
-
 bool Mutex::trylock() {
     return m_mutex && pthread_mutex_trylock(m_mutex.get()) == 0;
-}
-
-bool Mutex::unlock() {
-    return m_mutex && pthread_mutex_unlock(m_mutex.get()) == 0;
 }
 
 } // namespace Vantor

@@ -18,11 +18,11 @@ public:
     Mutex& operator=(const Mutex&) = delete;
 
     /// Waits for the lock. @return true when it is held now
-    bool lock();
+    bool lock() { return m_mutex && pthread_mutex_lock(m_mutex.get()) == 0; }
     /// Takes the lock if nobody holds it. @return true when it is held now
     [[nodiscard]] bool trylock();
     /// Gives the lock back. @return true on success
-    bool unlock();
+    bool unlock() { return m_mutex && pthread_mutex_unlock(m_mutex.get()) == 0; }
 
 private:
     std::unique_ptr<pthread_mutex_t> m_mutex;

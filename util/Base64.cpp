@@ -104,19 +104,26 @@ void EncodeThree(const Base64Alphabet& alphabet, const unsigned char* bytes, cha
     PutPair(alphabet, bits, out + 2);
 }
 
+/// The 24 bits of four characters; NO_DIGIT or more when one of them is no digit.
+std::uint32_t DecodeFour(const Base64Alphabet& alphabet, const unsigned char* group) {
+    const auto& places = alphabet.places;
+    return places[0][group[0]] | places[1][group[1]] | places[2][group[2]] | places[3][group[3]];
+}
+
 /// Decodes groups of four characters as long as all are digits, and moves both pointers past them.
 void DecodeRun(const Base64Alphabet& alphabet, const char*& text, const char* end, unsigned char*& out) {
-    const auto& places = alphabet.places;
-    for (; end - text >= 4; text += 4, out += 3) {
-        const unsigned char* const group = AsBytes(text);
-        const std::uint32_t bits =
-            places[0][group[0]] | places[1][group[1]] | places[2][group[2]] | places[3][group[3]];
+    const unsigned char* from = AsBytes(text);
+    unsigned char* to = out; // bytes could be anything, the pointers themselves included; copies are out of their way
+    for (std::ptrdiff_t groups = (end - text) / 4; groups > 0; --groups, from += 4, to += 3) {
+        const std::uint32_t bits = DecodeFour(alphabet, from);
         if (bits >= Base64Alphabet::NO_DIGIT)
-            return;
-        out[0] = static_cast<unsigned char>(bits >> 16);
-        out[1] = static_cast<unsigned char>(bits >> 8);
-        out[2] = static_cast<unsigned char>(bits);
+            break;
+        to[0] = static_cast<unsigned char>(bits >> 16);
+        to[1] = static_cast<unsigned char>(bits >> 8);
+        to[2] = static_cast<unsigned char>(bits);
     }
+    text += from - AsBytes(text);
+    out = to;
 }
 
 unsigned int LineLengthOf(unsigned int lineMode) {
@@ -195,14 +202,29 @@ Base64::Layout Base64::LayoutOf(std::size_t length) const {
     if (lineLength == 0 || flat == 0)
         return {flat, 0, flat};
     // Without padding nothing follows the last digit, not even a separator.
-    const std::size_t breaks = (padding ? flat : flat - 1) / lineLength;
+    const std::size_t broken = padding ? flat : flat - 1;
+    const std::size_t breaks = broken < lineLength ? 0 : broken / lineLength; // a division takes a while
     return {flat, breaks, flat + breaks * lineSeparator.size()};
 }
 
 void Base64::EncodeInto(const unsigned char* data, std::size_t length, char* out, const Layout& layout) const {
-    EncodeFlat(data, length, out + (layout.whole - layout.flat));
-    if (layout.breaks != 0)
+    if (layout.breaks != 0 && lineLength % 4 != 0) {
+        EncodeInto(data, length, out + (layout.whole - layout.flat), {layout.flat, 0, layout.flat});
         BreakLines(out, layout);
+        return;
+    }
+    // Lines of whole groups stand in their places at once.
+    for (std::size_t breaks = layout.breaks;; --breaks) {
+        const std::size_t bytes = breaks != 0 ? std::min(std::size_t{lineLength} / 4 * 3, length) : length;
+        EncodeFlat(data, bytes, out);
+        if (breaks == 0)
+            return;
+        data += bytes;
+        length -= bytes;
+        out += lineLength;
+        for (const char c : lineSeparator)
+            *out++ = c;
+    }
 }
 
 void Base64::EncodeFlat(const unsigned char* data, std::size_t length, char* out) const {
