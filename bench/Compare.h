@@ -3,6 +3,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstdlib>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -13,18 +14,21 @@
 template <class Ours, class Peer>
 void compare(const std::string& row, Ours ours, Peer peer, int threads = 1) {
     const auto add = [&](const std::string& who, auto work) {
-        benchmark::RegisterBenchmark((row + "|" + who).c_str(),
-                                     [work](benchmark::State& state) mutable {
-                                         for (auto _ : state) {
-                                             if constexpr (std::is_invocable_v<decltype(work)&, benchmark::State&>) {
-                                                 work(state);
-                                             } else {
-                                                 work();
-                                             }
-                                         }
-                                     })
-            ->Threads(threads)
-            ->UseRealTime();
+        const auto run = [work](benchmark::State& state) mutable {
+            for (auto _ : state) {
+                if constexpr (std::is_invocable_v<decltype(work)&, benchmark::State&>) {
+                    work(state);
+                } else {
+                    work();
+                }
+            }
+        };
+        auto* const registered = benchmark::RegisterBenchmark((row + "|" + who).c_str(), run);
+        registered->Threads(threads)->UseRealTime();
+        // For who counts something else than time.
+        if (const char* const iterations = std::getenv("BENCH_ITERATIONS")) {
+            registered->Iterations(std::atol(iterations));
+        }
     };
     add("ours", std::move(ours));
     add("peer", std::move(peer));

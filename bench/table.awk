@@ -1,4 +1,5 @@
 # Targets and rows (see compare.jq) to a Markdown table. A refresh makes a second row of its processor time.
+# -v instructions=1: the rows are counts of instructions, for which there are no targets.
 
 FILENAME ~ /targets\.tsv$/ {
     if ($0 !~ /^#/ && NF >= 3) {
@@ -9,6 +10,8 @@ FILENAME ~ /targets\.tsv$/ {
 }
 
 function amount(value, row) {
+    if (instructions)
+        return sprintf("%.0f", value)
     if (row ~ /private memory/)
         return sprintf("%.1f MB", value / 1e6)
     if (value >= 1e9)
@@ -27,6 +30,10 @@ function line(row, ours, peer, ratio, work, rounds,    i, shown, times, wanted, 
     wanted = kind[i] == "time" ? "≤ " target[i] : kind[i] == "speed" ? "≥ " target[i] " ×" : ""
     verdict = kind[i] == "time" ? (ratio <= target[i] ? "yes" : "**no**") : kind[i] == "speed" ? (shown >= target[i] ? "yes" : "**no**") : ""
     times = kind[i] == "speed" ? " ×" : ""
+    if (instructions) {
+        printf "| %s | %s | %s | %s | %.2f%s |\n", row, note[i], ours, peer, shown, times
+        return
+    }
     if (row ~ /^log file/)
         work = "" # cp is a process of its own
     if (work != "")
@@ -37,6 +44,11 @@ function line(row, ours, peer, ratio, work, rounds,    i, shown, times, wanted, 
 function head() {
     if (headed++)
         return
+    if (instructions) {
+        print "| what | measured against | ours | the peer's | ratio |"
+        print "|---|---|---:|---:|---:|"
+        return
+    }
     print "| what | measured against | ours | the peer's | ratio | of processor time | target | met | rounds |"
     print "|---|---|---:|---:|---:|---:|---:|---|---:|"
 }
