@@ -13,6 +13,8 @@
 #include "app/XpmImage.h"
 #include "resources/icon.xpm"
 
+#include <algorithm>
+
 namespace {
 
 using Lines = std::vector<std::string>;
@@ -257,6 +259,18 @@ TEST_F(Layout, EachControlCallsItsHandler) {
               (Lines{"evt_CardReaderChange", "evt_CardReaderChange", "evt_aktualisieren", "evt_LoggingP11",
                      "evt_openp11loggingdir", "evt_LoggingMiniTreiber", "evt_openMinidriverLoggingDir",
                      "evt_installCsp", "evt_restartCsp", "evt_buttonok", "evt_buttonsave", "evt_buttonclose"}));
+}
+
+TEST_F(Layout, OtherControlsHaveNoNumberOfTheirOwn) {
+    Open();
+    std::vector<wxWindow*> all;
+    Collect(*frame, all);
+    std::vector<int> numbers;
+    for (const auto* window : all)
+        if (window->GetId() >= 0)
+            numbers.push_back(window->GetId());
+    std::sort(numbers.begin(), numbers.end());
+    EXPECT_EQ(numbers, (std::vector<int>{5432, 5433, 5434, 5435, 5436, 5437, 5438, 5439, 5440, 5441, 5442, 5443}));
 }
 
 TEST_F(Layout, OtherControlsHaveNoHandler) {

@@ -154,6 +154,35 @@ TEST_F(LogDirectories, P11ButtonOpensItsDirectoryAsOneArgument) {
     EXPECT_TRUE(boxes.seen.empty());
 }
 
+TEST_F(LogDirectories, ButtonsOpenWhatTheirFieldsShow) {
+    Install("gnome-open");
+    Open();
+    P11Field().SetValue("/tmp/one");
+    MiniDriverField().SetValue("/tmp/two");
+    wxCommandEvent event;
+    frame->evt_openp11loggingdir(event);
+    frame->evt_openMinidriverLoggingDir(event);
+    EXPECT_EQ(Called(), "gnome-open\n/tmp/one\ngnome-open\n/tmp/two\n");
+}
+
+TEST_F(LogDirectories, WindowWaitsForTheCommand) {
+    setenv("PATH", "/mnt/commands:/usr/bin:/bin", 1);
+    std::ofstream("/mnt/commands/gnome-open") << "#!/bin/sh\nsleep 0.3\necho late >/mnt/called\n";
+    fs::permissions("/mnt/commands/gnome-open", fs::perms::owner_all);
+    Open();
+    frame->OpenDir("/tmp");
+    EXPECT_EQ(Called(), "late\n");
+}
+
+TEST_F(LogDirectories, SettingAFieldTellsThatItsTextChanged) {
+    Open();
+    std::vector<wxString> texts;
+    frame->Bind(wxEVT_TEXT, [&texts](wxCommandEvent& event) { texts.push_back(event.GetString()); });
+    SwitchP11(true);
+    SwitchP11(false);
+    EXPECT_EQ(texts, (std::vector<wxString>{P11Directory, ""}));
+}
+
 TEST_F(LogDirectories, MiniDriverButtonOpensItsDirectory) {
     Install("gnome-open");
     Present(Open());

@@ -288,6 +288,21 @@ TEST_F(ReaderList, WhileAPersonWaitsForItTheButtonIsDisabledAndTheCursorBusy) {
     EXPECT_FALSE(wxIsBusy());
 }
 
+TEST_F(ReaderList, OldRowsAreGoneBeforePcscIsAsked) {
+    Attach({Cherry, Gemalto});
+    watched = &Open();
+    watchedStates.clear();
+    Vantor::LibReaderImpl::EnableLogging();
+    Vantor::LibReaderImpl::SetMessageLoggingFunc([](const char*) {
+        if (watchedStates.empty())
+            watchedStates.push_back(std::to_string(
+                dynamic_cast<wxListCtrl*>(wxWindow::FindWindowByName(wxListCtrlNameStr, watched))->GetItemCount()));
+    });
+    Refresh();
+    EXPECT_EQ(watchedStates, Lines{"0"});
+    EXPECT_EQ(List().GetItemCount(), 2);
+}
+
 TEST_F(ReaderList, RefreshThatFailsGivesButtonAndCursorBack) {
     Attach({Cherry});
     Open();

@@ -342,6 +342,20 @@ TEST_F(Saving, RemovalAndWritingUseTheReservedIds) {
     EXPECT_EQ(ReservedIds(), (std::vector<unsigned>{500, 501, 5002}));
 }
 
+TEST_F(Saving, TemporaryEntriesAreThoseOfAllUsersInTheFirstVariant) {
+    Attach({"Reader A"});
+    Configure(PcscSubTree("Reader7", "Old"));
+    Open();
+    List().SetChecked(0, true);
+    frame->Save();
+    const auto& entries = Vantor::Config::GetHandle(0)->GetEntries();
+    for (const unsigned id : {500u, 501u, 5002u}) {
+        EXPECT_EQ(entries.at(id)->type, Vantor::CONFIG_ALLUSERS) << id;
+        EXPECT_EQ(entries.at(id)->sysType, Vantor::SYSTYPE_FIRST) << id;
+    }
+    EXPECT_EQ(entries.at(500)->key, "");
+}
+
 TEST_F(Saving, WriteThatIsRefusedDoesNotKeepTheNextOnesFromTheFile) {
     Attach({"Reader A"});
     Open();

@@ -4,7 +4,9 @@
 #include "tests/gui/Desktop.h"
 
 #include <wx/bitmap.h>
+#include <wx/dcmemory.h>
 #include <wx/image.h>
+#include <wx/renderer.h>
 #include <wx/sizer.h>
 #include <wx/uiaction.h>
 
@@ -18,6 +20,17 @@ constexpr long ReportOfOne = wxLC_REPORT | wxLC_SINGLE_SEL | wxBORDER_SUNKEN;
 
 wxImage PictureOf(const wxCheckedListCtrl& list, int index) {
     return list.GetImageList(wxIMAGE_LIST_SMALL)->GetBitmap(index).ConvertToImage();
+}
+
+/// As the desktop's theme draws it on the list's background.
+wxImage DrawnBox(wxCheckedListCtrl& list, int state) {
+    wxBitmap picture(16, 16);
+    wxMemoryDC canvas(picture);
+    canvas.SetBackground(wxBrush(list.GetBackgroundColour()));
+    canvas.Clear();
+    wxRendererNative::Get().DrawCheckBox(&list, canvas, wxRect(0, 0, 16, 16), state);
+    canvas.SelectObject(wxNullBitmap);
+    return picture.ConvertToImage();
 }
 
 bool SamePixels(const wxImage& left, const wxImage& right) {
@@ -246,6 +259,36 @@ TEST_F(CheckedList, TwoStepCreationDrawsItsFourBoxes) {
     EXPECT_FALSE(drawn->IsChecked(0));
     drawn->SetChecked(0, true);
     EXPECT_TRUE(drawn->IsChecked(0));
+}
+
+TEST_F(CheckedList, DrawnBoxesComeInTheOrderOfTheirStates) {
+    auto* drawn = new wxCheckedListCtrl;
+    ASSERT_TRUE(drawn->Create(frame, wxID_ANY, {0, 0}, {300, 200}, ReportOfOne));
+    const int states[] = {0, wxCONTROL_CHECKED, wxCONTROL_DISABLED, wxCONTROL_CHECKED | wxCONTROL_DISABLED};
+    for (int index = 0; index < 4; ++index)
+        EXPECT_TRUE(SamePixels(PictureOf(*drawn, index), DrawnBox(*drawn, states[index]))) << index;
+}
+
+TEST_F(CheckedList, DoubleClickIsLeftToTheList) {
+    wxMouseEvent doubleClick(wxEVT_LEFT_DCLICK);
+    doubleClick.SetPosition({10, 10}); // in the inner window's coordinates: the first row's box
+    EXPECT_FALSE(list->ProcessWindowEventLocally(doubleClick));
+    list->OnMouseEvent(doubleClick);
+    EXPECT_TRUE(doubleClick.GetSkipped());
+    EXPECT_FALSE(list->IsChecked(0));
+}
+
+TEST_F(CheckedList, PressOnTheBoxIsUsedUpAndOneBesideItIsNot) {
+    const auto skipped = [this](const wxPoint& where) {
+        wxMouseEvent press(wxEVT_LEFT_DOWN);
+        press.SetPosition(where);
+        list->OnMouseEvent(press);
+        return press.GetSkipped();
+    };
+    EXPECT_FALSE(skipped({10, 10}));
+    EXPECT_TRUE(skipped({100, 10})) << "on the label";
+    EXPECT_TRUE(skipped({10, 250})) << "below the rows";
+    EXPECT_TRUE(list->IsChecked(0));
 }
 
 TEST_F(CheckedList, TwoStepCreationThatFailsSaysSoAndDrawsNothing) {
