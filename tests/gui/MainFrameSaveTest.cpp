@@ -354,6 +354,10 @@ TEST_F(Saving, TemporaryEntriesAreThoseOfAllUsersInTheFirstVariant) {
         EXPECT_EQ(entries.at(id)->sysType, Vantor::SYSTYPE_FIRST) << id;
     }
     EXPECT_EQ(entries.at(500)->key, "");
+
+    UseAnyReader();
+    frame->Save();
+    EXPECT_EQ(entries.at(501)->sysType, Vantor::SYSTYPE_FIRST);
 }
 
 TEST_F(Saving, WriteThatIsRefusedDoesNotKeepTheNextOnesFromTheFile) {

@@ -273,6 +273,7 @@ TEST_F(CheckedList, DoubleClickIsLeftToTheList) {
     wxMouseEvent doubleClick(wxEVT_LEFT_DCLICK);
     doubleClick.SetPosition({10, 10}); // in the inner window's coordinates: the first row's box
     EXPECT_FALSE(list->ProcessWindowEventLocally(doubleClick));
+    EXPECT_FALSE(list->IsChecked(0));
     list->OnMouseEvent(doubleClick);
     EXPECT_TRUE(doubleClick.GetSkipped());
     EXPECT_FALSE(list->IsChecked(0));
