@@ -129,6 +129,8 @@ void Fill(wxFrame* frame) {
     outer->Fit(frame);
 }
 
+} // namespace
+
 class BareApp : public wxApp {
 public:
     bool OnInit() override {
@@ -137,7 +139,5 @@ public:
         return frame->Show();
     }
 };
-
-} // namespace
 
 wxIMPLEMENT_APP(BareApp);
