@@ -9,6 +9,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <sstream>
 #include <string>
 
 #include <sys/wait.h>
@@ -26,7 +27,9 @@ inline std::string UserFile() {
 
 inline std::string ReadFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    return bytes.str();
 }
 
 inline void WriteFile(const std::string& path, const std::string& bytes) {
