@@ -13,8 +13,7 @@ inline bool IsXmlElement(const std::string& name) {
     return name.empty() || name.front() != '<';
 }
 
-/// Writes a tree as a document in UTF-8 without line breaks or indentation of its own. The bytes are those of the
-/// property tree's own writer with an indent count of 0, which takes eight times as long.
+/// Writes a tree as a document in UTF-8 with the property tree's writer, without line breaks or indentation of its own.
 /// @param text  set to the document; unspecified on failure
 /// @return false for a tree that is not to be read again: one with a NUL byte, with a name that XML does not have, or
 ///         beyond a limit of XmlDocument.h

@@ -73,7 +73,7 @@ Tree With(const std::string& path, const std::string& value) {
 
 } // namespace
 
-TEST(XmlWriter, WritesTheBytesOfTheLibrarysWriter) {
+TEST(XmlWriter, TakesEveryTreeThatXmlCanHold) {
     std::mt19937 random(20260301);
     for (int round = 0; round < 3000; ++round) {
         Tree tree;
@@ -83,7 +83,7 @@ TEST(XmlWriter, WritesTheBytesOfTheLibrarysWriter) {
     }
 }
 
-TEST(XmlWriter, WritesTheBytesOfTheLibrarysWriterForNothing) {
+TEST(XmlWriter, TakesTreesOfNothing) {
     EXPECT_EQ(Written(Tree()), WrittenByTheLibrary(Tree()));
     EXPECT_EQ(Written(With("config", "")), WrittenByTheLibrary(With("config", "")));
 }
