@@ -1,4 +1,4 @@
-# Results of bench/alternate to rows like those of compare.jq: name, our median, the peer's, median ratio, "", rounds.
+# Results of bench/alternate to rows named after the variable "what", like those of compare.jq: name, our median, the peer's, median ratio, "", rounds.
 # Time in ns, memory in bytes.
 
 BEGIN {
@@ -30,6 +30,6 @@ END {
             peer[round] = value["peer", i, round]
             ratio[round] = ours[round] / peer[round]
         }
-        printf "start-up, %s\t%.0f\t%.0f\t%.4f\t\t%d\n", names[i], median(ours, rounds), median(peer, rounds), median(ratio, rounds), rounds
+        printf what ", %s\t%.0f\t%.0f\t%.4f\t\t%d\n", names[i], median(ours, rounds), median(peer, rounds), median(ratio, rounds), rounds
     }
 }
