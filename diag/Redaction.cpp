@@ -17,6 +17,7 @@ constexpr std::size_t ShortestSerial = 4;
 constexpr std::size_t LongestBeginning = 3;
 constexpr char Ellipsis[] = "\xE2\x80\xA6";
 constexpr char Homes[] = "/home/";
+constexpr char OwnFolder[] = "/.vantor"; // of the client, in each user's home
 
 bool IsSerialCharacter(char c) {
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '-' || c == '.' ||
@@ -52,6 +53,39 @@ std::string HideHomes(std::string text) {
         place += sizeof(Homes) - 1;
         const std::size_t end = std::min(text.find('/', place), text.size());
         text.replace(place, end - place, Ellipsis);
+    }
+    return text;
+}
+
+/// Whether another character of the same name follows.
+bool IsNameCharacter(char c) {
+    return IsSerialCharacter(c) ? c != ':' : static_cast<unsigned char>(c) >= 0x80;
+}
+
+/// The home directory itself and what lies below it, not one whose name only begins alike.
+std::string HideHome(std::string text, const std::string& home) {
+    std::size_t place = text.find(home);
+    while (place != std::string::npos) {
+        const std::size_t end = place + home.size();
+        if (end < text.size() && IsNameCharacter(text[end])) {
+            place = text.find(home, end);
+        } else {
+            place = text.replace(place, home.size(), "~").find(home, place);
+        }
+    }
+    return text;
+}
+
+/// Homes may lie anywhere: "/srv/berta/.vantor/x" becomes "/srv/…/.vantor/x". That it is root's may stay.
+std::string HideOwners(std::string text) {
+    for (std::size_t place = text.find(OwnFolder); place != std::string::npos;
+         place = text.find(OwnFolder, place + 1)) {
+        const std::size_t slash = place == 0 ? std::string::npos : text.rfind('/', place - 1);
+        if (slash != std::string::npos && text[place - 1] != '~') {
+            const std::string owner = text.substr(slash + 1, place - slash - 1);
+            text.replace(slash + 1, owner.size(), owner == "root" ? owner : Ellipsis);
+            place = text.find(OwnFolder, slash);
+        }
     }
     return text;
 }
@@ -122,9 +156,9 @@ std::string Redaction::Text(const std::string& text) const {
         redacted = ReplaceAll(redacted, serial, Shortened(serial));
     }
     if (home.size() > 1) {
-        redacted = ReplaceAll(redacted, home + "/", "~/");
+        redacted = HideHome(redacted, home);
     }
-    return ShortenParentheses(HideHomes(redacted));
+    return ShortenParentheses(HideOwners(HideHomes(redacted)));
 }
 
 void Redaction::Apply(Report& report) const {
@@ -166,11 +200,19 @@ void Redaction::Apply(ConfigurationFile& configuration) const {
     HideAccounts(configuration.folder);
     // Values stand in the paths of what the schema refuses.
     for (FileProblem& problem : configuration.invalid) {
-        problem.path = Text(problem.path);
+        Apply(problem);
+    }
+    if (configuration.malformed) {
+        Apply(*configuration.malformed);
     }
     for (std::string& path : configuration.unread) {
         path = Text(path);
     }
+}
+
+void Redaction::Apply(FileProblem& problem) const {
+    problem.path = Text(problem.path);
+    problem.text = Text(problem.text); // a parser may repeat what it read
 }
 
 void Redaction::Apply(LogDirectory& directory) const {

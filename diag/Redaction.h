@@ -30,6 +30,7 @@ private:
     void Learn(const std::string& bytes);
     void Apply(ConfigurationState& state) const;
     void Apply(ConfigurationFile& configuration) const;
+    void Apply(FileProblem& problem) const;
     void Apply(LogDirectory& directory) const;
 
     std::vector<std::string> serials; ///< longest first

@@ -80,8 +80,24 @@ TEST(RedactionTest, TheHomeDirectoryBecomesATilde) {
 TEST(RedactionTest, HomesOfOthersLoseTheirName) {
     const Redaction redaction("/home/anna");
     EXPECT_EQ(redaction.Text("/home/berta/x.log and /home/carl"), "/home/…/x.log and /home/…");
-    EXPECT_EQ(redaction.Text("/home/anna"), "/home/…");
+    EXPECT_EQ(redaction.Text("/home/anna"), "~");
     EXPECT_EQ(redaction.Text("/home/"), "/home/…");
+}
+
+TEST(RedactionTest, TheHomeDirectoryItselfBecomesATildeWhereverItLies) {
+    const Redaction redaction("/srv/users/anna");
+    EXPECT_EQ(redaction.Text("/srv/users/anna"), "~");
+    EXPECT_EQ(redaction.Text("\"/srv/users/anna\": /srv/users/anna/x"), "\"~\": ~/x");
+    EXPECT_EQ(redaction.Text("/srv/users/anna-lena/x"), "/srv/users/anna-lena/x") << "another name";
+}
+
+TEST(RedactionTest, HomesOutsideOfHomeLoseTheirNameTooWhereTheClientHasItsFolder) {
+    const Redaction redaction("/srv/users/anna");
+    EXPECT_EQ(redaction.Text("/srv/users/berta/.vantor/lumo Client/x.log"), "/srv/users/…/.vantor/lumo Client/x.log");
+    EXPECT_EQ(redaction.Text("/srv/a/.vantor/x, /srv/b/.vantor"), "/srv/…/.vantor/x, /srv/…/.vantor");
+    for (const char* const text : {"~/.vantor/x", "/etc/vantor/x", "/root/.vantor/x", "/.vantor/x", ".vantor"}) {
+        EXPECT_EQ(redaction.Text(text), text);
+    }
 }
 
 TEST(RedactionTest, DevicesThatComeLaterAreLearned) {
@@ -106,7 +122,8 @@ TEST(RedactionTest, AccountsOfPeopleAreHiddenAndThoseOfTheSystemAreNot) {
 TEST(RedactionTest, EveryTextOfTheConfigurationAndTheLogsIsShortened) {
     Report report = WithSerial("AB123456");
     ConfigurationState& state = report.configuration;
-    state.machine.invalid = {{1, "config/lumo_Client/Reader0 \"AB123456\"", "x"}};
+    state.machine.invalid = {{1, "config/lumo_Client/Reader0 \"AB123456\"", "unexpected AB123456"}};
+    state.machine.malformed = FileProblem{1, "AB123456", "unexpected AB123456"};
     state.machine.unread = {"config/AB123456"};
     state.settings.readers = {{"ReaderAB123456", "AB123456", "AB123456", "AB123456", false}};
     state.settings.clientVersion = "AB123456";
