@@ -150,7 +150,9 @@ ConfigurationFile ProbeFile(const std::string& folder, std::string& document) {
     const std::string path = Vantor::CombinePaths(folder, "config");
     result.file = DescribeFile(path);
     result.folder = DescribeFile(folder);
-    result.putAside = DescribeFile(path + ".unreadable").exists;
+    // Behind a closed folder nobody knows.
+    const FileFacts aside = DescribeFile(path + ".unreadable");
+    result.putAside = aside.exists && !aside.owner.empty();
     if (!result.file.exists) {
         result.file.writable = CanCreateIn(folder, result.file.obstacle);
         return result;

@@ -51,6 +51,10 @@ std::vector<std::string> Commands(const char* lines, const std::string& paramete
     return commands;
 }
 
+bool IsFrozen(const Service& service) {
+    return service.state == ServiceState::NotAnswering && service.processState == 'T';
+}
+
 /// Collects findings; each part of the report has its function.
 class Deriver {
 public:
@@ -115,7 +119,7 @@ private:
             Add("service-protocol-mismatch", {}, ResultText(service.code));
             break;
         case ServiceState::NotAnswering:
-            Add(service.processState == 'T' ? "service-frozen" : "service-not-answering", {}, service.call,
+            Add(IsFrozen(service) ? "service-frozen" : "service-not-answering", {}, service.call,
                 std::to_string(service.process));
             break;
         case ServiceState::Failed:
@@ -139,8 +143,11 @@ private:
         }
     }
 
-    /// A service that went away fails what its readers were asked then; that is no fault of theirs.
+    /// A service that went away or was suspended fails what its readers were asked then; that is no fault of theirs.
     bool IsLeftBehind(const Reader& reader) const {
+        if (IsFrozen(report.service)) {
+            return !reader.hangingCall.empty();
+        }
         return report.service.state == ServiceState::Failed &&
                (LostService(reader) || reader.featuresCode == SCARD_F_COMM_ERROR);
     }

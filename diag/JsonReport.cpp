@@ -63,13 +63,18 @@ Json ResultJson(long code) {
     return {{"name", ResultName(code)}, {"code", HexNumber(static_cast<unsigned long>(code) & 0xFFFFFFFFUL)}};
 }
 
+/// Null for a call that was not made or did not return.
+Json ResultOrNull(long code, bool isAnswered) {
+    return isAnswered ? ResultJson(code) : Json();
+}
+
 Json NumberOrNull(const std::optional<long>& number) {
     return number ? Json(*number) : Json();
 }
 
 Json ServiceJson(const Service& service) {
     return {{"state", StateName(service.state)},
-            {"result", ResultJson(service.code)},
+            {"result", ResultOrNull(service.code, service.answered)},
             {"hangingCall", TextOrNull(service.call)},
             {"program", TextOrNull(service.program)},
             {"process", OrNull(service.process, service.process != 0)},
@@ -107,16 +112,17 @@ Json FeaturesJson(const Reader& reader) {
 Json PinPadJson(const Reader& reader) {
     Json pinPad = {{"byName", Vantor::PCSCIsSecureByName(reader.name)},
                    {"byQuery", OrNull(reader.isSecure, reader.featuresAsked)},
-                   {"result", reader.featuresAsked ? ResultJson(reader.featuresCode) : Json()},
+                   {"result", ResultOrNull(reader.featuresCode, reader.featuresAsked)},
                    {"features", FeaturesJson(reader)}};
     return pinPad;
 }
 
 Json CardJson(const Reader& reader) {
+    const bool isAnswered = reader.cardCode != SCARD_S_SUCCESS || (reader.connected && !reader.direct);
     return {{"present", (reader.state & SCARD_STATE_PRESENT) != 0},
             {"atr", OrNull(HexBytes(reader.atr), !reader.atr.empty())},
             {"protocol", TextOrNull(ProtocolName(reader.protocol))},
-            {"result", ResultJson(reader.cardCode)}};
+            {"result", ResultOrNull(reader.cardCode, isAnswered)}};
 }
 
 Json ReaderJson(const Reader& reader) {
@@ -127,7 +133,7 @@ Json ReaderJson(const Reader& reader) {
             {"inUse", IsInUse(reader)},
             {"held", IsHeld(reader)},
             {"connection", reader.connected ? Json(reader.direct ? "reader" : "card") : Json()},
-            {"directResult", ResultJson(reader.directCode)},
+            {"directResult", ResultOrNull(reader.directCode, reader.direct || reader.directCode != SCARD_S_SUCCESS)},
             {"hangingCall", TextOrNull(reader.hangingCall)},
             {"attributes", AttributesJson(reader)},
             {"pinPad", PinPadJson(reader)}};
@@ -193,7 +199,7 @@ Json FileJson(const ConfigurationFile& configuration) {
 Json SettingsJson(const Settings& settings) {
     Json readers = Json::array();
     for (const StoredReader& reader : settings.readers) {
-        readers.push_back({{"element", reader.element},
+        readers.push_back({{"element", Printable(reader.element)},
                            {"kind", Printable(reader.kind)},
                            {"name", Printable(reader.name)},
                            {"library", TextOrNull(reader.library)},
@@ -218,7 +224,7 @@ Json LogJson(const LogDirectory& directory, std::int64_t now) {
                          {"age", std::max<std::int64_t>(now - file.modified, 0)}});
     }
     return {{"path", Printable(directory.path)},
-            {"exists", directory.exists},
+            {"exists", OrNull(directory.exists, !directory.isHidden)},
             {"readable", directory.readable},
             {"writable", directory.writable},
             {"files", files}};
@@ -254,7 +260,7 @@ std::string FormatJson(const Report& report, const std::vector<Finding>& finding
         {"redacted", isRedacted},
         {"wrong", IsAnythingWrong(findings)},
         {"service", ServiceJson(report.service)},
-        {"listResult", ResultJson(report.listCode)},
+        {"listResult", ResultOrNull(report.listCode, report.listed)},
         {"readers", ArrayOf(report.readers, ReaderJson)},
         {"usbReaders", UsbJson(report)},
         {"configuration",

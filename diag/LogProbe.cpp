@@ -13,6 +13,7 @@ LogDirectory ProbeLogDirectory(const std::string& path) {
     directory.path = path;
     const FileFacts folder = DescribeFile(path);
     directory.exists = folder.isFolder;
+    directory.isHidden = folder.exists && folder.owner.empty();
     directory.readable = folder.readable;
     std::string ignored;
     directory.writable = CanCreateIn(path, ignored);

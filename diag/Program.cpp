@@ -101,6 +101,7 @@ Report MakeReport(ReaderQuestion& question, std::vector<UsbReader> usbReaders, C
     }
     report.service = JudgeService(facts, asked);
     report.listCode = asked.listCode;
+    report.listed = asked.listed;
     report.readers = std::move(asked.readers);
     return report;
 }

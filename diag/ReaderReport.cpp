@@ -137,7 +137,7 @@ private:
     bool Listen() {
         std::string bytes;
         for (;;) {
-            switch (child->Receive(bytes, hasContext && isListed ? limits.reader : limits.service)) {
+            switch (child->Receive(bytes, hasContext && facts.listed ? limits.reader : limits.service)) {
             case ChildProcess::News::Message:
                 Take(json::from_cbor(bytes));
                 break;
@@ -159,7 +159,7 @@ private:
         case ReadersListed:
             facts.listCode = message.at(1).get<long>();
             facts.readers = message.at(2).get<std::vector<Reader>>();
-            isListed = true;
+            facts.listed = true;
             break;
         case ReaderAsked:
             TakeReader(message);
@@ -186,7 +186,7 @@ private:
     void TakeContext(long code) {
         facts.answered = true;
         hasContext = code == 0;
-        if (!isListed) {
+        if (!facts.listed) {
             facts.contextCode = code;
         }
     }
@@ -194,7 +194,7 @@ private:
     /// The call did not return, or took the child with it: it is the service's fault before it listed its readers, or
     /// if a second child does not even get a context; else that of the reader whose turn it was.
     bool GiveUp(const std::string& call) {
-        if (!hasContext || !isListed) {
+        if (!hasContext || !facts.listed) {
             facts.hangingCall = call;
             return false;
         }
@@ -214,7 +214,6 @@ private:
     PcscFacts facts;
     std::size_t next = 0; ///< the reader whose turn it is
     bool hasContext = false;
-    bool isListed = false;
     bool isDone = false;
 };
 

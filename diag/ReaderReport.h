@@ -16,6 +16,7 @@ struct PcscFacts {
     bool answered = false; ///< a context, or a code instead of it, came back in time
     long contextCode = 0;
     long listCode = 0;
+    bool listed = false;     ///< the list of readers, or a code instead of it, came back in time
     std::string hangingCall; ///< the call during which the service itself stopped answering
     std::vector<Reader> readers;
 };

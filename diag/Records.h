@@ -29,6 +29,7 @@ struct Service {
     std::string program;      ///< path of the daemon's program; empty: not found
     int process = 0;          ///< process id of a running daemon; 0: none to be seen
     char processState = '\0'; ///< as ps(1) writes it, 'T' for stopped
+    bool answered = true;     ///< the code came back
 };
 
 /// One driver attribute (PC/SC part 3).
@@ -145,6 +146,7 @@ struct LogDirectory {
     bool writable = false; ///< this user may make files in it, or could make the folder itself
     bool readable = false;
     std::vector<LogFileFacts> files; ///< newest first
+    bool isHidden = false;           ///< behind a folder that is closed to this user, so that it may exist
 };
 
 struct LogState {
@@ -156,7 +158,8 @@ struct Report {
     std::string version;
     std::int64_t time = 0; ///< seconds since the epoch
     Service service;
-    long listCode = 0; ///< PC/SC result of listing the readers
+    long listCode = 0;   ///< PC/SC result of listing the readers
+    bool listed = false; ///< it came back
     std::vector<Reader> readers;
     std::vector<UsbReader> usbReaders;
     ConfigurationState configuration;

@@ -103,11 +103,16 @@ ServiceState JudgeConnected(long code) {
     }
 }
 
+bool IsLost(long code) {
+    return code == SCARD_E_NO_SERVICE || code == SCARD_E_SERVICE_STOPPED;
+}
+
 /// The service gave a context, and was gone before everything was asked.
 bool WentAway(const ServiceFacts& facts, const PcscFacts& asked) {
     const bool isClosed = facts.connectError == ENOENT || facts.connectError == ECONNREFUSED;
     return asked.contextCode == SCARD_S_SUCCESS &&
-           (isClosed || std::any_of(asked.readers.begin(), asked.readers.end(), LostService));
+           (isClosed || IsLost(asked.listCode) || asked.listCode == SCARD_F_COMM_ERROR ||
+            std::any_of(asked.readers.begin(), asked.readers.end(), LostService));
 }
 
 ServiceState JudgeState(const ServiceFacts& facts, const PcscFacts& asked) {
@@ -123,12 +128,7 @@ ServiceState JudgeState(const ServiceFacts& facts, const PcscFacts& asked) {
 } // namespace
 
 bool LostService(const Reader& reader) {
-    for (const long code : {reader.cardCode, reader.directCode}) {
-        if (code == SCARD_E_NO_SERVICE || code == SCARD_E_SERVICE_STOPPED) {
-            return true;
-        }
-    }
-    return false;
+    return IsLost(reader.cardCode) || IsLost(reader.directCode);
 }
 
 ServiceFacts LookForService() {
@@ -161,6 +161,7 @@ Service JudgeService(const ServiceFacts& facts, const PcscFacts& asked) {
     service.state = JudgeState(facts, asked);
     service.code = service.state == ServiceState::Failed && asked.contextCode == SCARD_S_SUCCESS ? SCARD_E_NO_SERVICE
                                                                                                  : asked.contextCode;
+    service.answered = asked.answered;
     service.call = asked.hangingCall;
     service.socket = facts.socket;
     service.program = facts.program;

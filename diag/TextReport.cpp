@@ -24,7 +24,10 @@ public:
     void Heading(const std::string& title) { text += "\n" + title + "\n"; }
     void Item(const std::string& title) { text += "  " + title + "\n"; }
     void Line(const char* label, const std::string& value, std::size_t indent = 2) {
-        const std::string name = Translate(label);
+        Named(Translate(label), value, indent);
+    }
+    /// A line whose label is no text of ours.
+    void Named(const std::string& name, const std::string& value, std::size_t indent) {
         const std::size_t columns = indent + Columns(name);
         const std::size_t wanted = LabelColumns + 4;
         text +=
@@ -241,10 +244,12 @@ std::string DescribeParsing(const ConfigurationFile& configuration) {
 void AddConfigurationFile(Page& page, const ConfigurationFile& configuration, bool hasSchema) {
     const FileFacts& file = configuration.file;
     page.Item(file.path);
-    if (file.exists) {
+    if (!file.owner.empty()) { // else nothing is known of what lies behind a closed folder
         page.Line(Mark("Rechte"), ModeText(file.mode) + " " + file.owner + ":" + file.group, 6);
         page.Line(Mark("Geändert"), TimeText(file.modified) + ", " + SizeText(file.size), 6);
         page.Line(Mark("Schreiben dürfen"), WritersText(file), 6);
+    }
+    if (file.exists) {
         page.Line(Mark("Inhalt"), DescribeParsing(configuration), 6);
     } else {
         page.Line(Mark("Datei"), Translate("gibt es nicht"), 6);
@@ -293,14 +298,15 @@ void AddSettings(Page& page, const Settings& settings) {
     }
     for (const StoredReader& reader : settings.readers) {
         const std::string kind = reader.library.empty() ? "PC/SC" : "CT-API, " + Printable(reader.library);
-        page.Line(reader.element.c_str(), Printable(reader.name) + " (" + kind + ")", 6);
+        page.Named(Printable(reader.element), Printable(reader.name) + " (" + kind + ")", 6);
     }
 }
 
 void AddLogDirectory(Page& page, const LogDirectory& directory, std::int64_t now) {
     page.Item(directory.path);
     page.Line(Mark("Verzeichnis"),
-              Translate(!directory.exists    ? Mark("gibt es nicht")
+              Translate(directory.isHidden   ? Mark("dieser Benutzer darf nicht nachsehen")
+                        : !directory.exists  ? Mark("gibt es nicht")
                         : directory.writable ? Mark("dieser Benutzer darf hineinschreiben")
                                              : Mark("dieser Benutzer darf nicht hineinschreiben")),
               6);

@@ -127,6 +127,14 @@ TEST(DiagConfiguration, MayNotBeWrittenByThisUser) {
     EXPECT_THAT(Lumodiag::report().findings(), IsEmpty()) << "root may";
 }
 
+TEST(DiagConfiguration, LiesInAFolderThatThisUserMayNotEnter) {
+    store(document(kAnyReader));
+    ASSERT_EQ(chmod(kFolder, 0), 0);
+    const auto report = Lumodiag::reportWithoutRights();
+    EXPECT_THAT(report.findings(), Contains("configuration-unreadable"));
+    EXPECT_THAT(report.findings(), Not(Contains("configuration-put-aside"))) << "nobody has seen such a file";
+}
+
 TEST(DiagConfiguration, MayNotEvenBeReadByThisUser) {
     store(document(kAnyReader));
     ASSERT_EQ(chmod(kFile, 0), 0);

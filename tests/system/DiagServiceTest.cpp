@@ -83,6 +83,8 @@ TEST(DiagService, IsFrozenAndFoundOutInTime) {
     EXPECT_LT(report.took.count(), 5000) << "two seconds and what a loaded machine adds";
     EXPECT_EQ(report.document.at("service").at("hangingCall"), "SCardEstablishContext");
     EXPECT_EQ(report.document.at("service").at("processState"), "T");
+    EXPECT_EQ(report.document.at("service").at("result"), nullptr) << "none came back";
+    EXPECT_EQ(report.document.at("listResult"), nullptr);
     EXPECT_THAT(report.finding("service-frozen").at("commands"),
                 ElementsAre("sudo kill -CONT " + std::to_string(Pcscd::pid())));
     // when: that is typed, as good as
@@ -158,6 +160,26 @@ TEST(DiagService, DiesWhileItsReadersAreAsked) {
     EXPECT_EQ(document.at("findings").at(0).at("id"), "service-failed");
     EXPECT_EQ(document.at("readers").size(), 2U) << "what was known before is told";
     EXPECT_EQ(document.at("readers").at(0).at("attributes").at("vendorName").at("text"), "Vantor");
+}
+
+TEST(DiagService, IsFrozenWhileItsReadersAreAskedAndTheyAreNotBlamed) {
+    const Support::SimulatedReader reader(0);
+    reader.write("hang", "IFDHControl\n");
+    Support::Process process(Lumodiag::command({"--json"}));
+    ASSERT_TRUE(reader.logged("IFDHControl hangs"));
+    Pcscd::freeze();
+    const auto ending = process.wait();
+    Pcscd::thaw();
+    reader.remove("hang");
+    ASSERT_TRUE(ending.has_value());
+    EXPECT_EQ(ending->status, 1);
+    const auto document = nlohmann::json::parse(ending->output);
+    EXPECT_EQ(document.at("readers").at(0).at("hangingCall"), "SCardControl");
+    EXPECT_EQ(document.at("findings").at(0).at("id"), "service-frozen");
+    for (const auto& finding : document.at("findings")) {
+        EXPECT_NE(finding.at("id"), "reader-not-answering");
+        EXPECT_NE(finding.at("id"), "reader-busy");
+    }
 }
 
 TEST(DiagService, IsLookedForWhereTheLibraryLooks) {

@@ -131,6 +131,15 @@ TEST_F(ConfigurationProbeTest, APutAsideFileIsNoticed) {
     EXPECT_TRUE(ProbeConfiguration().machine.putAside);
 }
 
+TEST_F(ConfigurationProbeTest, BehindAClosedFolderNothingIsTakenForPutAside) {
+    Store(Client(""));
+    chmod(Folder, 0);
+    const test::WithoutPrivileges ordinary;
+    const ConfigurationState state = ProbeConfiguration();
+    EXPECT_TRUE(state.machine.file.exists) << "as far as anybody can tell";
+    EXPECT_FALSE(state.machine.putAside);
+}
+
 TEST_F(ConfigurationProbeTest, APipeOfThatNameDoesNotBlock) {
     fs::create_directories(Folder);
     ASSERT_EQ(mkfifo(File, 0666), 0);

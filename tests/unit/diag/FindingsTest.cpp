@@ -290,6 +290,16 @@ TEST_F(FindingsTest, ReadersAreNotBlamedForAServiceThatWentAway) {
     EXPECT_THAT(Only().details, ElementsAre("SCARD_E_NO_SERVICE (0x8010001D)"));
 }
 
+TEST_F(FindingsTest, ReadersAreNotBlamedForAServiceThatWasSuspended) {
+    report.readers[0].hangingCall = "SCardControl";
+    report.readers[1].hangingCall = "SCardConnect";
+    report.readers[1].state |= SCARD_STATE_INUSE;
+    report.service.state = ServiceState::NotAnswering;
+    EXPECT_THAT(Ids(), ElementsAre("service-not-answering", "reader-not-answering", "reader-busy"));
+    report.service.processState = 'T';
+    EXPECT_THAT(Ids(), ElementsAre("service-frozen"));
+}
+
 TEST_F(FindingsTest, TenThousandRandomFeatureListsAreJudgedAsTheReaderCodeJudgesThem) {
     std::mt19937 random(2026); // NOLINT(cert-msc51-cpp): the same lists in each run
     int secure = 0;

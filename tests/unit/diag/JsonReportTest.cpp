@@ -74,6 +74,37 @@ TEST_F(JsonReportTest, TheSchemaNoticesWhatDoesNotBelong) {
     EXPECT_THAT(Complaint(document.dump()), HasSubstr("name"));
 }
 
+TEST_F(JsonReportTest, CallsThatWereNotMadeOrDidNotReturnHaveNoResult) {
+    Report report = SampleReport();
+    json document = json::parse(Format(report));
+    EXPECT_EQ(document["service"]["result"]["name"], "Success");
+    EXPECT_EQ(document["listResult"]["name"], "Success");
+    const json& readers = document["readers"];
+    EXPECT_EQ(readers[0]["card"]["result"]["name"], "Success");
+    EXPECT_EQ(readers[0]["directResult"], nullptr) << "the card was enough";
+    EXPECT_EQ(readers[1]["card"]["result"], nullptr) << "there is none";
+    EXPECT_EQ(readers[1]["directResult"]["name"], "Success");
+    EXPECT_EQ(readers[2]["card"]["result"]["name"], "SCARD_E_SHARING_VIOLATION");
+    EXPECT_EQ(readers[2]["directResult"], nullptr) << "what is held is not asked twice";
+    EXPECT_EQ(readers[3]["card"]["result"], nullptr) << "it hangs";
+    EXPECT_EQ(readers[3]["directResult"], nullptr);
+    // and: a service that does not answer at all
+    report.service.answered = report.listed = false;
+    document = json::parse(Format(report));
+    EXPECT_EQ(document["service"]["result"], nullptr);
+    EXPECT_EQ(document["listResult"], nullptr);
+    EXPECT_EQ(Complaint(document.dump()), "");
+}
+
+TEST_F(JsonReportTest, WhetherAHiddenLogFolderExistsIsNotClaimed) {
+    Report report = SampleReport();
+    report.logs.client.isHidden = true;
+    const std::string document = Format(report);
+    EXPECT_EQ(json::parse(document)["logs"]["client"]["exists"], nullptr);
+    EXPECT_EQ(json::parse(document)["logs"]["miniDriver"]["exists"], true);
+    EXPECT_EQ(Complaint(document), "");
+}
+
 TEST_F(JsonReportTest, IdsDoNotDependOnTheLanguage) {
     const json english = json::parse(Format(SampleReport()));
     UseLanguage("de", CATALOG_FOLDER);

@@ -63,6 +63,19 @@ TEST(LogProbeTest, WithoutRightsADirectoryIsNotWritable) {
     EXPECT_FALSE(ProbeLogDirectory(folder / "a/").writable);
 }
 
+TEST(LogProbeTest, BehindAClosedFolderItIsNotSaidToBeMissing) {
+    const test::TemporaryFolder folder;
+    std::filesystem::create_directories(folder / "closed/logs");
+    EXPECT_FALSE(ProbeLogDirectory(folder / "closed/logs").isHidden);
+    EXPECT_FALSE(ProbeLogDirectory(folder / "closed/none").isHidden);
+    chmod((folder / "closed").c_str(), 0);
+    {
+        const test::WithoutPrivileges ordinary;
+        EXPECT_TRUE(ProbeLogDirectory(folder / "closed/logs").isHidden);
+    }
+    chmod((folder / "closed").c_str(), 0700);
+}
+
 TEST(LogProbeTest, BothDirectoriesAreThoseOfThePathRegistry) {
     const LogState logs = ProbeLogs();
     EXPECT_EQ(logs.client.path, std::string(getenv("HOME")) + "/.vantor/lumo Client/Trace/");

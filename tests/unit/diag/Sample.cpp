@@ -118,6 +118,7 @@ Report SampleReport() {
     report.version = "1.0.0";
     report.time = SampleTime;
     report.service = {ServiceState::Fine, 0, "", "/run/pcscd/pcscd.comm", "/usr/sbin/pcscd", 4711, 'S'};
+    report.listed = true;
     report.readers = {PinPadReader(), KeyboardWithoutDriver(), HeldReader(), HangingReader()};
     report.usbReaders = SampleUsb();
     report.configuration = SampleConfiguration();

@@ -60,6 +60,16 @@ TEST(ServiceProbeTest, AServiceThatWentAwayWhileItWasAskedHasFailed) {
     EXPECT_EQ(Judge(Machine(Program, 8, 0), asked), ServiceState::Fine);
 }
 
+TEST(ServiceProbeTest, AServiceThatWentAwayBeforeItListedItsReadersHasFailed) {
+    PcscFacts asked = Answered(SCARD_S_SUCCESS);
+    for (const long code : {SCARD_E_NO_SERVICE, SCARD_E_SERVICE_STOPPED, SCARD_F_COMM_ERROR}) {
+        asked.listCode = code;
+        EXPECT_EQ(Judge(Machine(Program, 8, 0), asked), ServiceState::Failed) << std::hex << code;
+    }
+    asked.listCode = SCARD_E_NO_READERS_AVAILABLE;
+    EXPECT_EQ(Judge(Machine(Program, 8, 0), asked), ServiceState::Fine);
+}
+
 TEST(ServiceProbeTest, NoProgramAndNobodyListeningMeansNotInstalled) {
     EXPECT_EQ(Judge(Machine("", 0, ENOENT), Answered(SCARD_E_NO_SERVICE)), ServiceState::NotInstalled);
 }
@@ -99,6 +109,7 @@ TEST(ServiceProbeTest, SilenceMeansNotAnswering) {
     const Service service = JudgeService(Machine(Program, 7, 0), silent);
     EXPECT_EQ(service.state, ServiceState::NotAnswering);
     EXPECT_EQ(service.call, "SCardEstablishContext");
+    EXPECT_FALSE(service.answered);
     EXPECT_EQ(Judge(Machine(Program, 7, EAGAIN), Answered(SCARD_E_NO_SERVICE)), ServiceState::NotAnswering)
         << "so many wait that no more are let in";
     PcscFacts later = Answered(SCARD_S_SUCCESS);

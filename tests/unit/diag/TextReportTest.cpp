@@ -79,17 +79,36 @@ TEST_F(TextReportTest, EachServiceStateHasItsWords) {
     }
 }
 
+TEST_F(TextReportTest, OfAFileBehindAClosedFolderNothingIsInvented) {
+    Report report;
+    report.time = 1772373909;
+    FileFacts& file = report.configuration.machine.file;
+    file.path = "/etc/vantor/lumoclient/config";
+    file.exists = true;
+    file.obstacle = "Permission denied";
+    report.logs.miniDriver.isHidden = true;
+    const std::string text = Format(report);
+    EXPECT_THAT(text, AllOf(Not(HasSubstr("---------")), Not(HasSubstr("1970")), Not(HasSubstr("only root"))));
+    EXPECT_THAT(text, AllOf(HasSubstr("Content           not readable\n"),
+                            HasSubstr("This user         may not save (Permission denied)\n"),
+                            HasSubstr("Directory         this user may not look\n")));
+}
+
 TEST_F(TextReportTest, NoDriverTextReachesTheTerminalRaw) {
     Reader reader = AskedReader();
     reader.name = "evil\x1B]0;owned\x07 reader";
     reader.attributes = {{0x00010100, 0, "\x1B[31mred"}};
     Report report = OneReader(reader);
     report.configuration.machine.parsed = true;
-    report.configuration.settings.readers = {{"Reader0", "PCSC Reader", "\x1B[1mold", "", true}};
+    report.configuration.settings.readers = {{"Reader0", "PCSC Reader", "\x1B[1mold", "", true},
+                                             {"Reader\xC2\x9B\xE2\x80\xAE\xFF", "PCSC Reader", "other", "", true},
+                                             {"Leser", "PCSC Reader", "third", "", true}};
     const std::string text = Format(report);
     EXPECT_THAT(text, Not(HasSubstr("\x1B")));
     EXPECT_THAT(text, Not(HasSubstr("\x07")));
     EXPECT_THAT(text, HasSubstr("evil\\x1B]0;owned\\x07 reader"));
+    EXPECT_THAT(text, HasSubstr("Reader\\xC2\\x9B\\xE2\\x80\\xAE\\xFF other"));
+    EXPECT_THAT(text, HasSubstr("Leser             third")) << "a name is not translated";
 }
 
 TEST_F(TextReportTest, VerdictsStandSideBySideWithTheReasonWhereTheyDiffer) {
