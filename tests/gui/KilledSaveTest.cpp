@@ -105,8 +105,13 @@ TEST_P(KilledSave, LeavesOneOfItsFilesAtEveryPoint) {
     for (std::size_t point = first + GetParam(); point < stops; point += kShares, ++points) {
         const auto outcome = Support::traceTo(
             point, [this] { return save(); }, [] { return Action{Action::Kind::Kill}; });
-        ASSERT_TRUE(outcome.killed) << "at stop " << point;
         const std::string left = FileText();
+        if (!outcome.killed) {
+            // What the display asks for differs by a few calls from run to run, so that the last points may not come.
+            ASSERT_GT(point + 40, stops) << "ended at stop " << outcome.stops;
+            ASSERT_EQ(left, files.back());
+            break;
+        }
         ASSERT_NE(std::find(files.begin(), files.end(), left), files.end()) << "at stop " << point << ":\n" << left;
         putBack();
     }

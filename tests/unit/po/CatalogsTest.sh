@@ -129,7 +129,7 @@ case_ALanguageIsOneNewFile() {
   printf 'cmake_minimum_required(VERSION 3.25)\nproject(languages NONE)\nadd_subdirectory(po)\n' >"$tree/CMakeLists.txt"
 
   # when
-  cmake -S "$tree" -B "$work/build" >/dev/null
+  cmake -G Ninja -S "$tree" -B "$work/build" >/dev/null
   cmake --build "$work/build" >/dev/null
   DESTDIR=$work/installed cmake --install "$work/build" >/dev/null
 
@@ -149,7 +149,7 @@ case_AFaultyCatalogStopsTheBuild() {
   cp -r "$source_tree/po" "$tree/"
   sed -i 's/^"lumo Client version %s\\n"$/"lumo Client version %d\\n"/' "$tree/po/en.po"
   printf 'cmake_minimum_required(VERSION 3.25)\nproject(languages NONE)\nadd_subdirectory(po)\n' >"$tree/CMakeLists.txt"
-  cmake -S "$tree" -B "$work/build" >/dev/null
+  cmake -G Ninja -S "$tree" -B "$work/build" >/dev/null
   if cmake --build "$work/build" >"$work/said" 2>&1; then fail "it was built all the same"; fi
   grep --quiet "format specifications" "$work/said" || fail "another reason: $(cat "$work/said")"
 }
