@@ -13,6 +13,8 @@
 #include <algorithm>
 #include <sstream>
 
+#include <unistd.h>
+
 namespace Diag {
 
 namespace {
@@ -178,6 +180,8 @@ ConfigurationState ProbeConfiguration() {
     std::string ignored;
     state.machine = ProbeFile(Vantor::GetAllUsersDir() + "vantor/lumoclient", document);
     state.user = ProbeFile(Vantor::CombinePaths(Vantor::GetUserDir(), ".vantor/lumoclient"), ignored);
+    state.isRoot = geteuid() == 0;
+    state.isMember = IsInGroup("lumoadmin");
     if (state.machine.parsed) {
         state.settings = ReadSettings(document);
         state.machine.invalid = CheckAgainstSchema(document);

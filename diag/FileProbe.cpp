@@ -1,5 +1,6 @@
 #include "diag/FileProbe.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -49,6 +50,13 @@ std::string Parent(const std::string& path) {
     return slash == std::string::npos ? "." : path.substr(0, slash == 0 ? 1 : slash);
 }
 
+std::vector<gid_t> OwnGroups() {
+    std::vector<gid_t> groups(static_cast<std::size_t>(std::max(getgroups(0, nullptr), 0)));
+    groups.resize(static_cast<std::size_t>(std::max(getgroups(static_cast<int>(groups.size()), groups.data()), 0)));
+    groups.push_back(getegid());
+    return groups;
+}
+
 } // namespace
 
 FileFacts DescribeFile(const std::string& path) {
@@ -85,6 +93,15 @@ bool CanCreateIn(const std::string& folder, std::string& obstacle) {
     const bool can = May(nearest, W_OK | X_OK);
     obstacle = can ? "" : std::strerror(errno);
     return can;
+}
+
+bool IsInGroup(const std::string& name) {
+    struct group entry = {};
+    struct group* found = nullptr;
+    std::vector<char> buffer(AccountBuffer);
+    getgrnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found);
+    const std::vector<gid_t> groups = OwnGroups();
+    return found != nullptr && std::find(groups.begin(), groups.end(), entry.gr_gid) != groups.end();
 }
 
 } // namespace Diag

@@ -14,4 +14,7 @@ namespace Diag {
 /// @param obstacle  set to the system's reason if not
 [[nodiscard]] bool CanCreateIn(const std::string& folder, std::string& obstacle);
 
+/// Whether this process is in the group of that name.
+[[nodiscard]] bool IsInGroup(const std::string& name);
+
 } // namespace Diag

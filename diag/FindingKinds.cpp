@@ -19,9 +19,10 @@ const std::vector<FindingKind>& FindingKinds() {
          Mark("Sehen Sie die Rechte an und lassen Sie den Socket neu anlegen:"),
          "ls -ld /run/pcscd /run/pcscd/pcscd.comm\nsudo systemctl restart pcscd.socket"},
         {"service-refused", Severity::Error, Mark("Der PC/SC-Dienst weist diesen Benutzer ab."),
-         Mark("Ohne Sitzung an diesem Rechner, etwa über ssh, braucht der Benutzer eine polkit-Regel. Was der Dienst "
-              "dazu sagt:"),
-         "journalctl --unit=pcscd --since=-5min"},
+         Mark("Ohne Sitzung an diesem Rechner, etwa über ssh, braucht der Benutzer eine polkit-Regel; sie steht in "
+              "failures.md. Sehen Sie nach, was der Dienst meldet, schreiben Sie die Regel und starten Sie ihn neu:"),
+         "journalctl --unit=pcscd --since=-5min\nsudoedit /etc/polkit-1/rules.d/50-lumoadmin.rules\n"
+         "sudo systemctl restart pcscd.service"},
         {"service-protocol-mismatch", Severity::Error,
          Mark("Der PC/SC-Dienst und die PC/SC-Bibliothek haben verschiedene Versionen."),
          Mark("Bringen Sie beide auf denselben Stand und starten Sie den Dienst neu:"),
@@ -136,6 +137,26 @@ const std::vector<FindingKind>& FindingKinds() {
          Mark("Schalten Sie das Protokoll aus, wenn Sie es nicht mehr brauchen, und löschen Sie die Dateien."), ""},
     };
     return kinds;
+}
+
+const std::vector<OtherRemedy>& OtherRemedies() {
+    static const std::vector<OtherRemedy> remedies = {
+        {"configuration-read-only", "file-system",
+         Mark("Das Dateisystem lässt kein Schreiben zu, oft nach einem Fehler. So sehen Sie, welches und warum:"),
+         "findmnt --target /etc/vantor\nsudo dmesg | grep -i remount"},
+        {"configuration-read-only", "root",
+         Mark("Nicht einmal root darf schreiben. Sehen Sie sich Eigentümer und Merkmale an:"),
+         "ls -la /etc/vantor/lumoclient\nlsattr -d /etc/vantor/lumoclient /etc/vantor/lumoclient/config"},
+        {"configuration-read-only", "rights",
+         Mark("Er ist in der Gruppe lumoadmin, aber die Rechte stimmen nicht. Stellen Sie sie wieder her:"),
+         "sudo chgrp --recursive lumoadmin /etc/vantor/lumoclient\nsudo chmod 2775 /etc/vantor/lumoclient\n"
+         "sudo chmod 664 /etc/vantor/lumoclient/config"},
+        {"log-not-writable", "home",
+         Mark("Es läge im eigenen Verzeichnis dieses Benutzers, und dort darf er nicht schreiben. So sehen Sie, wo "
+              "die Rechte nicht stimmen:"),
+         "namei --long ~/.vantor/'lumo Client'/Trace"},
+    };
+    return remedies;
 }
 
 } // namespace Diag

@@ -11,6 +11,7 @@
 #include <winscard.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <stdexcept>
 
@@ -83,9 +84,19 @@ private:
     void Add(const char* id, const std::string& subject = {}, const std::string& detail = {},
              const std::string& parameter = {}) {
         const FindingKind& kind = Kind(id);
-        findings.push_back({&kind, subject, {}, Commands(kind.commands, parameter)});
+        findings.push_back({&kind, subject, {}, Commands(kind.commands, parameter), kind.remedy});
         if (!detail.empty()) {
             findings.back().details.push_back(detail);
+        }
+    }
+    /// For the finding that was added last.
+    void UseOtherRemedy(const char* cause) {
+        Finding& finding = findings.back();
+        for (const OtherRemedy& other : OtherRemedies()) {
+            if (std::strcmp(other.id, finding.kind->id) == 0 && std::strcmp(other.cause, cause) == 0) {
+                finding.remedy = other.remedy;
+                finding.commands = Commands(other.commands, {});
+            }
         }
     }
     void AddWithDetails(const char* id, const std::string& subject, const std::vector<std::string>& details) {
@@ -239,7 +250,7 @@ private:
             Add("configuration-put-aside", path + ".unreadable");
         }
         if (!machine.file.writable) {
-            Add("configuration-read-only", path, machine.file.obstacle);
+            ReadOnly(machine.file);
         }
         std::vector<std::string> problems;
         for (const FileProblem& problem : machine.invalid) {
@@ -247,6 +258,17 @@ private:
         }
         AddWithDetails("configuration-invalid", path, problems);
         AddWithDetails("configuration-unread-element", path, machine.unread);
+    }
+
+    void ReadOnly(const FileFacts& file) {
+        Add("configuration-read-only", file.path, file.obstacle);
+        if (file.obstacle == std::strerror(EROFS)) {
+            UseOtherRemedy("file-system");
+        } else if (report.configuration.isRoot) {
+            UseOtherRemedy("root");
+        } else if (report.configuration.isMember) {
+            UseOtherRemedy("rights");
+        }
     }
 
     void StoredSettings(const Settings& settings) {
@@ -279,6 +301,7 @@ private:
             Add("log-elsewhere", settings.traceFile);
         } else if (clientLogs && !report.logs.client.writable) {
             Add("log-not-writable", report.logs.client.path);
+            UseOtherRemedy("home");
         }
         if (settings.miniDriverLogging.value_or(0) > 0 && !report.logs.miniDriver.writable) {
             Add("log-not-writable", report.logs.miniDriver.path);

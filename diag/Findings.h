@@ -23,6 +23,16 @@ struct FindingKind {
     const char* commands; ///< what to type, one a line; "%s" stands for a finding's parameter
 };
 
+/// What to do about a finding where its kind's remedy would not help.
+struct OtherRemedy {
+    const char* id;       ///< of the kind
+    const char* cause;    ///< tells the kind's other remedies apart
+    const char* remedy;   ///< message id
+    const char* commands; ///< as in FindingKind
+};
+
+[[nodiscard]] const std::vector<OtherRemedy>& OtherRemedies();
+
 /// Every kind, in the order of the report.
 [[nodiscard]] const std::vector<FindingKind>& FindingKinds();
 
@@ -31,6 +41,7 @@ struct Finding {
     std::string subject;               ///< the reader or file in question; may be empty
     std::vector<std::string> details;  ///< what was seen, one a line; may be empty
     std::vector<std::string> commands; ///< with the parameter filled in
+    const char* remedy = nullptr;      ///< message id; never null in a report
 };
 
 /// "08e6:3437 Gemalto USB SmartCard Reader": numbers of vendor and product, and what the device calls itself.

@@ -236,7 +236,7 @@ Json FindingJson(const Finding& finding) {
             {"subject", TextOrNull(finding.subject)},
             {"details", PrintableArray(finding.details)},
             {"title", Translate(finding.kind->title)},
-            {"remedy", Translate(finding.kind->remedy)},
+            {"remedy", Translate(finding.remedy)},
             {"commands", finding.commands},
             {"entry", std::string("failures.md#") + finding.kind->id}};
 }

@@ -2,12 +2,16 @@
 
 #include <clocale>
 #include <cstdlib>
+#include <filesystem>
 #include <libintl.h>
+#include <set>
 #include <unistd.h>
 
 namespace Diag {
 
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr char Catalog[] = "LumoClient";
 
@@ -56,6 +60,18 @@ bool IsKnownLanguage(const std::string& language, const std::string& catalogs) {
     }
     const bool isName = !language.empty() && language.find_first_of("./") == std::string::npos;
     return isName && access((catalogs + "/" + language + "/LC_MESSAGES/" + Catalog + ".mo").c_str(), R_OK) == 0;
+}
+
+std::vector<std::string> KnownLanguages(const std::string& catalogs) {
+    std::set<std::string> languages = {"de", "en"};
+    std::error_code error;
+    for (fs::directory_iterator entry(catalogs, error), end; !error && entry != end; entry.increment(error)) {
+        const std::string name = entry->path().filename().string();
+        if (IsKnownLanguage(name, catalogs)) {
+            languages.insert(name);
+        }
+    }
+    return {languages.begin(), languages.end()};
 }
 
 std::string SystemLanguage() {

@@ -4,6 +4,7 @@
 #include <initializer_list>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace Diag {
 
@@ -25,6 +26,9 @@ void UseLanguage(const std::string& language, const std::string& catalogs = Cata
 
 /// Whether there are texts in this language.
 [[nodiscard]] bool IsKnownLanguage(const std::string& language, const std::string& catalogs = CatalogFolder);
+
+/// All languages with texts, sorted.
+[[nodiscard]] std::vector<std::string> KnownLanguages(const std::string& catalogs = CatalogFolder);
 
 /// The language of the environment (LC_ALL, LC_MESSAGES, LANG); English for "C".
 [[nodiscard]] std::string SystemLanguage();

@@ -1,6 +1,7 @@
 #include "diag/Options.h"
 
 #include "diag/Language.h"
+#include "diag/Text.h"
 
 #include <getopt.h>
 
@@ -19,10 +20,16 @@ constexpr option LongOptions[] = {
     {"version", no_argument, nullptr, Version}, {nullptr, 0, nullptr, 0},
 };
 
+/// @return false, for the caller to pass on
+bool Complain(const std::string& text) {
+    std::fprintf(stderr, "lumodiag: %s\n", text.c_str());
+    return false;
+}
+
 bool TakeLanguage(const std::string& language, Options& options) {
     if (!IsKnownLanguage(language)) {
-        std::fprintf(stderr, "lumodiag: no texts in language '%s'; there are: de, en\n", language.c_str());
-        return false;
+        return Complain(
+            Fill(Translate("keine Texte in der Sprache '%s', nur in: %s"), {language, Join(KnownLanguages(), ", ")}));
     }
     options.language = language;
     return true;
@@ -30,8 +37,7 @@ bool TakeLanguage(const std::string& language, Options& options) {
 
 bool TakeLogFile(const std::string& file, Options& options) {
     if (file.empty()) {
-        std::fprintf(stderr, "lumodiag: the name of the log file is empty\n");
-        return false;
+        return Complain(Translate("der Name der Protokolldatei ist leer"));
     }
     options.logFile = file;
     return true;
@@ -72,26 +78,26 @@ bool ReadOptions(int count, char** arguments, Options& options) {
         }
     }
     if (optind < count) {
-        std::fprintf(stderr, "lumodiag: unexpected argument '%s'\n", arguments[optind]);
-        return false;
+        return Complain(Fill(Translate("unerwartetes Argument '%s'"), {arguments[optind]}));
     }
     return true;
 }
 
 std::string HelpText() {
-    return Translate(
-        "Aufruf: lumodiag [OPTION]...\n"
-        "Sagt, warum ein Kartenleser fehlt oder eine Einstellung nicht wirkt.\n"
-        "\n"
-        "  -j, --json       der Bericht als ein JSON-Dokument\n"
-        "  -r, --redact     kürzt Seriennummern und das eigene Verzeichnis, zum Weitergeben\n"
-        "  -l, --log DATEI  schreibt in diese Datei, was der Lesercode meldet\n"
-        "  -w, --watch      verfolgt Leser und Karten bis zum Abbruch\n"
-        "      --lang DE    Sprache, de oder en\n"
-        "  -h, --help       diese Hilfe\n"
-        "  -V, --version    die Version\n"
-        "\n"
-        "Rückgabe: 0 alles in Ordnung, 1 etwas ist nicht in Ordnung, 2 falscher Aufruf oder keine Ausgabe.");
+    const std::string text =
+        Translate("Aufruf: lumodiag [OPTION]...\n"
+                  "Sagt, warum ein Kartenleser fehlt oder eine Einstellung nicht wirkt.\n"
+                  "\n"
+                  "  -j, --json       der Bericht als ein JSON-Dokument\n"
+                  "  -r, --redact     kürzt Seriennummern und das eigene Verzeichnis, zum Weitergeben\n"
+                  "  -l, --log DATEI  schreibt in diese Datei, was der Lesercode meldet\n"
+                  "  -w, --watch      verfolgt Leser und Karten bis zum Abbruch\n"
+                  "      --lang DE    Sprache: %s\n"
+                  "  -h, --help       diese Hilfe\n"
+                  "  -V, --version    die Version\n"
+                  "\n"
+                  "Rückgabe: 0 alles in Ordnung, 1 etwas ist nicht in Ordnung, 2 falscher Aufruf oder keine Ausgabe.");
+    return Fill(text, {Join(KnownLanguages(), ", ")});
 }
 
 } // namespace Diag

@@ -171,9 +171,13 @@ int RunOther(const Options& options, LibLogging* log) {
 
 int Run(int count, char** arguments) {
     Options options;
+    UseLanguage(SystemLanguage()); // until more is known
     if (!ReadOptions(count, arguments, options)) {
-        std::fputs("Try 'lumodiag --help' for more information.\n", stderr);
+        std::fprintf(stderr, "%s\n", Translate("Mehr dazu sagt 'lumodiag --help'."));
         return ExitTrouble;
+    }
+    if (!options.language.empty()) {
+        UseLanguage(options.language);
     }
     const bool isOther = options.help || options.version || options.watch;
     if (options.help || options.version) {
@@ -181,7 +185,8 @@ int Run(int count, char** arguments) {
     }
     LibLogging* const log = OpenLog(options);
     if (log == nullptr && !options.logFile.empty()) {
-        std::fprintf(stderr, "lumodiag: cannot write the log file %s\n", options.logFile.c_str());
+        const std::string text = Fill(Translate("Protokolldatei %s lässt sich nicht schreiben"), {options.logFile});
+        std::fprintf(stderr, "lumodiag: %s\n", text.c_str());
         return ExitTrouble;
     }
     const int status = isOther ? RunOther(options, log) : RunReport(options, log);

@@ -131,7 +131,9 @@ struct Settings {
 struct ConfigurationState {
     ConfigurationFile machine;
     ConfigurationFile user;
-    Settings settings; ///< of the machine's file, the only one that settings are read from
+    Settings settings;     ///< of the machine's file, the only one that settings are read from
+    bool isRoot = false;   ///< this user is root
+    bool isMember = false; ///< this process is in the group whose members may save
 };
 
 struct LogFileFacts {

@@ -188,6 +188,9 @@ void AddReader(Page& page, const Reader& reader, std::size_t number) {
     AddAttributes(page, reader);
     if (reader.featuresAsked) {
         AddPinPad(page, reader);
+    } else {
+        page.Line(Mark("PIN-Tastatur"),
+                  Fill(Translate("nicht gefragt, nach Namen %s"), {YesNo(Vantor::PCSCIsSecureByName(reader.name))}), 6);
     }
 }
 
@@ -346,7 +349,7 @@ void AddFinding(Page& page, const Finding& finding) {
     for (const std::string& detail : finding.details) {
         page.Plain(Printable(detail), 6);
     }
-    page.Plain(Translate(finding.kind->remedy), 6);
+    page.Plain(Translate(finding.remedy), 6);
     for (const std::string& command : finding.commands) {
         page.Plain(command, 10);
     }

@@ -123,8 +123,18 @@ TEST(DiagConfiguration, MayNotBeWrittenByThisUser) {
     EXPECT_EQ(report.machineFile().at("writable"), false);
     EXPECT_EQ(report.machineFile().at("mode"), "r--r--r--");
     EXPECT_THAT(report.findings(), ElementsAre("configuration-read-only"));
-    EXPECT_THAT(report.finding("configuration-read-only").at("commands").dump(), HasSubstr("usermod"));
+    EXPECT_THAT(report.finding("configuration-read-only").at("commands").dump(), HasSubstr("lsattr"))
+        << "a root without rights is no candidate for a group";
     EXPECT_THAT(Lumodiag::report().findings(), IsEmpty()) << "root may";
+}
+
+TEST(DiagConfiguration, LiesOnAFileSystemThatIsMountedReadOnly) {
+    store(document(kAnyReader));
+    ASSERT_EQ(Support::run({"mount", "--bind", "/etc/vantor", "/etc/vantor"}).status, 0);
+    ASSERT_EQ(Support::run({"mount", "-o", "remount,bind,ro", "/etc/vantor"}).status, 0);
+    const auto report = Lumodiag::report();
+    EXPECT_THAT(report.findings(), ElementsAre("configuration-read-only"));
+    EXPECT_THAT(report.finding("configuration-read-only").at("commands").at(0), "findmnt --target /etc/vantor");
 }
 
 TEST(DiagConfiguration, LiesInAFolderThatThisUserMayNotEnter) {

@@ -157,6 +157,21 @@ TEST(DiagCommand, EndsWithTwoWhenItIsCalledWrongly) {
     }
 }
 
+TEST(DiagCommand, TellsInTheUsersLanguageThatItIsCalledWrongly) {
+    Lumodiag::installCatalogs();
+    const auto errors = [](std::vector<std::string> arguments, const std::string& lang) {
+        return Support::run(Lumodiag::command(std::move(arguments)), {{"LANG", lang}}).errors;
+    };
+    EXPECT_EQ(errors({"reader"}, "de_DE.UTF-8"),
+              "lumodiag: unerwartetes Argument 'reader'\nMehr dazu sagt 'lumodiag --help'.\n");
+    EXPECT_EQ(errors({"reader"}, "en_GB.UTF-8"),
+              "lumodiag: unexpected argument 'reader'\nTry 'lumodiag --help' for more information.\n");
+    EXPECT_THAT(errors({"--lang=en", "--log=/proc/none/trace"}, "de_DE.UTF-8"), HasSubstr("cannot write the log file"));
+    // A language that is added later is offered.
+    fs::copy("/etc/lumoclient/I18N/en", "/etc/lumoclient/I18N/fr", fs::copy_options::recursive);
+    EXPECT_THAT(errors({"--lang=xx"}, "en_GB.UTF-8"), HasSubstr("'xx', only in: de, en, fr\n"));
+}
+
 TEST(DiagCommand, EndsWithTwoWhenItCannotPrint) {
     const auto program = Lumodiag::command().front();
     for (const std::string option : {"", " --json", " --help", " --version", " --watch"})

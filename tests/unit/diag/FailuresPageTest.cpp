@@ -71,6 +71,31 @@ TEST(FailuresPageTest, TheCommandsOfAFindingStandInItsEntry) {
     }
 }
 
+TEST(FailuresPageTest, OtherRemediesAreThoseOfAKindAndStandInItsEntry) {
+    const auto entries = Entries();
+    for (const OtherRemedy& other : OtherRemedies()) {
+        ASSERT_EQ(entries.count(other.id), 1U) << other.id;
+        std::istringstream commands(other.commands);
+        for (std::string command; std::getline(commands, command);) {
+            EXPECT_THAT(entries.at(other.id), HasSubstr(command));
+        }
+        const std::string remedy = other.remedy;
+        EXPECT_EQ(remedy.back() == ':', *other.commands != '\0') << other.id << " " << other.cause;
+    }
+}
+
+TEST(FailuresPageTest, TheManualHasTheSamePolkitRule) {
+    const auto rule = [](const std::string& page) {
+        const std::string text = test::ReadText(SOURCE_FOLDER "/docs/" + page);
+        const std::size_t start = text.find("polkit.addRule");
+        return text.find("/etc/polkit-1/rules.d/50-lumoadmin.rules") == std::string::npos
+                   ? "no file in " + page
+                   : text.substr(start, text.find("```", start) - start);
+    };
+    EXPECT_EQ(rule("manual.md"), rule("failures.md"));
+    EXPECT_THAT(rule("manual.md"), HasSubstr("subject.isInGroup"));
+}
+
 TEST(FailuresPageTest, EveryFindingSaysWhatToDo) {
     for (const FindingKind& kind : FindingKinds()) {
         const std::string remedy = kind.remedy;
@@ -84,5 +109,8 @@ TEST(FailuresPageTest, EveryTextOfAFindingIsTranslated) {
     for (const FindingKind& kind : FindingKinds()) {
         EXPECT_STRNE(Translate(kind.title), kind.title);
         EXPECT_STRNE(Translate(kind.remedy), kind.remedy);
+    }
+    for (const OtherRemedy& other : OtherRemedies()) {
+        EXPECT_STRNE(Translate(other.remedy), other.remedy);
     }
 }

@@ -121,3 +121,9 @@ TEST_F(FileProbeTest, AccountsWithoutANameAreNumbers) {
     EXPECT_EQ(DescribeFile(file).owner, "54321");
     EXPECT_EQ(DescribeFile(file).group, "54322");
 }
+
+TEST_F(FileProbeTest, GroupsOfThisProcessAreKnown) {
+    EXPECT_TRUE(IsInGroup(DescribeFile("/proc/self").group));
+    EXPECT_FALSE(IsInGroup("no-such-group"));
+    EXPECT_FALSE(IsInGroup("backup"));
+}

@@ -351,6 +351,32 @@ TEST_F(FindingsTest, TheConfigurationFilesOwnTroubles) {
     EXPECT_THAT(Ids(), ElementsAre("configuration-unreadable", "configuration-read-only"));
 }
 
+TEST_F(FindingsTest, WhatHelpsToSaveDependsOnTheObstacle) {
+    FileFacts& file = report.configuration.machine.file;
+    file.writable = false;
+    file.obstacle = "Permission denied";
+    EXPECT_THAT(Only().commands, ElementsAre("sudo usermod --append --groups lumoadmin NAME"));
+    const std::string first = Only().remedy;
+    report.configuration.isMember = true;
+    EXPECT_THAT(Only().commands, Contains("sudo chmod 2775 /etc/vantor/lumoclient")) << "he is in the group already";
+    EXPECT_NE(Only().remedy, first);
+    report.configuration.isRoot = true;
+    EXPECT_THAT(Only().commands, Contains("ls -la /etc/vantor/lumoclient")) << "no group helps root";
+    file.obstacle = "Read-only file system";
+    EXPECT_THAT(Only().commands, Contains("findmnt --target /etc/vantor"));
+    EXPECT_THAT(FormatText(report, DeriveFindings(report)), HasSubstr("The file system does not allow"));
+}
+
+TEST_F(FindingsTest, TheGroupOfTheMiniDriverIsNoHelpAtHome) {
+    report.logs.client.writable = report.logs.miniDriver.writable = false;
+    report.configuration.settings.traceLevel = 128;
+    EXPECT_THAT(Only().commands, ElementsAre("namei --long ~/.vantor/'lumo Client'/Trace"));
+    EXPECT_THAT(Translate(Only().remedy), Not(HasSubstr("group")));
+    report.configuration.settings.traceLevel = 0;
+    report.configuration.settings.miniDriverLogging = 1;
+    EXPECT_THAT(Only().commands, ElementsAre("sudo usermod --append --groups lumoadmin NAME"));
+}
+
 TEST_F(FindingsTest, AMissingConfigurationIsANote) {
     report.configuration.machine.file.exists = report.configuration.machine.parsed = false;
     EXPECT_THAT(Ids(), ElementsAre("configuration-missing"));

@@ -113,3 +113,14 @@ TEST_F(LanguageTest, KnownLanguagesAreGermanEnglishAndThoseWithACatalogue) {
         EXPECT_FALSE(IsKnownLanguage(unknown, catalogs.Path())) << unknown;
     }
 }
+
+TEST_F(LanguageTest, EveryLanguageWithACatalogueIsListed) {
+    const test::TemporaryFolder folder;
+    for (const char* const language : {"fr", "cs"}) {
+        std::filesystem::create_directories(folder / (std::string(language) + "/LC_MESSAGES"));
+        test::WriteText(folder / (std::string(language) + "/LC_MESSAGES/LumoClient.mo"), "");
+    }
+    std::filesystem::create_directories(folder / "nothing");
+    EXPECT_EQ(KnownLanguages(folder.Path()), (std::vector<std::string>{"cs", "de", "en", "fr"}));
+    EXPECT_EQ(KnownLanguages(folder / "missing"), (std::vector<std::string>{"de", "en"}));
+}

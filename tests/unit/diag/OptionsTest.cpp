@@ -26,6 +26,7 @@ Outcome Read(std::vector<std::string> arguments) {
         pointers.push_back(argument.data());
     }
     pointers.push_back(nullptr);
+    UseLanguage("en", CATALOG_FOLDER);
     Outcome outcome;
     testing::internal::CaptureStderr();
     outcome.understood = ReadOptions(static_cast<int>(arguments.size()), pointers.data(), outcome.options);
@@ -70,7 +71,7 @@ TEST(OptionsTest, LanguagesThatThereAreAreTaken) {
 TEST(OptionsTest, UnknownLanguageIsACallingError) {
     const Outcome outcome = Read({"--lang", "tlh"});
     EXPECT_FALSE(outcome.understood);
-    EXPECT_THAT(outcome.errors, HasSubstr("'tlh'"));
+    EXPECT_THAT(outcome.errors, HasSubstr("no texts in the language 'tlh', only in: de, en"));
 }
 
 TEST(OptionsTest, WhatIsNotUnderstoodIsNamed) {
@@ -101,4 +102,5 @@ TEST(OptionsTest, HelpNamesEveryOptionInBothLanguages) {
         }
     }
     EXPECT_THAT(HelpText(), HasSubstr("Usage:"));
+    EXPECT_THAT(HelpText(), HasSubstr("language: de, en"));
 }

@@ -130,6 +130,16 @@ TEST_F(TextReportTest, VerdictsStandSideBySideWithTheReasonWhereTheyDiffer) {
                 HasSubstr("by name yes (the query failed: SCARD_E_NOT_TRANSACTED (0x80100016))\n"));
 }
 
+TEST_F(TextReportTest, AReaderThatCannotBeOpenedHasAVerdictByNameOnly) {
+    Reader reader;
+    reader.name = "REINER SCT cyberJack";
+    reader.asked = true;
+    reader.directCode = SCARD_E_READER_UNAVAILABLE;
+    EXPECT_THAT(Format(OneReader(reader)), HasSubstr("PIN pad           not asked, by name yes\n"));
+    reader.name = "Reader";
+    EXPECT_THAT(Format(OneReader(reader)), HasSubstr("PIN pad           not asked, by name no\n"));
+}
+
 TEST_F(TextReportTest, FailedProbesShowTheirErrorsByNameAndNumber) {
     Reader reader = AskedReader();
     reader.state = SCARD_STATE_PRESENT;
