@@ -59,13 +59,18 @@ std::vector<gid_t> OwnGroups() {
 
 } // namespace
 
+std::string ErrorText(int error) {
+    const char* const text = strerrordesc_np(error);
+    return text == nullptr ? std::to_string(error) : text;
+}
+
 FileFacts DescribeFile(const std::string& path) {
     FileFacts facts;
     facts.path = path;
     struct stat status = {};
     if (stat(path.c_str(), &status) != 0) {
         // Behind a closed folder there may well be something.
-        facts.obstacle = std::strerror(errno);
+        facts.obstacle = ErrorText(errno);
         facts.exists = errno != ENOENT && errno != ENOTDIR;
         return facts;
     }
@@ -81,7 +86,7 @@ FileFacts DescribeFile(const std::string& path) {
     facts.modified = status.st_mtime;
     facts.readable = May(path, R_OK);
     facts.writable = May(path, facts.isFolder ? W_OK | X_OK : W_OK);
-    facts.obstacle = facts.writable ? "" : std::strerror(errno);
+    facts.obstacle = facts.writable ? "" : ErrorText(errno);
     return facts;
 }
 
@@ -91,7 +96,7 @@ bool CanCreateIn(const std::string& folder, std::string& obstacle) {
         nearest = Parent(nearest);
     }
     const bool can = May(nearest, W_OK | X_OK);
-    obstacle = can ? "" : std::strerror(errno);
+    obstacle = can ? "" : ErrorText(errno);
     return can;
 }
 

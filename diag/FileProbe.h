@@ -14,6 +14,9 @@ namespace Diag {
 /// @param obstacle  set to the system's reason if not
 [[nodiscard]] bool CanCreateIn(const std::string& folder, std::string& obstacle);
 
+/// The system's words for an error number, in English whatever the language, so that reports can be compared.
+[[nodiscard]] std::string ErrorText(int error);
+
 /// Whether this process is in the group of that name.
 [[nodiscard]] bool IsInGroup(const std::string& name);
 

@@ -1,5 +1,6 @@
 #include "diag/Findings.h"
 
+#include "diag/FileProbe.h"
 #include "diag/Language.h"
 #include "diag/PcscNames.h"
 #include "diag/ServiceProbe.h"
@@ -262,7 +263,7 @@ private:
 
     void ReadOnly(const FileFacts& file) {
         Add("configuration-read-only", file.path, file.obstacle);
-        if (file.obstacle == std::strerror(EROFS)) {
+        if (file.obstacle == ErrorText(EROFS)) {
             UseOtherRemedy("file-system");
         } else if (report.configuration.isRoot) {
             UseOtherRemedy("root");

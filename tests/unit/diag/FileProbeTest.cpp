@@ -1,11 +1,17 @@
 #include "diag/FileProbe.h"
 
+#include "diag/Language.h"
 #include "tests/support/Privileges.h"
+#include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstring>
 #include <ctime>
+#include <filesystem>
+#include <libintl.h>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -126,4 +132,19 @@ TEST_F(FileProbeTest, GroupsOfThisProcessAreKnown) {
     EXPECT_TRUE(IsInGroup(DescribeFile("/proc/self").group));
     EXPECT_FALSE(IsInGroup("no-such-group"));
     EXPECT_FALSE(IsInGroup("backup"));
+}
+
+TEST_F(FileProbeTest, ObstaclesAreInEnglishWhateverTheLanguage) {
+    // given: a system that has its own errors in German
+    std::filesystem::create_directories(folder / "de/LC_MESSAGES");
+    test::WriteText(folder / "libc.po", "msgid \"\"\nmsgstr \"Content-Type: text/plain; charset=UTF-8\\n\"\n\n"
+                                        "msgid \"No such file or directory\"\nmsgstr \"Nicht gefunden\"\n");
+    ASSERT_EQ(Support::run({"msgfmt", "-o", folder / "de/LC_MESSAGES/libc.mo", folder / "libc.po"}).status, 0);
+    UseLanguage("de", CATALOG_FOLDER);
+    bindtextdomain("libc", folder.Path().c_str());
+    ASSERT_STREQ(std::strerror(ENOENT), "Nicht gefunden");
+    // then
+    EXPECT_EQ(DescribeFile(folder / "none").obstacle, "No such file or directory");
+    EXPECT_EQ(ErrorText(EROFS), "Read-only file system");
+    EXPECT_EQ(ErrorText(99999), "99999");
 }
