@@ -175,6 +175,7 @@ private:
         wxButton* cancel;
     };
     void CreateControls(const wxString& about);
+    wxPanel* AddPage(const wxString& title);
     void CreateInformationPage(const wxString& about);
     void CreateReaderPage();
     void CreateLoggingPage();

@@ -3,7 +3,7 @@
 
 #include "app/XpmImage.h"
 #include "app/wxCheckedListCtrl.h"
-#include "resources/XpmFile.h"
+#include "resources/LogoPixels.h"
 #include "resources/status_installed.xpm"
 #include "resources/status_started.xpm"
 
@@ -22,7 +22,6 @@
 #include <wx/statbox.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
-#include <wx/textwrapper.h>
 
 #include <algorithm>
 
@@ -72,15 +71,37 @@ wxSizer* FullHeight(wxStaticText* text) {
     return place;
 }
 
-class BrokenLines : public wxTextWrapper {
-public:
-    BrokenLines(wxWindow& measure, const wxString& whole, int width) { Wrap(&measure, whole, width); }
-    wxString text;
+// As many of the words at the front as a line of that width can hold, but at least one: where the blank after them is.
+// Starts where an average letter would bring it, for each measurement takes the toolkit a while.
+std::size_t EndOfLine(const wxWindow& measure, const wxString& text, int width) {
+    const auto widthTo = [&](std::size_t end) { return measure.GetTextExtent(text.substr(0, end)).x; };
+    const auto blankAfter = [&](std::size_t end) { return std::min(text.find(L' ', end + 1), text.length()); };
+    const int whole = widthTo(text.length());
+    if (whole <= width)
+        return text.length();
+    std::size_t end = blankAfter(text.length() * static_cast<std::size_t>(width) / static_cast<std::size_t>(whole));
+    while (widthTo(end) > width) {
+        const std::size_t before = text.rfind(L' ', end - 1);
+        if (before == wxString::npos)
+            return end;
+        end = before;
+    }
+    for (std::size_t next = blankAfter(end); widthTo(next) <= width; next = blankAfter(end))
+        end = next;
+    return end;
+}
 
-protected:
-    void OnOutputLine(const wxString& line) override { text += line; }
-    void OnNewLine() override { text += '\n'; }
-};
+wxString InLines(const wxWindow& measure, wxString rest, int width) {
+    wxString lines;
+    for (;;) {
+        const std::size_t end = EndOfLine(measure, rest, width);
+        lines += rest.substr(0, end);
+        if (end == rest.length())
+            return lines;
+        lines += L'\n';
+        rest.erase(0, end + 1);
+    }
+}
 
 // Lets a text that is wider than its place go on in further lines; any other stays as it is.
 void BreakInto(int width, wxControl& control) {
@@ -88,7 +109,7 @@ void BreakInto(int width, wxControl& control) {
     if (excess <= 0)
         return;
     const wxString text = control.GetLabel();
-    control.SetLabel(BrokenLines(control, text, control.GetTextExtent(text).x - excess).text);
+    control.SetLabel(InLines(control, text, std::max(control.GetTextExtent(text).x - excess, 1)));
 }
 
 } // namespace
@@ -104,19 +125,26 @@ void MainFrame::CreateControls(const wxString& about) {
     CreateButtons();
 }
 
+// At once: controls that came into the notebook later with their page would have to be styled anew.
+wxPanel* MainFrame::AddPage(const wxString& title) {
+    auto* page = new wxPanel(m_Notebook);
+    m_Notebook->AddPage(page, title);
+    return page;
+}
+
 void MainFrame::CreateInformationPage(const wxString& about) {
     auto& page = m_Information;
-    page.panel = new wxPanel(m_Notebook);
-    page.logo = NewPicture(page.panel, ImageFromXpm(LogoXpmText()));
+    page.panel = AddPage(wxGetTranslation(L"Information"));
+    page.logo = NewPicture(page.panel, LogoImage());
     page.about = NewText(page.panel, about);
     page.components =
         NewText(page.panel, wxGetTranslation(L"Beeinhaltet OpenSSL und wxWidgets (https://www.wxwidgets.org/)."));
-    page.notice = NewText(page.panel, OpenSslNotice);
+    page.notice = NewText(page.panel, InLines(*page.panel, OpenSslNotice, LogoWidth - 2 * Border));
 }
 
 void MainFrame::CreateReaderPage() {
     auto& page = m_Readers;
-    page.panel = new wxPanel(m_Notebook);
+    page.panel = AddPage(wxGetTranslation(L"Kartenleser"));
     page.any = new wxRadioButton(page.panel, ID_AnyReader,
                                  wxGetTranslation(L"Der lumo Client soll beliebige Kartenleser verwenden, auch "
                                                   L"Kartenleser ohne Tastaturfeld."),
@@ -135,7 +163,7 @@ void MainFrame::CreateReaderPage() {
 
 void MainFrame::CreateLoggingPage() {
     auto& page = m_Logging;
-    page.panel = new wxPanel(m_Notebook);
+    page.panel = AddPage(wxGetTranslation(L"Logging"));
     const auto newBox = [&page](const wxString& title, int enabledId, int openId) {
         LoggingBox box{};
         box.box = new wxStaticBox(page.panel, wxID_ANY, title);
@@ -152,7 +180,7 @@ void MainFrame::CreateLoggingPage() {
 
 void MainFrame::CreateWindowsPage() {
     auto& page = m_Windows;
-    page.panel = new wxPanel(m_Notebook);
+    page.panel = AddPage(wxGetTranslation(L"Windows"));
     const auto newRow = [&page](const char* const* picture, const wxString& text, int buttonId, const wxString& label) {
         return StatusRow{NewPicture(page.panel, ImageFromXpm(picture)), NewText(page.panel, text),
                          new wxButton(page.panel, buttonId, label)};
@@ -172,7 +200,7 @@ void MainFrame::CreateWindowsPage() {
 
 void MainFrame::CreateFurtherPage() {
     auto& page = m_Further;
-    page.panel = new wxPanel(m_Notebook);
+    page.panel = AddPage(wxGetTranslation(L"Weitere Einstellungen"));
     page.label = NewText(page.panel, wxGetTranslation(L"Sprache:"));
     const wxString choices[] = {wxGetTranslation(L"Deutsch"), wxGetTranslation(L"Englisch")};
     page.language = new wxComboBox(page.panel, wxID_ANY, wxEmptyString, wxDefaultPosition, wxDefaultSize,
@@ -202,12 +230,6 @@ void MainFrame::DoLayout() {
     m_Further.panel->SetSizer(LayOutFurtherPage());
     m_Buttons.panel->SetSizer(LayOutButtons());
 
-    m_Notebook->AddPage(m_Information.panel, wxGetTranslation(L"Information"));
-    m_Notebook->AddPage(m_Readers.panel, wxGetTranslation(L"Kartenleser"));
-    m_Notebook->AddPage(m_Logging.panel, wxGetTranslation(L"Logging"));
-    m_Notebook->AddPage(m_Windows.panel, wxGetTranslation(L"Windows"));
-    m_Notebook->AddPage(m_Further.panel, wxGetTranslation(L"Weitere Einstellungen"));
-
     auto* main = new wxBoxSizer(wxVERTICAL);
     main->Add(m_Notebook, wxSizerFlags(1).Expand());
     main->Add(m_Buttons.panel, wxSizerFlags().Expand());
@@ -223,7 +245,6 @@ void MainFrame::DoLayout() {
 
 // With a large font the window would not fit a small display, and be cut off at its right side.
 void MainFrame::BreakLongTexts() {
-    BreakInto(m_Information.logo->GetBestSize().x - 2 * Border, *m_Information.notice);
     constexpr int windowFrame = 8;
     const int width = wxDisplay(this).GetClientArea().width - windowFrame - 2 * Border;
     for (wxControl* text : std::initializer_list<wxControl*>{m_Readers.any, m_Readers.selected,

@@ -1,6 +1,7 @@
 #include "app/wxCheckedListCtrl.h"
 
 #include "app/CheckedXPM.h"
+#include "app/XpmImage.h"
 
 #include <wx/dcmemory.h>
 #include <wx/renderer.h>
@@ -46,7 +47,7 @@ bool wxCheckedListCtrl::Create(wxWindow* parent, int id, const wxPoint& pos, con
 
 void wxCheckedListCtrl::AddPictures() {
     for (const auto* picture : {uncheckedXpm, checkedXpm, uncheckedDisXpm, checkedDisXpm})
-        m_CheckBoxes.Add(wxBitmap(picture));
+        m_CheckBoxes.Add(wxBitmap(ImageFromXpm(picture)));
 }
 
 void wxCheckedListCtrl::AddDrawnPictures() {

@@ -2,10 +2,6 @@
 
 #include <cstddef>
 
-// Defined in Logo.S.
-extern "C" const char lumo_logo_file[];
-extern "C" const char lumo_logo_file_end[];
-
 std::optional<std::string_view> XpmFile::Next() {
     const std::size_t open = rest.find('"');
     if (open == std::string_view::npos)
@@ -16,8 +12,4 @@ std::optional<std::string_view> XpmFile::Next() {
     const std::string_view string = rest.substr(open + 1, close - open - 1);
     rest.remove_prefix(close + 1);
     return string;
-}
-
-std::string_view LogoXpmText() {
-    return {lumo_logo_file, static_cast<std::size_t>(lumo_logo_file_end - lumo_logo_file)};
 }

@@ -1,4 +1,4 @@
-// XPM files inside the program.
+// The strings of XPM files.
 #pragma once
 
 #include <optional>
@@ -17,6 +17,3 @@ public:
 private:
     std::string_view rest;
 };
-
-/// The content of resources/logo.xpm.
-std::string_view LogoXpmText();

@@ -1,5 +1,6 @@
 // The pictures as they are checked in.
 #include "app/CheckedXPM.h"
+#include "resources/LogoPixels.h"
 #include "resources/icon.xpm"
 #include "resources/logo.xpm"
 #include "resources/status_installed.xpm"
@@ -100,9 +101,13 @@ std::string Content(const fs::path& file) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-int RunDrawPictures(const std::string& arguments) {
-    const int status = std::system((std::string(DRAW_PICTURES) + " " + arguments + " 2>/dev/null").c_str());
+int RunProgram(const std::string& program, const std::string& arguments) {
+    const int status = std::system((program + " " + arguments + " 2>/dev/null").c_str());
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+int RunDrawPictures(const std::string& arguments) {
+    return RunProgram(DRAW_PICTURES, arguments);
 }
 
 class Pictures : public testing::Test {
@@ -206,13 +211,6 @@ TEST_F(Pictures, KeysCountUpSoThatADecoderNeedsNoTable) {
     }
 }
 
-TEST_F(Pictures, LogoTakesNoMoreThanAMegabyteOfTheProgram) {
-    std::size_t size = 0;
-    for (const char* line : lumo_logo_xpm)
-        size += std::char_traits<char>::length(line) + 1;
-    EXPECT_LT(size, 1'000'000U);
-}
-
 TEST_F(Pictures, TextFilesAreWhatTheProgramDraws) {
     // given
     const fs::path folder = fs::temp_directory_path() / "pictures-drawn-anew";
@@ -258,4 +256,28 @@ TEST_F(Pictures, ProgramRefusesToRunWithoutAFolder) {
 
 TEST_F(Pictures, ProgramTellsWhenItCannotWrite) {
     EXPECT_EQ(RunDrawPictures("/proc/self/nowhere"), 1);
+}
+
+TEST_F(Pictures, ProgramThatUnpacksTheLogoWritesItsPixels) {
+    // given
+    const fs::path file = fs::temp_directory_path() / "logo-unpacked-anew";
+
+    // when
+    ASSERT_EQ(RunProgram(UNPACK_LOGO, (SourceTree / "resources/logo.xpm").string() + " " + file.string()), 0);
+
+    // then
+    EXPECT_TRUE(Content(file) == std::string(reinterpret_cast<const char*>(LogoPixels()), 3 * LogoWidth * LogoHeight));
+    fs::remove(file);
+}
+
+TEST_F(Pictures, ProgramThatUnpacksTheLogoTakesNothingElse) {
+    const fs::path file = fs::temp_directory_path() / "no-logo-unpacked";
+    for (const char* picture : {"resources/icon.xpm", "resources/draw.cpp", "resources", "no-such-file"})
+        EXPECT_EQ(RunProgram(UNPACK_LOGO, (SourceTree / picture).string() + " " + file.string()), 1) << picture;
+    EXPECT_FALSE(fs::exists(file));
+    EXPECT_EQ(RunProgram(UNPACK_LOGO, file.string()), 64);
+}
+
+TEST_F(Pictures, ProgramThatUnpacksTheLogoTellsWhenItCannotWrite) {
+    EXPECT_EQ(RunProgram(UNPACK_LOGO, (SourceTree / "resources/logo.xpm").string() + " /dev/full"), 1);
 }

@@ -1,8 +1,5 @@
 #include "resources/XpmFile.h"
-#include "resources/logo.xpm"
 
-#include <algorithm>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -51,10 +48,4 @@ TEST(XpmFile, CopyGoesOnByItself) {
     EXPECT_EQ(copy.Next(), "a");
     EXPECT_EQ(copy.Next(), "b");
     EXPECT_EQ(file.Next(), "a");
-}
-
-TEST(XpmFile, LogoInTheProgramIsTheOneInTheTree) {
-    const auto strings = StringsOf(LogoXpmText());
-    ASSERT_EQ(strings.size(), std::size(lumo_logo_xpm));
-    EXPECT_TRUE(std::equal(strings.begin(), strings.end(), lumo_logo_xpm));
 }
