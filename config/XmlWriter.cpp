@@ -8,8 +8,10 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <sstream>
+#include <ostream>
+#include <streambuf>
 #include <string>
+#include <utility>
 
 namespace Vantor {
 
@@ -40,18 +42,17 @@ private:
     }
 
     bool ElementPasses(const std::string& name, const Tree& node, std::size_t depth) {
-        return depth <= MaxXmlDepth && NamePasses(name) && TextPasses(node.data()) && ChildrenPass(node, depth + 1);
+        return depth <= MaxXmlDepth && NamePasses(name) && ChildrenPass(node, depth + 1);
     }
 
     bool AttributesPass(const Tree& attributes) {
-        return std::all_of(attributes.begin(), attributes.end(), [&](const auto& attribute) {
-            return NamePasses(attribute.first) && TextPasses(attribute.second.data());
-        });
+        return std::all_of(attributes.begin(), attributes.end(),
+                           [&](const auto& attribute) { return NamePasses(attribute.first); });
     }
 
     bool CommentPasses(const std::string& comment) {
         ++nodes;
-        return comment.find("-->") == std::string::npos && TextPasses(comment);
+        return comment.find("-->") == std::string::npos;
     }
 
     bool NamePasses(const std::string& name) {
@@ -59,9 +60,38 @@ private:
         return IsXmlName(name);
     }
 
-    static bool TextPasses(const std::string& text) { return text.find('\0') == std::string::npos; }
-
     std::size_t nodes = 1; ///< the declaration counts as well
+};
+
+/// Takes a text piece by piece and gives it away without copying it.
+class TextCollector : public std::streambuf {
+public:
+    TextCollector() { Grow(); }
+
+    std::string Take() {
+        text.resize(Length());
+        return std::move(text);
+    }
+
+protected:
+    int_type overflow(int_type next) override {
+        Grow();
+        return traits_type::eq_int_type(next, traits_type::eof()) ? traits_type::not_eof(next)
+                                                                  : sputc(traits_type::to_char_type(next));
+    }
+
+private:
+    static constexpr std::size_t FirstSize = 16384;
+
+    [[nodiscard]] std::size_t Length() const { return static_cast<std::size_t>(pptr() - text.data()); }
+
+    void Grow() {
+        const std::size_t length = text.empty() ? 0 : Length();
+        text.resize(std::max(FirstSize, 2 * text.size()));
+        setp(text.data() + length, text.data() + text.size());
+    }
+
+    std::string text;
 };
 
 } // namespace
@@ -70,11 +100,13 @@ bool WriteXml(const Tree& tree, std::string& text) {
     if (!Check().Passes(tree)) {
         return false;
     }
-    std::ostringstream stream;
+    TextCollector collector;
+    std::ostream stream(&collector);
     boost::property_tree::write_xml(stream, tree,
                                     boost::property_tree::xml_writer_settings<std::string>(' ', 0, "utf-8"));
-    text = stream.str();
-    return text.size() <= MaxXmlSize;
+    text = collector.Take();
+    // A NUL byte of a value could never be read again.
+    return text.size() <= MaxXmlSize && text.find('\0') == std::string::npos;
 }
 
 } // namespace Vantor

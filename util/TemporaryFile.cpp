@@ -72,7 +72,6 @@ std::vector<std::string> ListTemporaryFiles(const FilePlace& place) {
     const std::string prefix = place.name + Mark;
     alignas(dirent64) std::array<char, 8192> entries;
     // Straight through the open folder: a listing by the C library would open it once more, at every save.
-    lseek(place.folder.Get(), 0, SEEK_SET);
     for (ssize_t got = 0; (got = getdents64(place.folder.Get(), entries.data(), entries.size())) > 0;) {
         for (ssize_t at = 0; at < got;) {
             const auto* const entry = reinterpret_cast<const dirent64*>(entries.data() + at);
