@@ -1,13 +1,15 @@
 // The window in every language and encoding that a machine may have.
+#include "tests/gui/MessageBoxes.h"
+#include "tests/gui/Seams.h"
 #include "tests/gui/Window.h"
+#include "tests/support/MessageCatalog.h"
 
 #include "app/ClientLanguage.h"
 #include "util/I18N.h"
 
 #include <wx/button.h>
 #include <wx/checkbox.h>
-#include <wx/modalhook.h>
-#include <wx/msgdlg.h>
+#include <wx/statbox.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
 
@@ -135,6 +137,25 @@ TEST_F(Translation, GermanCatalogueShowsTheProgramsOwnTexts) {
     EXPECT_EQ(frame->GetTitle(), title);
 }
 
+TEST_F(Translation, NamesOfInterfacesAndThePackageStayWhateverACatalogueSays) {
+    setenv("LOCPATH", TEST_LOCALES, 1);
+    std::filesystem::create_directories("/etc/lumoclient/I18N/en");
+    std::ofstream("/etc/lumoclient/I18N/en/LumoClient.mo", std::ios::binary)
+        << CompiledCatalog({{"PKCS#11", "?"}, {"PC/SC", "?"}, {"CT-API", "?"}, {"x86", "?"}, {"Logging", "Logs"}});
+    ASSERT_EQ(Vantor::I18N::GetHandle()->Initialize(ClientLanguage::ToToolkit(ClientLanguage::English)), 0);
+    Attach({"Reader A"});
+    Seams::terminals = {{"ctrsct32.dll", 7, "Terminal B"}};
+
+    Open();
+
+    EXPECT_EQ(Notebook().GetPageText(LoggingPage), "Logs") << "the catalogue is in use";
+    EXPECT_EQ(Nth<wxStaticBox>(0).GetLabel(), "PKCS#11");
+    ASSERT_EQ(List().GetItemCount(), 2);
+    EXPECT_EQ(List().GetItemText(0, 1), "PC/SC");
+    EXPECT_EQ(List().GetItemText(1, 1), "CT-API");
+    EXPECT_TRUE(frame->GetTitle().EndsWith("x86)")) << frame->GetTitle();
+}
+
 TEST_F(Translation, EnglishWindowFitsASmallDisplay) {
     Speak(ClientLanguage::English);
     Present(Open());
@@ -144,21 +165,15 @@ TEST_F(Translation, EnglishWindowFitsASmallDisplay) {
 }
 
 TEST_F(Translation, EnglishMessageBoxIsEnglish) {
-    class Boxes : public wxModalDialogHook {
-    public:
-        Boxes() { Register(); }
-        wxString text;
-        int Enter(wxDialog* dialog) override {
-            text = dynamic_cast<wxMessageDialogBase&>(*dialog).GetMessage() + "|" + dialog->GetTitle();
-            return wxID_OK;
-        }
-    } boxes;
+    const MessageBoxes boxes;
     setenv("PATH", "/nowhere", 1);
     Speak(ClientLanguage::English);
     Open();
     frame->OpenDir("/tmp");
-    EXPECT_EQ(boxes.text,
-              "The folder could not be opened (neither the command gnome-open nor nautilus was found)|Error");
+    ASSERT_EQ(boxes.seen.size(), 1u);
+    EXPECT_EQ(boxes.seen[0].text,
+              "The folder could not be opened (neither the command gnome-open nor nautilus was found)");
+    EXPECT_EQ(boxes.seen[0].caption, "Error");
 }
 
 INSTANTIATE_TEST_SUITE_P(Every, Encoding, ::testing::Values("C", "C.UTF-8", "de_DE.UTF-8", "en_GB.UTF-8"),

@@ -50,6 +50,12 @@ protected:
 
 } // namespace
 
+TEST_F(Layout, NotebookHasNoStyleOfItsOwn) {
+    Open();
+    const wxNotebook plain(frame, wxID_ANY, wxDefaultPosition, wxDefaultSize, 0);
+    EXPECT_EQ(Notebook().GetWindowStyleFlag(), plain.GetWindowStyleFlag());
+}
+
 TEST_F(Layout, PagesHaveTheirOrderAndTheFirstOneShows) {
     Open();
     auto& notebook = Notebook();

@@ -5,6 +5,11 @@
 #include <wx/radiobut.h>
 #include <wx/textctrl.h>
 
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
 namespace {
 
 const wxString CleanCertificates =
@@ -308,6 +313,34 @@ TEST_F(Loading, FileThatIsNoXmlLoadsAsNone) {
     Open();
     ExpectOnlySelectedReaders();
     EXPECT_EQ(Nth<wxComboBox>(0).GetSelection(), 0);
+}
+
+TEST_F(Loading, FileOfTheUserIsNeitherReadNorWritten) {
+    // given
+    const auto folder = std::filesystem::path(std::getenv("HOME")) / ".vantor" / "lumoclient";
+    std::filesystem::create_directories(folder);
+    const std::string text = "<config><lumo_Client>" + PcscSubTree("Reader0", "A") +
+                             "<Language>58</Language><Version>9</Version><Trace><LogLevel>3</LogLevel></Trace>"
+                             "</lumo_Client></config>";
+    std::ofstream(folder / "config") << text;
+
+    // when
+    Open();
+
+    // then
+    EXPECT_TRUE(frame->m_ConfiguredReaders.empty());
+    EXPECT_EQ(Nth<wxComboBox>(0).GetSelection(), 0);
+    EXPECT_FALSE(Get<wxCheckBox>(MainFrame::ID_LoggingP11).GetValue());
+    EXPECT_EQ(frame->GetTitle().find('9'), wxString::npos);
+
+    // when
+    frame->Save();
+
+    // then
+    EXPECT_EQ(Setting("lumo_Client/Language"), "89");
+    std::ostringstream now;
+    now << std::ifstream(folder / "config").rdbuf();
+    EXPECT_EQ(now.str(), text);
 }
 
 TEST_F(Loading, WritesNothing) {

@@ -1,8 +1,8 @@
+#include "tests/gui/MessageBoxes.h"
 #include "tests/gui/Window.h"
 
 #include <wx/button.h>
 #include <wx/checkbox.h>
-#include <wx/modalhook.h>
 #include <wx/msgdlg.h>
 #include <wx/textctrl.h>
 #include <wx/utils.h>
@@ -18,27 +18,6 @@ namespace fs = std::filesystem;
 
 constexpr char P11Directory[] = "/mnt/home/.vantor/lumo Client/Trace/";
 constexpr char MiniDriverDirectory[] = "/etc/vantor/LumoMiniDriver/Log/";
-
-/// Answers every message box with OK before it shows, and remembers it.
-class MessageBoxes : public wxModalDialogHook {
-public:
-    MessageBoxes() { Register(); }
-
-    struct Box {
-        wxString text;
-        wxString caption;
-        long style;
-    };
-    std::vector<Box> seen;
-
-protected:
-    int Enter(wxDialog* dialog) override {
-        const auto* box = dynamic_cast<wxMessageDialogBase*>(dialog);
-        seen.push_back(box == nullptr ? Box{}
-                                      : Box{box->GetMessage(), dialog->GetTitle(), box->GetMessageDialogStyle()});
-        return wxID_OK;
-    }
-};
 
 class LogDirectories : public Window {
 protected:

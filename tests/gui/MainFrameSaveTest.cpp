@@ -1,4 +1,5 @@
 #include "tests/fakes/FakePcsc.h"
+#include "tests/gui/MessageBoxes.h"
 #include "tests/gui/Seams.h"
 #include "tests/gui/Window.h"
 
@@ -8,6 +9,7 @@
 #include <wx/button.h>
 #include <wx/checkbox.h>
 #include <wx/combobox.h>
+#include <wx/log.h>
 #include <wx/radiobut.h>
 #include <wx/utils.h>
 
@@ -382,9 +384,13 @@ TEST_F(Saving, FileThatCannotBeWrittenIsSilentAndTheCursorComesBack) {
     List().SetChecked(0, true);
     std::filesystem::remove_all("/etc/vantor/lumoclient");
     std::filesystem::create_directories("/etc/vantor/lumoclient/config/in the way");
+    const MessageBoxes boxes;
+    const wxLogBuffer log; // what would become a message box of the toolkit's
 
     frame->Save();
 
+    EXPECT_TRUE(boxes.seen.empty());
+    EXPECT_TRUE(log.GetBuffer().empty()) << log.GetBuffer();
     EXPECT_FALSE(wxIsBusy());
     EXPECT_EQ(frame->m_ConfiguredReaders.size(), 1u);
 }

@@ -192,7 +192,8 @@ TEST_F(Program, InitNamesTheApplicationAndItsVendor) {
     ASSERT_TRUE(app.CallOnInit());
     EXPECT_EQ(app.GetAppName(), "LumoClient");
     EXPECT_EQ(app.GetVendorName(), "Vantor GmbH");
-    EXPECT_NE(wxImage::FindHandler(wxBITMAP_TYPE_XPM), nullptr);
+    for (const auto kind : {wxBITMAP_TYPE_XPM, wxBITMAP_TYPE_PNG, wxBITMAP_TYPE_JPEG, wxBITMAP_TYPE_GIF})
+        EXPECT_NE(wxImage::FindHandler(kind), nullptr) << kind;
 }
 
 TEST_F(Program, InitOpensNoWindow) {

@@ -1,5 +1,7 @@
 #include "util/I18N.h"
 
+#include "tests/support/MessageCatalog.h"
+
 #include <wx/init.h>
 #include <wx/intl.h>
 #include <wx/log.h>
@@ -11,7 +13,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -28,32 +29,6 @@ extern "C" const char* __lsan_default_suppressions() {
 namespace {
 
 const fs::path Catalogs = "/etc/lumoclient/I18N";
-
-using Messages = std::map<std::string, std::string>;
-
-std::string LittleEndian(std::size_t value) {
-    std::string bytes;
-    for (int shift = 0; shift < 32; shift += 8)
-        bytes += static_cast<char>((value >> shift) & 0xff);
-    return bytes;
-}
-
-/// The file format of GNU gettext: header, both tables of lengths and offsets, then the texts.
-std::string CompiledCatalog(Messages messages) {
-    messages[""] = "Content-Type: text/plain; charset=UTF-8\n";
-    const std::size_t count = messages.size();
-    std::string originals, translations, texts;
-    const auto add = [&](std::string& table, const std::string& text) {
-        table += LittleEndian(text.size()) + LittleEndian(28 + 16 * count + texts.size());
-        texts += text + '\0';
-    };
-    for (const auto& [original, translation] : messages) {
-        add(originals, original);
-        add(translations, translation);
-    }
-    return LittleEndian(0x950412de) + LittleEndian(0) + LittleEndian(count) + LittleEndian(28) +
-           LittleEndian(28 + 8 * count) + LittleEndian(0) + LittleEndian(0) + originals + translations + texts;
-}
 
 void Write(const fs::path& file, const std::string& content) {
     fs::create_directories(file.parent_path());
