@@ -152,17 +152,12 @@ private:
 
     void ReadFeatures() {
         listener.OnCall("SCardControl");
-        std::array<char, 5012> answer{};
-        unsigned long length = 0;
-        reader.featuresCode = SCardControl(connection.handle, CM_IOCTL_GET_FEATURE_REQUEST, nullptr, 0, answer.data(),
-                                           answer.size(), &length);
-        reader.featuresAsked = true;
-        if (reader.featuresCode == SCARD_S_SUCCESS) {
-            reader.features.assign(answer.data(), std::min<std::size_t>(length, answer.size()));
-        }
         Vantor::BaseCspReader queries = Queries();
         queries.SetConfig(true, false, false);
         reader.isSecure = queries.IsSecure();
+        reader.featuresAsked = true;
+        reader.featuresCode = queries.FeatureCode();
+        reader.features.assign(queries.FeatureAnswer().begin(), queries.FeatureAnswer().end());
     }
 
     ProbeListener& listener;
@@ -170,17 +165,6 @@ private:
     std::size_t number;
     Reader& reader;
 };
-
-/// The names by the window's own list; where that fails, why.
-long ListNames(ProbeListener& listener, SCARDCONTEXT context, std::vector<std::string>& names) {
-    listener.OnCall("SCardListReaders");
-    if (Vantor::ListPCSCReaders(names)) {
-        return SCARD_S_SUCCESS;
-    }
-    unsigned long length = 0;
-    const long code = SCardListReaders(context, nullptr, nullptr, &length);
-    return code == SCARD_S_SUCCESS ? SCARD_F_UNKNOWN_ERROR : code;
-}
 
 void TakeState(Reader& reader, long code, const SCARD_READERSTATE& state) {
     reader.statusCode = code;
@@ -210,7 +194,9 @@ void AskStates(ProbeListener& listener, SCARDCONTEXT context, std::vector<Reader
 
 std::vector<Reader> ListReaders(ProbeListener& listener, SCARDCONTEXT context) {
     std::vector<std::string> names;
-    const long code = ListNames(listener, context, names);
+    long code = SCARD_S_SUCCESS;
+    listener.OnCall("SCardListReaders");
+    Vantor::ListPCSCReaders(context, names, code);
     std::vector<Reader> readers(names.size());
     for (std::size_t i = 0; i < names.size(); ++i) {
         readers[i].name = names[i];

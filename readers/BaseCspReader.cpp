@@ -6,6 +6,7 @@
 #include <array>
 #include <iterator>
 #include <reader.h>
+#include <utility>
 
 #include "readers/FeatureList.h"
 #include "readers/Logging.h"
@@ -196,17 +197,20 @@ void BaseCspReader::CheckReaderCapabilities(bool& canVerify, bool& canModify) {
     verifyPinDirect = verifyPinStart = verifyPinFinish = 0;
     modifyPinDirect = modifyPinStart = modifyPinFinish = 0;
     getKeyPressed = 0;
+    featureAnswer.clear();
+    featureCode = SCARD_S_SUCCESS;
     if (hCard == 0) {
         LibReaderImpl::LogError("CheckReaderCapabilities, error hCard is NULL");
         return;
     }
     ByteArray features;
-    const long code = Control(CM_IOCTL_GET_FEATURE_REQUEST, nullptr, 0, features);
-    if (code != SCARD_S_SUCCESS) {
-        LibReaderImpl::LogErrorSCardError("CheckReaderCapabilities, SCardControl retruns", code);
+    featureCode = Control(CM_IOCTL_GET_FEATURE_REQUEST, nullptr, 0, features);
+    if (featureCode != SCARD_S_SUCCESS) {
+        LibReaderImpl::LogErrorSCardError("CheckReaderCapabilities, SCardControl retruns", featureCode);
         return;
     }
     StoreFeatures(features);
+    featureAnswer = std::move(features);
     canVerify = verifyPinDirect != 0 || verifyPinStart != 0;
     canModify = modifyPinDirect != 0 || modifyPinStart != 0;
 }

@@ -61,6 +61,10 @@ public:
     /// @param finish  true for the OK key, else false
     /// @return true when polling goes on
     bool OnKeyPressed(unsigned char key, unsigned short& digits, unsigned long& error, bool& finish);
+    /// What the driver answered when CheckReaderCapabilities last asked for its features: the records of the answer, as
+    /// far as the call succeeded, and its PC/SC result code. No records and SCARD_S_SUCCESS before that.
+    [[nodiscard]] const Vantor::ByteArray& FeatureAnswer() const { return featureAnswer; }
+    [[nodiscard]] long FeatureCode() const { return featureCode; }
     /// Rings the Linux console's bell, in Hz and milliseconds, if beeps are wanted and there is a console to write to.
     void DoBeep(unsigned long frequency, unsigned long duration);
     /// @return the result code of a PC/SC status query, SCARD_W_REMOVED_CARD when IsOk is false
@@ -85,6 +89,9 @@ protected:
     std::uint32_t modifyPinStart = 0;
     std::uint32_t modifyPinFinish = 0;
     std::uint32_t getKeyPressed = 0;
+
+    Vantor::ByteArray featureAnswer;
+    long featureCode = 0;
 
 private:
     /// What verifying and changing a PIN do not have in common.

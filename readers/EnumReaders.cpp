@@ -81,14 +81,11 @@ PCSCReaderConfig DescribeReader(PCSCReader& reader, const std::string& name) {
 
 } // namespace
 
-bool ListPCSCReaders(std::vector<std::string>& names) {
-    LibReaderImpl::LogMessage("ListPCSCReaders");
-    Context context;
-    if (!EstablishAnyScope(context)) {
-        return false;
-    }
+namespace {
+
+bool ListNames(long context, std::vector<std::string>& names, long& code) {
     unsigned long length = 0;
-    long code = SCardListReaders(context.Handle(), nullptr, nullptr, &length);
+    code = SCardListReaders(context, nullptr, nullptr, &length);
     if (code != SCARD_S_SUCCESS) {
         LibReaderImpl::LogErrorSCardError("cannot list readers (1)", code);
         return false;
@@ -96,13 +93,27 @@ bool ListPCSCReaders(std::vector<std::string>& names) {
     // No list of sixteen names comes near this limit: a longer length is a fault, not a reason to allocate it.
     length = std::min<unsigned long>(length, MAX_BUFFER_SIZE_EXTENDED);
     std::vector<char> buffer(length + 1);
-    code = SCardListReaders(context.Handle(), nullptr, buffer.data(), &length);
+    code = SCardListReaders(context, nullptr, buffer.data(), &length);
     if (code != SCARD_S_SUCCESS) {
         LibReaderImpl::LogErrorSCardError("cannot list readers (2)", code);
         return false;
     }
     AppendMultiString(buffer.data(), std::min<std::size_t>(length, buffer.size()), names);
     return true;
+}
+
+} // namespace
+
+bool ListPCSCReaders(long context, std::vector<std::string>& names, long& code) {
+    LibReaderImpl::LogMessage("ListPCSCReaders");
+    return ListNames(context, names, code);
+}
+
+bool ListPCSCReaders(std::vector<std::string>& names) {
+    LibReaderImpl::LogMessage("ListPCSCReaders");
+    Context context;
+    long code = SCARD_S_SUCCESS;
+    return EstablishAnyScope(context) && ListNames(context.Handle(), names, code);
 }
 
 bool ListPCSCReaders(std::vector<PCSCReaderConfig>& readers) {

@@ -57,6 +57,10 @@ extern const std::array<const char*, 2> CTAPI_Libs;
 ///         readers. pcsc-lite counts having no reader at all as such a failure.
 bool ListPCSCReaders(std::vector<std::string>& names);
 
+/// The same through a context that the caller holds.
+/// @param code  set to the PC/SC result
+bool ListPCSCReaders(long context, std::vector<std::string>& names, long& code);
+
 /// Appends one record for each PC/SC reader in the resource manager's order. A reader that cannot be opened is listed
 /// all the same, with empty identification texts. May block for a few seconds a reader while a card is recovered.
 /// @return false, with `readers` unchanged, when the names cannot be listed

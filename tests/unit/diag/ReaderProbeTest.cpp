@@ -3,6 +3,8 @@
 #include "diag/PcscNames.h"
 #include "tests/unit/readers/ReaderTest.h"
 
+#include <algorithm>
+
 #include <reader.h>
 #include <winscard.h>
 
@@ -128,6 +130,19 @@ TEST_F(ReaderProbeTest, TheOnlyControlCodeIsTheFeatureQuery) {
     }
 }
 
+TEST_F(ReaderProbeTest, NothingIsAskedTwice) {
+    FakePcsc::AddReader(FullReader("A"));
+    Probe();
+    auto calls = FakePcsc::Calls();
+    EXPECT_EQ(std::count_if(calls.begin(), calls.end(),
+                            [](const std::string& call) { return call.rfind("SCardEstablishContext", 0) == 0; }),
+              1)
+        << "the list comes through the context that is there";
+    // The length and then the list are two answers.
+    std::sort(calls.begin(), calls.end());
+    EXPECT_EQ(std::adjacent_find(calls.begin(), calls.end()), calls.end()) << testing::PrintToString(calls);
+}
+
 TEST_F(ReaderProbeTest, StatesAreAskedBeforeAnyReaderIsTouched) {
     FakePcsc::AddReader({"A"});
     FakePcsc::AddReader({"B"});
@@ -194,7 +209,7 @@ TEST_F(ReaderProbeTest, FailingStatesAttributesAndFeaturesKeepTheirCodes) {
     FakePcsc::AddReader(FullReader("A"));
     FakePcsc::Script(Function::GetStatusChange, Answer::Failure(SCARD_E_UNKNOWN_READER), 2);
     FakePcsc::Script(Function::GetAttrib, Answer::Failure(SCARD_E_NOT_TRANSACTED));
-    FakePcsc::Script(Function::Control, Answer::Failure(SCARD_F_COMM_ERROR), 2);
+    FakePcsc::Script(Function::Control, Answer::Failure(SCARD_F_COMM_ERROR));
     const Reader reader = Probe().readers.at(0);
     EXPECT_EQ(reader.statusCode, SCARD_E_UNKNOWN_READER);
     EXPECT_EQ(reader.attributes.at(0).code, SCARD_E_NOT_TRANSACTED);
@@ -240,7 +255,7 @@ TEST_F(ReaderProbeTest, AFeatureListThatClaimsTooMuchIsCutAtTheBuffer) {
     FakePcsc::AddReader({"A"});
     Answer lie = Answer::Bytes("\x06\x04");
     lie.length = 100000;
-    FakePcsc::Script(Function::Control, lie, 2);
+    FakePcsc::Script(Function::Control, lie);
     EXPECT_EQ(Probe().readers.at(0).features.size(), 5012U);
 }
 
@@ -248,6 +263,15 @@ TEST_F(ReaderProbeTest, NoReadersIsACode) {
     const Ear ear = Probe();
     EXPECT_EQ(ear.contextCode, SCARD_S_SUCCESS);
     EXPECT_EQ(ear.listCode, SCARD_E_NO_READERS_AVAILABLE);
+    EXPECT_THAT(ear.readers, IsEmpty());
+}
+
+TEST_F(ReaderProbeTest, AListThatCannotBeReadIsTheCodeOfTheCallThatFailed) {
+    FakePcsc::AddReader(FullReader("A"));
+    FakePcsc::Script(Function::ListReaders, Answer::Bytes(std::string("A\0\0", 3)));
+    FakePcsc::Script(Function::ListReaders, Answer::Failure(SCARD_F_COMM_ERROR));
+    const Ear ear = Probe();
+    EXPECT_EQ(ear.listCode, SCARD_F_COMM_ERROR);
     EXPECT_THAT(ear.readers, IsEmpty());
 }
 

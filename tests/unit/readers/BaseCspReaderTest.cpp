@@ -127,6 +127,18 @@ TEST_F(CapabilitiesTest, AreReadFromTheFeatureListByTag) {
     EXPECT_THAT(FakePcsc::Trace(), ElementsAre("message: CheckReaderCapabilities start", featureRequest));
 }
 
+TEST_F(CapabilitiesTest, LeaveTheDriversAnswerToBeLookedAt) {
+    const std::string list = FakePcsc::FeatureList({{6, 0x42330006}}) + "rest";
+    CheckWith(list);
+    EXPECT_EQ(reader.FeatureAnswer().ToString(), list);
+    EXPECT_EQ(reader.FeatureCode(), SCARD_S_SUCCESS);
+
+    FakePcsc::Script(Function::Control, Answer::Failure(SCARD_E_NOT_TRANSACTED));
+    reader.CheckReaderCapabilities(canVerify, canModify);
+    EXPECT_THAT(reader.FeatureAnswer(), testing::IsEmpty()) << "nothing of the earlier answer stays";
+    EXPECT_EQ(reader.FeatureCode(), SCARD_E_NOT_TRANSACTED);
+}
+
 TEST_F(CapabilitiesTest, ComeFromDirectOrStartFeatures) {
     struct Case {
         unsigned char tag;

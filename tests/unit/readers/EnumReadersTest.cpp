@@ -67,6 +67,28 @@ TEST_F(EnumReadersTest, ListsTheNamesInTheResourceManagersOrder) {
                                                ListReaders("buffer", 25), "SCardReleaseContext(context=101)"));
 }
 
+TEST_F(EnumReadersTest, ListsTheNamesThroughAContextThatIsThere) {
+    FakePcsc::AddReader({"Reader"});
+    long context = 0;
+    ASSERT_EQ(SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &context), SCARD_S_SUCCESS);
+    long code = -1;
+    names = {"earlier"};
+
+    EXPECT_TRUE(ListPCSCReaders(context, names, code));
+
+    EXPECT_EQ(code, SCARD_S_SUCCESS);
+    EXPECT_THAT(names, ElementsAre("earlier", "Reader"));
+    EXPECT_THAT(FakePcsc::Trace(), ElementsAre(establishSystem, "message: ListPCSCReaders", ListReaders("null", 0),
+                                               ListReaders("buffer", 8)));
+
+    FakePcsc::Readers().clear();
+    EXPECT_FALSE(ListPCSCReaders(context, names, code));
+
+    EXPECT_EQ(code, SCARD_E_NO_READERS_AVAILABLE);
+    EXPECT_THAT(names, ElementsAre("earlier", "Reader"));
+    SCardReleaseContext(context);
+}
+
 TEST_F(EnumReadersTest, ListsTheNamesInTheUsersScopeOtherwise) {
     FakePcsc::AddReader({"Reader"});
     FakePcsc::Script(Function::EstablishContext, Answer::Failure(SCARD_E_NO_SERVICE));
