@@ -101,12 +101,9 @@ bool CanCreateIn(const std::string& folder, std::string& obstacle) {
 }
 
 bool IsInGroup(const std::string& name) {
-    struct group entry = {};
-    struct group* found = nullptr;
-    std::vector<char> buffer(AccountBuffer);
-    getgrnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found);
+    // Not the other way round: for a group that does not exist every source of names would be asked, the network too.
     const std::vector<gid_t> groups = OwnGroups();
-    return found != nullptr && std::find(groups.begin(), groups.end(), entry.gr_gid) != groups.end();
+    return std::any_of(groups.begin(), groups.end(), [&](gid_t group) { return GroupName(group) == name; });
 }
 
 } // namespace Diag

@@ -21,6 +21,7 @@ namespace fs = std::filesystem;
 
 constexpr char DaemonName[] = "pcscd";
 constexpr char DefaultSocket[] = "/run/pcscd/pcscd.comm";
+constexpr char NumberFile[] = "/run/pcscd/pcscd.pid";
 constexpr const char* ProgramFolders[] = {"/usr/sbin/", "/usr/local/sbin/", "/sbin/", "/usr/bin/", "/usr/local/bin/"};
 
 /// The client library takes the same variable.
@@ -58,15 +59,29 @@ bool IsDaemon(const fs::path& folder, char& state) {
     return true;
 }
 
+/// @param number  its process id in decimal digits
+bool TakeProcess(const std::string& number, ServiceFacts& facts) {
+    char state = '\0';
+    // One that has ended and waits for its parent does not count.
+    if (!IsNumber(number) || !IsDaemon(fs::path("/proc") / number, state) || state == 'Z' || state == 'X') {
+        return false;
+    }
+    facts.process = std::atoi(number.c_str());
+    facts.processState = state;
+    return true;
+}
+
+/// By the number that the daemon left, which saves looking at every process there is; else among all of them.
 void FindProcess(ServiceFacts& facts) {
+    std::string number;
+    std::ifstream file(NumberFile);
+    file >> number;
+    if (TakeProcess(number, facts)) {
+        return;
+    }
     std::error_code error;
     for (fs::directory_iterator entry("/proc", error), end; !error && entry != end; entry.increment(error)) {
-        const std::string name = entry->path().filename().string();
-        char state = '\0';
-        // One that has ended and waits for its parent does not count.
-        if (IsNumber(name) && IsDaemon(entry->path(), state) && state != 'Z' && state != 'X') {
-            facts.process = std::atoi(name.c_str());
-            facts.processState = state;
+        if (TakeProcess(entry->path().filename().string(), facts)) {
             return;
         }
     }

@@ -1,5 +1,6 @@
 #include "diag/ServiceProbe.h"
 
+#include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -7,6 +8,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -153,4 +155,36 @@ TEST(ServiceProbeTest, AnotherSocketCanBeNamed) {
 TEST(ServiceProbeTest, WithoutADaemonThereIsNoProcess) {
     EXPECT_EQ(LookForService().process, 0) << "each test has a machine of its own";
     EXPECT_EQ(LookForService().program, "/usr/sbin/pcscd");
+}
+
+TEST(ServiceProbeTest, TheDaemonIsFoundByTheNumberThatItLeftElseByItsName) {
+    // given: two programs of its name, of which the later one is the service
+    const test::TemporaryFolder folder;
+    std::filesystem::copy("/bin/sleep", folder / "pcscd");
+    const Support::Process first({folder / "pcscd", "600"});
+    const Support::Process second({folder / "pcscd", "600"});
+    ASSERT_TRUE(Support::waitUntil([] { return LookForService().process != 0; }));
+    std::filesystem::create_directories("/run/pcscd");
+    const auto isFound = [](const std::string& left, pid_t process) {
+        test::WriteText("/run/pcscd/pcscd.pid", left);
+        return Support::waitUntil([&] { return LookForService().process == process; });
+    };
+    EXPECT_TRUE(isFound(std::to_string(second.pid()) + "\n", second.pid()));
+    EXPECT_TRUE(isFound(std::to_string(first.pid()), first.pid()));
+    // A number of somebody else, or none at all, tells nothing.
+    for (const std::string& left :
+         {std::to_string(getpid()), std::string("999999999"), std::string("self"), std::string()}) {
+        EXPECT_TRUE(isFound(left, first.pid())) << left;
+    }
+}
+
+TEST(ServiceProbeTest, AProcessThatHasEndedIsNone) {
+    const test::TemporaryFolder folder;
+    std::filesystem::copy("/bin/true", folder / "pcscd");
+    const Support::Process ended({folder / "pcscd"}); // nobody has asked for its exit status yet
+    std::filesystem::create_directories("/run/pcscd");
+    test::WriteText("/run/pcscd/pcscd.pid", std::to_string(ended.pid()));
+    const std::string stat = "/proc/" + std::to_string(ended.pid()) + "/stat";
+    ASSERT_TRUE(Support::waitUntil([&] { return test::ReadText(stat).find("(pcscd) Z") != std::string::npos; }));
+    EXPECT_EQ(LookForService().process, 0);
 }
