@@ -8,6 +8,7 @@
 #include <cstring>
 #include <new>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -35,6 +36,31 @@ SignOfLife* ShareMemory() {
     return ::new (memory) SignOfLife;
 }
 
+/// Closed by itself unless it is taken away.
+struct Pipe {
+    Pipe() {
+        if (pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0) {
+            throw std::system_error(errno, std::generic_category(), "pipe");
+        }
+    }
+    ~Pipe() {
+        CloseEnd(0);
+        CloseEnd(1);
+    }
+    Pipe(const Pipe&) = delete;
+    Pipe& operator=(const Pipe&) = delete;
+
+    void CloseEnd(std::size_t end) {
+        if (ends.at(end) >= 0) {
+            close(ends.at(end));
+            ends.at(end) = -1;
+        }
+    }
+    [[nodiscard]] int Take(std::size_t end) { return std::exchange(ends.at(end), -1); }
+
+    std::array<int, 2> ends{-1, -1};
+};
+
 [[noreturn]] void Work(const ParentProcess& toParent, pid_t parent,
                        const std::function<void(const ParentProcess&)>& work) {
     signal(SIGPIPE, SIG_IGN);
@@ -49,6 +75,11 @@ SignOfLife* ShareMemory() {
 } // namespace
 
 void ParentProcess::Send(const std::string& message) const {
+    Leave(message);
+    Ring();
+}
+
+void ParentProcess::Leave(const std::string& message) const {
     Announce(life.step);
     const auto length = static_cast<Length>(message.size());
     std::string bytes(reinterpret_cast<const char*>(&length), sizeof(length));
@@ -58,9 +89,20 @@ void ParentProcess::Send(const std::string& message) const {
         const ssize_t count = write(output, bytes.data() + sent, bytes.size() - sent);
         if (count > 0) {
             sent += static_cast<std::size_t>(count);
+        } else if (errno == EAGAIN) {
+            Ring();
+            struct pollfd room = {output, POLLOUT, 0};
+            poll(&room, 1, -1);
         } else if (errno != EINTR) {
             _exit(1);
         }
+    }
+}
+
+void ParentProcess::Ring() const {
+    // Once more does not matter where nobody has heard all the times before.
+    if (write(bell, "", 1) < 0 && errno == EPIPE) {
+        _exit(1);
     }
 }
 
@@ -70,26 +112,26 @@ void ParentProcess::Announce(const char* step) const {
 }
 
 ChildProcess::ChildProcess(const std::function<void(const ParentProcess&)>& work) : life(ShareMemory()) {
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-        throw std::system_error(errno, std::generic_category(), "pipe");
-    }
+    Pipe messages;
+    Pipe rings;
     life->time = Now();
     const pid_t parent = getpid();
     process = fork();
     if (process == 0) {
-        close(ends[0]);
-        Work(ParentProcess(ends[1], *life), parent, work);
+        messages.CloseEnd(0);
+        rings.CloseEnd(0);
+        Work(ParentProcess(messages.ends[1], rings.ends[1], *life), parent, work);
     }
-    close(ends[1]);
-    input = ends[0];
     if (process < 0) {
         throw std::system_error(errno, std::generic_category(), "fork");
     }
+    input = messages.Take(0);
+    bell = rings.Take(0);
 }
 
 ChildProcess::~ChildProcess() {
     close(input);
+    close(bell);
     kill(process, SIGKILL);
     while (waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
     }
@@ -115,28 +157,40 @@ bool ChildProcess::TakeMessage(std::string& message) {
     return true;
 }
 
+/// Takes what lies in the pipe. @return false for nothing
+bool ChildProcess::Fetch() {
+    std::array<char, 65536> chunk; // NOLINT(cppcoreguidelines-pro-type-member-init): read fills it
+    const ssize_t count = read(input, chunk.data(), chunk.size());
+    if (count <= 0) {
+        return false;
+    }
+    received.append(chunk.data(), static_cast<std::size_t>(count));
+    return true;
+}
+
 ChildProcess::News ChildProcess::Receive(std::string& message, std::chrono::milliseconds limit) {
     const std::int64_t began = Now();
     while (!TakeMessage(message)) {
+        if (Fetch()) {
+            continue;
+        }
+        if (isGone) {
+            return News::End;
+        }
         const std::int64_t lastSign = std::max(began, life->time.load());
         const std::chrono::nanoseconds left(lastSign + std::chrono::nanoseconds(limit).count() - Now());
         if (left.count() <= 0) {
             return News::Silence;
         }
-        struct pollfd news = {input, POLLIN, 0};
-        const int ready = poll(&news, 1, static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(left).count()));
-        if (ready == 0) {
-            continue; // perhaps there was a sign of life meanwhile
-        }
+        struct pollfd ring = {bell, POLLIN, 0};
+        const int ready = poll(&ring, 1, static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(left).count()));
         if (ready < 0) {
             return errno == EINTR ? News::Interrupted : News::End;
         }
-        std::array<char, 65536> chunk{};
-        const ssize_t count = read(input, chunk.data(), chunk.size());
-        if (count <= 0) {
-            return News::End;
+        if (ready > 0) {
+            std::array<char, 64> rings{};
+            isGone = read(bell, rings.data(), rings.size()) == 0;
         }
-        received.append(chunk.data(), static_cast<std::size_t>(count));
     }
     return News::Message;
 }

@@ -20,16 +20,24 @@ struct SignOfLife {
 /// The child's way to its parent.
 class ParentProcess {
 public:
-    ParentProcess(int pipe, SignOfLife& shared) : output(pipe), life(shared) {}
+    /// Both pipes' ends do not block.
+    ParentProcess(int messagePipe, int bellPipe, SignOfLife& shared)
+        : output(messagePipe), bell(bellPipe), life(shared) {}
 
-    /// Sends one message, whole. Ends the process if the parent is gone.
+    /// Sends one message, whole, and wakes the parent. Ends the process if the parent is gone.
     void Send(const std::string& message) const;
+    /// The same without waking it: it finds the message with the next one that is sent, at the child's end, when the
+    /// pipe is full or its time limit has passed. Waking a process costs as much as a call to the service does.
+    void Leave(const std::string& message) const;
     /// Says what comes next. Costs next to nothing: the parent looks when it has waited too long.
     /// @param step  a literal, which has the same address in both processes
     void Announce(const char* step) const;
 
 private:
+    void Ring() const;
+
     int output;
+    int bell;
     SignOfLife& life;
 };
 
@@ -53,10 +61,13 @@ public:
 
 private:
     [[nodiscard]] bool TakeMessage(std::string& message);
+    [[nodiscard]] bool Fetch();
 
     SignOfLife* life;
     pid_t process = -1;
     int input = -1;
+    int bell = -1;
+    bool isGone = false;
     std::string received;
 };
 

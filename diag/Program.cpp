@@ -85,6 +85,13 @@ private:
     std::vector<std::pair<bool, std::string>> lines;
 };
 
+Service Judge(ServiceFacts facts, const PcscFacts& asked) {
+    if (asked.answered) {
+        facts.connectError = TryToConnect(facts.socket);
+    }
+    return JudgeService(facts, asked);
+}
+
 Report MakeReport(ReaderQuestion& question, std::vector<UsbReader> usbReaders, ConfigurationState configuration) {
     Report report;
     report.version = LUMOADMIN_VERSION;
@@ -93,13 +100,14 @@ Report MakeReport(ReaderQuestion& question, std::vector<UsbReader> usbReaders, C
     report.configuration = std::move(configuration);
     report.logs = ProbeLogs();
 
+    question.AwaitService();
+    // Not before, for asking may start the service, and not after the readers, whose time is there to be used.
+    const ServiceFacts seenEarly = LookForService();
     PcscFacts asked = question.Answer();
-    // Afterwards, for asking may start the service.
-    ServiceFacts facts = LookForService();
-    if (asked.answered) {
-        facts.connectError = TryToConnect(facts.socket);
+    report.service = Judge(seenEarly, asked);
+    if (report.service.state != ServiceState::Fine) {
+        report.service = Judge(LookForService(), asked); // what happened since is part of the trouble
     }
-    report.service = JudgeService(facts, asked);
     report.listCode = asked.listCode;
     report.listed = asked.listed;
     report.readers = std::move(asked.readers);

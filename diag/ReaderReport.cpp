@@ -1,20 +1,16 @@
 #include "diag/ReaderReport.h"
 
 #include "diag/ChildProcess.h"
+#include "diag/Packing.h"
 #include "diag/ReaderProbe.h"
 #include "readers/Logging.h"
-
-#include <nlohmann/json.hpp>
 
 #include <tuple>
 #include <utility>
 
 namespace Diag {
 
-using nlohmann::json;
-
-// How records travel from the child: as the binary form of lists of their fields, which carries any bytes in texts.
-// Names for the fields would be most of the work.
+// How records travel from the child: as lists of their fields.
 
 template <typename SomeAttribute>
 auto AttributeFields(SomeAttribute& attribute) {
@@ -34,67 +30,58 @@ auto FeatureFields(SomeReader& reader) {
     return std::tie(reader.featuresAsked, reader.featuresCode, reader.features, reader.isSecure);
 }
 
-template <typename... Fields>
-json ToList(const std::tuple<Fields&...>& fields) {
-    return std::apply([](const auto&... field) { return json::array({field...}); }, fields);
+auto Fields(const Attribute& attribute) {
+    return AttributeFields(attribute);
 }
 
-template <typename... Fields>
-void FromList(const json& list, const std::tuple<Fields&...>& fields) {
-    std::size_t i = 0;
-    std::apply([&](auto&... field) { (list.at(i++).get_to(field), ...); }, fields);
+auto Fields(Attribute& attribute) {
+    return AttributeFields(attribute);
 }
 
-void to_json(json& list, const Attribute& attribute) {
-    list = ToList(AttributeFields(attribute));
+auto Fields(const Reader& reader) {
+    return ReaderFields(reader);
 }
 
-void from_json(const json& list, Attribute& attribute) {
-    FromList(list, AttributeFields(attribute));
-}
-
-void to_json(json& list, const Reader& reader) {
-    list = ToList(ReaderFields(reader));
-}
-
-void from_json(const json& list, Reader& reader) {
-    FromList(list, ReaderFields(reader));
+auto Fields(Reader& reader) {
+    return ReaderFields(reader);
 }
 
 namespace {
 
-enum MessageKind : int { ContextGot, ReadersListed, ReaderAsked, TurnOver, LogWritten, Done };
+enum class MessageKind : unsigned char { ContextGot, ReadersListed, ReaderAsked, TurnOver, LogWritten, Done };
 
-std::string Pack(const json& message) {
-    std::string bytes;
-    json::to_cbor(message, bytes);
-    return bytes;
+template <typename... Values>
+std::string Pack(MessageKind kind, const Values&... values) {
+    Packer packer;
+    packer.Put(kind);
+    (packer.Put(values), ...);
+    return packer.Bytes();
 }
 
 const ParentProcess* g_logChannel = nullptr; // the callbacks of the reader code carry nothing of ours
 
-void SendError(const char* text) {
-    g_logChannel->Send(Pack({LogWritten, true, text}));
+void LeaveError(const char* text) {
+    g_logChannel->Leave(Pack(MessageKind::LogWritten, true, std::string(text)));
 }
 
-void SendNote(const char* text) {
-    g_logChannel->Send(Pack({LogWritten, false, text}));
+void LeaveNote(const char* text) {
+    g_logChannel->Leave(Pack(MessageKind::LogWritten, false, std::string(text)));
 }
 
-/// The child's end: passes everything on.
+/// The child's end: passes everything on, and wakes the parent only for what changes how long it waits.
 class Messenger : public ProbeListener {
 public:
     explicit Messenger(const ParentProcess& toParent) : parent(toParent) {}
 
     void OnCall(const char* call) override { parent.Announce(call); }
-    void OnContext(long code) override { parent.Send(Pack({ContextGot, code})); }
+    void OnContext(long code) override { parent.Send(Pack(MessageKind::ContextGot, code)); }
     void OnReaders(long code, const std::vector<Reader>& readers) override {
-        parent.Send(Pack({ReadersListed, code, readers}));
+        parent.Send(Pack(MessageKind::ReadersListed, code, readers));
     }
     void OnReader(std::size_t number, const Reader& reader, bool isOver) override {
         const bool isTold = isOver && reader.featuresAsked;
-        parent.Send(
-            Pack(isTold ? json{TurnOver, ToList(FeatureFields(reader))} : json{ReaderAsked, number, reader, isOver}));
+        parent.Leave(isTold ? Pack(MessageKind::TurnOver, FeatureFields(reader))
+                            : Pack(MessageKind::ReaderAsked, number, isOver, reader));
     }
 
 private:
@@ -111,76 +98,86 @@ public:
         Start();
     }
 
+    void AwaitService() {
+        while (!facts.answered && !isOver) {
+            Hear();
+        }
+    }
+
     PcscFacts Run() {
-        while (Listen()) {
-            Start();
+        while (!isOver) {
+            Hear();
         }
         return std::move(facts);
     }
 
 private:
     void Start() {
-        hasContext = isDone = false;
+        hasContext = false;
         child = std::make_unique<ChildProcess>([this](const ParentProcess& parent) {
             if (log) {
                 g_logChannel = &parent;
-                Vantor::LibReaderImpl::SetErrorLoggingFunc(SendError);
-                Vantor::LibReaderImpl::SetMessageLoggingFunc(SendNote);
+                Vantor::LibReaderImpl::SetErrorLoggingFunc(LeaveError);
+                Vantor::LibReaderImpl::SetMessageLoggingFunc(LeaveNote);
             }
             Messenger messenger(parent);
             ProbeReaders(messenger, facts.readers, next, asksChannels);
-            parent.Send(Pack({Done}));
+            parent.Send(Pack(MessageKind::Done));
         });
     }
 
-    /// The rest of the child's life. @return whether readers are left that another child should ask
-    bool Listen() {
+    /// Takes one piece of news. When nothing more is to come, isOver.
+    void Hear() {
         std::string bytes;
-        for (;;) {
-            switch (child->Receive(bytes, hasContext && facts.listed ? limits.reader : limits.service)) {
-            case ChildProcess::News::Message:
-                Take(json::from_cbor(bytes));
-                break;
-            case ChildProcess::News::Interrupted:
-                break;
-            case ChildProcess::News::Silence:
-                return GiveUp(child->LastStep());
-            case ChildProcess::News::End:
-                return !isDone && GiveUp(child->LastStep());
-            }
+        switch (child->Receive(bytes, hasContext && facts.listed ? limits.reader : limits.service)) {
+        case ChildProcess::News::Message:
+            Take(bytes);
+            break;
+        case ChildProcess::News::Interrupted:
+            break;
+        case ChildProcess::News::Silence:
+        case ChildProcess::News::End:
+            GiveUp(child->LastStep());
+            break;
         }
     }
 
-    void Take(const json& message) {
-        switch (message.at(0).get<int>()) {
-        case ContextGot:
-            TakeContext(message.at(1).get<long>());
+    void Take(const std::string& bytes) {
+        Unpacker message(bytes);
+        switch (message.Get<MessageKind>()) {
+        case MessageKind::ContextGot:
+            TakeContext(message.Get<long>());
             break;
-        case ReadersListed:
-            facts.listCode = message.at(1).get<long>();
-            facts.readers = message.at(2).get<std::vector<Reader>>();
+        case MessageKind::ReadersListed:
+            message.Get(facts.listCode);
+            message.Get(facts.readers);
             facts.listed = true;
             break;
-        case ReaderAsked:
+        case MessageKind::ReaderAsked:
             TakeReader(message);
             break;
-        case TurnOver:
-            FromList(message.at(1), FeatureFields(facts.readers.at(next)));
+        case MessageKind::TurnOver:
+            message.Get(FeatureFields(facts.readers.at(next)));
             ++next;
             break;
-        case LogWritten:
-            log(message.at(1).get<bool>(), message.at(2).get<std::string>());
+        case MessageKind::LogWritten:
+            TakeLogLine(message);
             break;
-        default:
-            isDone = true;
+        case MessageKind::Done:
+            isOver = true;
             break;
         }
     }
 
-    void TakeReader(const json& message) {
-        const auto number = message.at(1).get<std::size_t>();
-        facts.readers.at(number) = message.at(2).get<Reader>();
-        next = message.at(3).get<bool>() ? number + 1 : number;
+    void TakeReader(Unpacker& message) {
+        const auto number = message.Get<std::size_t>();
+        next = message.Get<bool>() ? number + 1 : number;
+        message.Get(facts.readers.at(number));
+    }
+
+    void TakeLogLine(Unpacker& message) {
+        const auto isError = message.Get<bool>();
+        log(isError, message.Get<std::string>());
     }
 
     void TakeContext(long code) {
@@ -193,10 +190,11 @@ private:
 
     /// The call did not return, or took the child with it: it is the service's fault before it listed its readers, or
     /// if a second child does not even get a context; else that of the reader whose turn it was.
-    bool GiveUp(const std::string& call) {
+    void GiveUp(const std::string& call) {
         if (!hasContext || !facts.listed) {
             facts.hangingCall = call;
-            return false;
+            isOver = true;
+            return;
         }
         if (next < facts.readers.size()) {
             facts.readers[next].asked = true;
@@ -204,7 +202,7 @@ private:
             ++next;
         }
         // After the last reader too: only another child finds out whether it was the whole service.
-        return true;
+        Start();
     }
 
     TimeLimits limits;
@@ -214,13 +212,17 @@ private:
     PcscFacts facts;
     std::size_t next = 0; ///< the reader whose turn it is
     bool hasContext = false;
-    bool isDone = false;
+    bool isOver = false; ///< there is nothing more to come
 };
 
 ReaderQuestion::ReaderQuestion(const TimeLimits& limits, const LogLine& log, bool asksChannels)
     : collector(std::make_unique<Collector>(limits, log, asksChannels)) {}
 
 ReaderQuestion::~ReaderQuestion() = default;
+
+void ReaderQuestion::AwaitService() {
+    collector->AwaitService();
+}
 
 PcscFacts ReaderQuestion::Answer() {
     return collector->Run();

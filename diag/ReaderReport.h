@@ -40,6 +40,8 @@ public:
     ReaderQuestion(const ReaderQuestion&) = delete;
     ReaderQuestion& operator=(const ReaderQuestion&) = delete;
 
+    /// Waits until the service gave a context or a code instead, or let its time pass.
+    void AwaitService();
     /// Waits for everything; to be called once.
     [[nodiscard]] PcscFacts Answer();
 

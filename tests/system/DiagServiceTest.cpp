@@ -158,6 +158,7 @@ TEST(DiagService, DiesWhileItsReadersAreAsked) {
     const auto document = nlohmann::json::parse(ending->output);
     EXPECT_EQ(document.at("service").at("state"), "failed");
     EXPECT_EQ(document.at("findings").at(0).at("id"), "service-failed");
+    EXPECT_EQ(document.at("service").at("process"), nullptr) << "it was there when the readers were begun with";
     EXPECT_EQ(document.at("readers").size(), 2U) << "what was known before is told";
     EXPECT_EQ(document.at("readers").at(0).at("attributes").at("vendorName").at("text"), "Vantor");
 }

@@ -60,6 +60,72 @@ TEST(ChildProcessTest, MessagesLargerThanAPipeArrive) {
     EXPECT_EQ(message, "end");
 }
 
+TEST(ChildProcessTest, WhatIsLeftDoesNotWakeTheParent) {
+    ChildProcess child([](const ParentProcess& parent) {
+        usleep(100000); // the parent sleeps by then
+        parent.Leave("left");
+        usleep(400000);
+        parent.Send("sent");
+        SleepForever();
+    });
+    std::string message;
+    const auto before = std::chrono::steady_clock::now();
+    ASSERT_EQ(child.Receive(message, Ample), News::Message);
+    EXPECT_EQ(message, "left");
+    EXPECT_GE(std::chrono::steady_clock::now() - before, 300ms) << "it came with the one that was sent";
+    ASSERT_EQ(child.Receive(message, Ample), News::Message);
+    EXPECT_EQ(message, "sent");
+}
+
+TEST(ChildProcessTest, WhatIsLeftArrivesAtTheEndAndWhenTheTimeHasPassed) {
+    ChildProcess dead([](const ParentProcess& parent) {
+        parent.Leave("last words");
+        raise(SIGKILL);
+    });
+    std::string message;
+    ASSERT_EQ(dead.Receive(message, Ample), News::Message);
+    EXPECT_EQ(message, "last words");
+    EXPECT_EQ(dead.Receive(message, Ample), News::End);
+
+    ChildProcess silent([](const ParentProcess& parent) {
+        usleep(50000);
+        parent.Leave("before the silence");
+        SleepForever();
+    });
+    ASSERT_EQ(silent.Receive(message, 300ms), News::Message) << "not silence: something was left";
+    EXPECT_EQ(message, "before the silence");
+    EXPECT_EQ(silent.Receive(message, 100ms), News::Silence);
+}
+
+TEST(ChildProcessTest, ManyMessagesThatAreLeftFillThePipeAndWakeTheParent) {
+    const std::string text(10000, 'x');
+    ChildProcess child([&](const ParentProcess& parent) {
+        for (int i = 0; i < 300; ++i) {
+            parent.Leave(text + std::to_string(i));
+        }
+    });
+    std::string message;
+    for (int i = 0; i < 300; ++i) {
+        ASSERT_EQ(child.Receive(message, Ample), News::Message) << i;
+        ASSERT_EQ(message, text + std::to_string(i));
+    }
+    EXPECT_EQ(child.Receive(message, Ample), News::End);
+}
+
+TEST(ChildProcessTest, MoreRingsThanAPipeHoldsDoNotStopTheChild) {
+    ChildProcess child([](const ParentProcess& parent) {
+        for (int i = 0; i < 70000; ++i) {
+            parent.Send("");
+        }
+    });
+    usleep(200000); // nobody listens for a while
+    std::string message;
+    for (int i = 0; i < 70000; ++i) {
+        ASSERT_EQ(child.Receive(message, Ample), News::Message) << i;
+    }
+    EXPECT_EQ(child.Receive(message, Ample), News::End);
+}
+
 TEST(ChildProcessTest, SilenceIsToldAfterTheLimit) {
     ChildProcess child([](const ParentProcess&) { SleepForever(); });
     std::string message = "kept";

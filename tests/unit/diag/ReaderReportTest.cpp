@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <reader.h>
 #include <winscard.h>
 
 using namespace Diag;
@@ -53,6 +54,45 @@ TEST_F(ReaderReportTest, NoReadersIsAnAnswer) {
     EXPECT_TRUE(facts.answered);
     EXPECT_EQ(facts.contextCode, SCARD_S_SUCCESS);
     EXPECT_EQ(facts.listCode, SCARD_E_NO_READERS_AVAILABLE);
+}
+
+TEST_F(ReaderReportTest, TheServiceIsAwaitedAloneAndEverythingAfterIt) {
+    FakePcsc::AddReader({"A"});
+    ReaderQuestion question(TimeLimits(), nullptr, true);
+    question.AwaitService();
+    question.AwaitService();
+    EXPECT_THAT(question.Answer().readers, SizeIs(1)) << "and nothing that came meanwhile is lost";
+}
+
+TEST_F(ReaderReportTest, AServiceThatGivesNoContextIsNotAwaitedLonger) {
+    FakePcsc::Script(Function::EstablishContext, Answer::Failure(SCARD_E_NO_SERVICE));
+    ReaderQuestion question(TimeLimits(), nullptr, true);
+    question.AwaitService();
+    EXPECT_EQ(question.Answer().contextCode, SCARD_E_NO_SERVICE);
+}
+
+TEST_F(ReaderReportTest, MoreThanAPipeHoldsArrives) {
+    FakePcsc::Reader talkative{"0"};
+    for (const unsigned long tag :
+         {0x00010100UL, 0x00010101UL, 0x00010103UL, 0x7FFF0001UL, 0x7FFF0003UL, 0x7FFF0004UL}) {
+        talkative.attributes[tag] = std::string(264, 'x');
+    }
+    talkative.controls = {{CM_IOCTL_GET_FEATURE_REQUEST, std::string(5000, '\x06')}};
+    for (int i = 0; i < 64; ++i) {
+        talkative.name = std::to_string(i);
+        FakePcsc::AddReader(talkative);
+    }
+    std::size_t lines = 0;
+    ReaderQuestion question(
+        TimeLimits(), [&](bool, const std::string&) { ++lines; }, true);
+    const PcscFacts facts = question.Answer();
+    ASSERT_THAT(facts.readers, SizeIs(64));
+    for (const Reader& reader : facts.readers) {
+        EXPECT_EQ(reader.features.size(), 5000U) << reader.name;
+        EXPECT_EQ(reader.attributes.at(5).bytes.size(), 264U) << reader.name;
+        EXPECT_EQ(reader.hangingCall, "") << reader.name;
+    }
+    EXPECT_GE(lines, 2U * 64);
 }
 
 TEST_F(ReaderReportTest, LogLinesArriveWithTheirKind) {
