@@ -31,7 +31,7 @@ const char* Translate(const char* message) {
     return *message == '\0' ? message : dgettext(Catalog, message);
 }
 
-std::string Fill(const std::string& text, std::initializer_list<std::string> values) {
+std::string Fill(const std::string& text, const std::vector<std::string>& values) {
     std::string filled;
     std::size_t from = 0;
     for (const std::string& value : values) {

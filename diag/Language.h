@@ -1,7 +1,6 @@
 // Texts in the user's language, from the same catalogues as the window's, without the window's toolkit.
 #pragma once
 
-#include <initializer_list>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,7 +18,7 @@ constexpr const char* Mark(const char* message) {
 [[nodiscard]] const char* Translate(const char* message);
 
 /// Puts the values in place of each "%s" of a text in their order.
-[[nodiscard]] std::string Fill(const std::string& text, std::initializer_list<std::string> values);
+[[nodiscard]] std::string Fill(const std::string& text, const std::vector<std::string>& values);
 
 /// Chooses the language, "de" or "en" or that of another catalogue in `catalogs`.
 void UseLanguage(const std::string& language, const std::string& catalogs = CatalogFolder);

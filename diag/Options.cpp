@@ -5,8 +5,6 @@
 
 #include <getopt.h>
 
-#include <cstdio>
-
 namespace Diag {
 
 namespace {
@@ -20,67 +18,103 @@ constexpr option LongOptions[] = {
     {"version", no_argument, nullptr, Version}, {nullptr, 0, nullptr, 0},
 };
 
-/// @return false, for the caller to pass on
-bool Complain(const std::string& text) {
-    std::fprintf(stderr, "lumodiag: %s\n", text.c_str());
-    return false;
-}
+using Problem = std::optional<Complaint>;
 
-bool TakeLanguage(const std::string& language, Options& options) {
+Problem TakeLanguage(const std::string& language, Options& options) {
     if (!IsKnownLanguage(language)) {
-        return Complain(
-            Fill(Translate("keine Texte in der Sprache '%s', nur in: %s"), {language, Join(KnownLanguages(), ", ")}));
+        return Complaint{Mark("keine Texte in der Sprache '%s', nur in: %s"),
+                         {Printable(language), Join(KnownLanguages(), ", ")}};
     }
     options.language = language;
-    return true;
+    return std::nullopt;
 }
 
-bool TakeLogFile(const std::string& file, Options& options) {
+Problem TakeLogFile(const std::string& file, Options& options) {
     if (file.empty()) {
-        return Complain(Translate("der Name der Protokolldatei ist leer"));
+        return Complaint{Mark("der Name der Protokolldatei ist leer"), {}};
     }
     options.logFile = file;
-    return true;
+    return std::nullopt;
 }
 
-bool Take(int code, Options& options) {
+Problem TakeSwitch(bool& isWanted) {
+    isWanted = true;
+    return std::nullopt;
+}
+
+bool IsLong(const std::string& argument) {
+    return argument.size() > 2 && argument.compare(0, 2, "--") == 0;
+}
+
+/// All long options that begin so.
+std::vector<std::string> Candidates(const std::string& beginning) {
+    std::vector<std::string> names;
+    for (const option* known = LongOptions; known->name != nullptr; ++known) {
+        const std::string name = std::string("--") + known->name;
+        if (name.compare(0, beginning.size(), beginning) == 0) {
+            names.push_back(name);
+        }
+    }
+    return names;
+}
+
+/// The option that getopt_long has just stopped at, as it was written; a short one may stand among others.
+std::string StoppedAt(const std::string& argument) {
+    return IsLong(argument) ? argument.substr(0, argument.find('=')) : std::string("-") + static_cast<char>(optopt);
+}
+
+Complaint ComplainAboutOption(const std::string& argument) {
+    const std::string name = StoppedAt(argument);
+    const std::vector<std::string> candidates = Candidates(name);
+    if (!IsLong(argument) || candidates.empty()) {
+        return {Mark("unbekannte Option '%s'"), {Printable(name)}};
+    }
+    // An option that is understood so far has its number in optopt: only its value can be wrong.
+    return optopt == 0 ? Complaint{Mark("mehrdeutige Option '%s': %s"), {Printable(name), Join(candidates, ", ")}}
+                       : Complaint{Mark("die Option '%s' nimmt keinen Wert"), {Printable(name)}};
+}
+
+Problem Take(int code, const char* argument, Options& options) {
     switch (code) {
     case Json:
-        return options.json = true;
+        return TakeSwitch(options.json);
     case Watch:
-        return options.watch = true;
+        return TakeSwitch(options.watch);
     case Redact:
-        return options.redact = true;
+        return TakeSwitch(options.redact);
     case Help:
-        return options.help = true;
+        return TakeSwitch(options.help);
     case Version:
-        return options.version = true;
+        return TakeSwitch(options.version);
     case Log:
         return TakeLogFile(optarg, options);
     case Lang:
         return TakeLanguage(optarg, options);
+    case ':':
+        return Complaint{Mark("der Option '%s' fehlt ihr Wert"), {Printable(StoppedAt(argument))}};
     default:
-        return false; // getopt_long has told what
+        return ComplainAboutOption(argument);
     }
 }
 
 } // namespace
 
-bool ReadOptions(int count, char** arguments, Options& options) {
+Problem ReadOptions(int count, char** arguments, Options& options) {
     optind = 0; // begins anew, for a second command line in one process
+    opterr = 0;
     for (;;) {
-        const int code = getopt_long(count, arguments, "jl:wrhV", LongOptions, nullptr);
+        const int code = getopt_long(count, arguments, ":jl:wrhV", LongOptions, nullptr);
         if (code < 0) {
             break;
         }
-        if (!Take(code, options)) {
-            return false;
+        if (Problem problem = Take(code, arguments[optind - 1], options)) {
+            return problem;
         }
     }
     if (optind < count) {
-        return Complain(Fill(Translate("unerwartetes Argument '%s'"), {arguments[optind]}));
+        return Complaint{Mark("unerwartetes Argument '%s'"), {Printable(arguments[optind])}};
     }
-    return true;
+    return std::nullopt;
 }
 
 std::string HelpText() {

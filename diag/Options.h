@@ -1,7 +1,9 @@
 // The command line.
 #pragma once
 
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace Diag {
 
@@ -15,9 +17,15 @@ struct Options {
     std::string language; ///< empty: the configured one
 };
 
-/// Reads the command line by getopt_long; what it does not understand is told on standard error.
-/// @return false when called wrongly
-[[nodiscard]] bool ReadOptions(int count, char** arguments, Options& options);
+/// What is wrong with a command line. It waits for a language, which may be chosen by the same command line.
+struct Complaint {
+    const char* text = nullptr;      ///< message id
+    std::vector<std::string> values; ///< for its placeholders, safe to print
+};
+
+/// Reads the command line by getopt_long, whose own messages would be in the system's language.
+/// @return nothing when all of it was understood; else `options` holds what came before
+[[nodiscard]] std::optional<Complaint> ReadOptions(int count, char** arguments, Options& options);
 
 /// What --help prints, in the chosen language, without the last line end.
 [[nodiscard]] std::string HelpText();

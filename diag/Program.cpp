@@ -164,6 +164,12 @@ int RunReport(const Options& options, LibLogging* log) {
     return PrintReport(report, findings, options);
 }
 
+/// In the language that the report would have.
+void Complain(const Options& options, const Complaint& complaint) {
+    UseLanguage(ChooseLanguage(options, ProbeConfiguration().settings));
+    std::fprintf(stderr, "lumodiag: %s\n", Fill(Translate(complaint.text), complaint.values).c_str());
+}
+
 int RunOther(const Options& options, LibLogging* log) {
     UseLanguage(ChooseLanguage(options, ProbeConfiguration().settings));
     if (options.help) {
@@ -179,13 +185,10 @@ int RunOther(const Options& options, LibLogging* log) {
 
 int Run(int count, char** arguments) {
     Options options;
-    UseLanguage(SystemLanguage()); // until more is known
-    if (!ReadOptions(count, arguments, options)) {
+    if (const std::optional<Complaint> complaint = ReadOptions(count, arguments, options)) {
+        Complain(options, *complaint);
         std::fprintf(stderr, "%s\n", Translate("Mehr dazu sagt 'lumodiag --help'."));
         return ExitTrouble;
-    }
-    if (!options.language.empty()) {
-        UseLanguage(options.language);
     }
     const bool isOther = options.help || options.version || options.watch;
     if (options.help || options.version) {
@@ -193,8 +196,7 @@ int Run(int count, char** arguments) {
     }
     LibLogging* const log = OpenLog(options);
     if (log == nullptr && !options.logFile.empty()) {
-        const std::string text = Fill(Translate("Protokolldatei %s lässt sich nicht schreiben"), {options.logFile});
-        std::fprintf(stderr, "lumodiag: %s\n", text.c_str());
+        Complain(options, {Mark("Protokolldatei %s lässt sich nicht schreiben"), {Printable(options.logFile)}});
         return ExitTrouble;
     }
     const int status = isOther ? RunOther(options, log) : RunReport(options, log);

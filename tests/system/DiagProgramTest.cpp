@@ -166,10 +166,25 @@ TEST(DiagCommand, TellsInTheUsersLanguageThatItIsCalledWrongly) {
               "lumodiag: unerwartetes Argument 'reader'\nMehr dazu sagt 'lumodiag --help'.\n");
     EXPECT_EQ(errors({"reader"}, "en_GB.UTF-8"),
               "lumodiag: unexpected argument 'reader'\nTry 'lumodiag --help' for more information.\n");
+    // The C library's own messages would come in the language of its catalogues.
+    EXPECT_THAT(errors({"--colour"}, "de_DE.UTF-8"), StartsWith("lumodiag: unbekannte Option '--colour'\n"));
+    EXPECT_THAT(errors({"--lang=en", "-x"}, "de_DE.UTF-8"), StartsWith("lumodiag: unknown option '-x'\n"));
     EXPECT_THAT(errors({"--lang=en", "--log=/proc/none/trace"}, "de_DE.UTF-8"), HasSubstr("cannot write the log file"));
     // A language that is added later is offered.
     fs::copy("/etc/lumoclient/I18N/en", "/etc/lumoclient/I18N/fr", fs::copy_options::recursive);
     EXPECT_THAT(errors({"--lang=xx"}, "en_GB.UTF-8"), HasSubstr("'xx', only in: de, en, fr\n"));
+}
+
+TEST(DiagCommand, TellsInTheConfiguredLanguageThatItIsCalledWrongly) {
+    Lumodiag::installCatalogs();
+    fs::create_directories("/etc/vantor/lumoclient");
+    test::WriteText("/etc/vantor/lumoclient/config",
+                    "<config><lumo_Client><Language>89</Language></lumo_Client></config>");
+    const Process::Environment english{{"LANG", "en_GB.UTF-8"}};
+    EXPECT_EQ(Support::run(Lumodiag::command({"--log"}), english).errors,
+              "lumodiag: der Option '--log' fehlt ihr Wert\nMehr dazu sagt 'lumodiag --help'.\n");
+    EXPECT_EQ(Support::run(Lumodiag::command({"--log=/proc/none/trace"}), english).errors,
+              "lumodiag: Protokolldatei /proc/none/trace lässt sich nicht schreiben\n");
 }
 
 TEST(DiagCommand, EndsWithTwoWhenItCannotPrint) {
