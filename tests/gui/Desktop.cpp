@@ -7,6 +7,8 @@
 #include <wx/uiaction.h>
 #include <wx/utils.h>
 
+#include <X11/Xlib.h>
+
 // The font cache lives until the process ends, and so does what the C library notes about LOCPATH.
 extern "C" const char* __lsan_default_suppressions();  // NOLINT: the sanitizer's name
 extern "C" const char* __lsan_default_suppressions() { // NOLINT: the sanitizer's name
@@ -80,9 +82,12 @@ void Desktop::TearDown() {
 void Desktop::Settle() {
     wxEventLoop loop;
     wxEventLoopActivator activate(&loop);
+    // What the display has sent is looked for, not waited for; windows paint at most once in 17 ms.
+    constexpr long TwoFrames = 35;
     wxStopWatch quiet;
-    while (quiet.Time() < 60) {
+    while (quiet.Time() < TwoFrames) {
         bool busy = false;
+        XSync(wxGetX11Display(), False);
         while (loop.Pending()) {
             loop.Dispatch();
             busy = true;
