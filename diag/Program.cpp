@@ -92,7 +92,8 @@ Service Judge(ServiceFacts facts, const PcscFacts& asked) {
     return JudgeService(facts, asked);
 }
 
-Report MakeReport(ReaderQuestion& question, std::vector<UsbReader> usbReaders, ConfigurationState configuration) {
+Report MakeReport(ReaderQuestion& question, const ServiceFacts& seenEarly, std::vector<UsbReader> usbReaders,
+                  ConfigurationState configuration) {
     Report report;
     report.version = LUMOADMIN_VERSION;
     report.time = std::time(nullptr);
@@ -100,9 +101,6 @@ Report MakeReport(ReaderQuestion& question, std::vector<UsbReader> usbReaders, C
     report.configuration = std::move(configuration);
     report.logs = ProbeLogs();
 
-    question.AwaitService();
-    // Not before, for asking may start the service, and not after the readers, whose time is there to be used.
-    const ServiceFacts seenEarly = LookForService();
     PcscFacts asked = question.Answer();
     report.service = Judge(seenEarly, asked);
     if (report.service.state != ServiceState::Fine) {
@@ -148,10 +146,12 @@ int RunReport(const Options& options, LibLogging* log) {
     // Only beside readers on USB does it matter by which channel each is attached.
     std::vector<UsbReader> usbReaders = ListUsbReaders();
     ReaderQuestion question(TimeLimits(), isHeld ? held.Log() : LogTo(log), !usbReaders.empty());
-    // While the readers take their time:
+    question.AwaitReaders();
+    // While the readers take their time, the service first, which asking may have started:
+    const ServiceFacts service = LookForService();
     ConfigurationState configuration = ProbeConfiguration();
     UseLanguage(ChooseLanguage(options, configuration.settings));
-    Report report = MakeReport(question, std::move(usbReaders), std::move(configuration));
+    Report report = MakeReport(question, service, std::move(usbReaders), std::move(configuration));
     std::vector<Finding> findings = DeriveFindings(report);
     if (options.redact) {
         const Redaction redaction(report, Vantor::GetUserDir());

@@ -208,14 +208,15 @@ std::vector<Reader> ListReaders(ProbeListener& listener, SCARDCONTEXT context) {
 
 } // namespace
 
-void ProbeReaders(ProbeListener& listener, std::vector<Reader> known, std::size_t first, bool asksChannels) {
+void ProbeReaders(ProbeListener& listener, std::vector<Reader> known, const TakeTurn& takeTurn, bool asksChannels) {
     const Context context(listener);
     listener.OnContext(context.code);
     if (context.code != SCARD_S_SUCCESS) {
         return;
     }
     std::vector<Reader> readers = known.empty() ? ListReaders(listener, context.handle) : std::move(known);
-    for (std::size_t i = first; i < readers.size(); ++i) {
+    for (std::size_t i = takeTurn(); i < readers.size(); i = takeTurn()) {
+        listener.OnTurn(i);
         Turn(listener, context.handle, i, readers[i]).Run(asksChannels);
     }
 }

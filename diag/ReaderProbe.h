@@ -5,6 +5,7 @@
 #include "diag/Records.h"
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -20,15 +21,19 @@ public:
     virtual void OnContext(long code) = 0;
     /// The readers in the service's order, with what other programs do with them now.
     virtual void OnReaders(long code, const std::vector<Reader>& readers) = 0;
-    /// The number of a reader, from 0 on, and what is known of it now: before its features are asked, where drivers are
-    /// most likely to hang, and when its turn is over.
+    /// The turn of the reader with this number, from 0 on, begins.
+    virtual void OnTurn(std::size_t number) = 0;
+    /// What is known of it now: before its features are asked, where drivers are most likely to hang, and when its turn
+    /// is over.
     virtual void OnReader(std::size_t number, const Reader& reader, bool isOver) = 0;
 };
 
-/// Asks for a context, the readers and, one after another, what each of them tells.
-/// @param known  readers of an earlier probe that did not come to its end; if not empty, they are not listed again
-/// @param first  number of the reader to begin with
+/// Takes the number of a reader whose turn has come; one beyond the last when all have had theirs.
+using TakeTurn = std::function<std::size_t()>;
+
+/// Asks for a context, the readers and, one after another, what those tell whose turns it takes.
+/// @param known  readers that another probe has listed; if not empty, they are not listed again
 /// @param asksChannels  whether to ask by which channel each reader is attached
-void ProbeReaders(ProbeListener& listener, std::vector<Reader> known, std::size_t first, bool asksChannels);
+void ProbeReaders(ProbeListener& listener, std::vector<Reader> known, const TakeTurn& takeTurn, bool asksChannels);
 
 } // namespace Diag

@@ -5,8 +5,16 @@
 #include "diag/ReaderProbe.h"
 #include "readers/Logging.h"
 
+#include <atomic>
+#include <cerrno>
+#include <limits>
+#include <list>
+#include <new>
+#include <system_error>
 #include <tuple>
 #include <utility>
+
+#include <sys/mman.h>
 
 namespace Diag {
 
@@ -48,7 +56,15 @@ auto Fields(Reader& reader) {
 
 namespace {
 
-enum class MessageKind : unsigned char { ContextGot, ReadersListed, ReaderAsked, TurnOver, LogWritten, Done };
+enum class MessageKind : unsigned char {
+    ContextGot,
+    ReadersListed,
+    TurnBegun,
+    ReaderAsked,
+    TurnOver,
+    LogWritten,
+    Done
+};
 
 template <typename... Values>
 std::string Pack(MessageKind kind, const Values&... values) {
@@ -78,15 +94,46 @@ public:
     void OnReaders(long code, const std::vector<Reader>& readers) override {
         parent.Send(Pack(MessageKind::ReadersListed, code, readers));
     }
-    void OnReader(std::size_t number, const Reader& reader, bool isOver) override {
+    void OnTurn(std::size_t number) override { parent.Leave(Pack(MessageKind::TurnBegun, number)); }
+    void OnReader(std::size_t /*number*/, const Reader& reader, bool isOver) override {
         const bool isTold = isOver && reader.featuresAsked;
         parent.Leave(isTold ? Pack(MessageKind::TurnOver, FeatureFields(reader))
-                            : Pack(MessageKind::ReaderAsked, number, isOver, reader));
+                            : Pack(MessageKind::ReaderAsked, isOver, reader));
     }
 
 private:
     const ParentProcess& parent;
 };
+
+/// A number that this process and its children count up together.
+class SharedCounter {
+public:
+    SharedCounter() : memory(mmap(nullptr, sizeof(Number), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)) {
+        if (memory == MAP_FAILED) {
+            throw std::system_error(errno, std::generic_category(), "mmap");
+        }
+        number = ::new (memory) Number(0);
+    }
+    ~SharedCounter() { munmap(memory, sizeof(Number)); }
+    SharedCounter(const SharedCounter&) = delete;
+    SharedCounter& operator=(const SharedCounter&) = delete;
+
+    /// @return the number before
+    std::size_t Count() { return (*number)++; }
+
+private:
+    using Number = std::atomic<std::size_t>;
+
+    void* memory;
+    Number* number = nullptr;
+};
+
+/// How many probes at once it pays to ask so many readers with. Each call is a way to the service and back, on which
+/// both sleep in turn; on an idle machine waking them takes longer than the work unless others keep it awake.
+std::size_t ProbesFor(std::size_t readers) {
+    constexpr std::size_t FewReaders = 5;
+    return readers <= FewReaders ? 1 : 3;
+}
 
 } // namespace
 
@@ -95,84 +142,121 @@ class ReaderQuestion::Collector {
 public:
     Collector(const TimeLimits& allowed, const LogLine& lineLog, bool withChannels)
         : limits(allowed), log(lineLog), asksChannels(withChannels) {
-        Start();
+        Start(probes.emplace_back());
     }
 
-    void AwaitService() {
-        while (!facts.answered && !isOver) {
-            Hear();
+    void AwaitReaders() {
+        while (!facts.listed && GoesOn(probes.front())) {
+            Hear(probes.front());
         }
     }
 
     PcscFacts Run() {
-        while (!isOver) {
-            Hear();
+        AwaitReaders(); // which makes it known how many probes there are
+        for (Probe& probe : probes) {
+            while (GoesOn(probe)) {
+                Hear(probe);
+            }
         }
         return std::move(facts);
     }
 
 private:
-    void Start() {
-        hasContext = false;
-        child = std::make_unique<ChildProcess>([this](const ParentProcess& parent) {
+    static constexpr std::size_t None = std::numeric_limits<std::size_t>::max();
+
+    /// A child process that takes one reader's turn after another.
+    struct Probe {
+        std::unique_ptr<ChildProcess> child;
+        std::size_t reader = None; ///< whose turn it is
+        bool hasContext = false;
+        bool isDone = false;
+    };
+
+    void Start(Probe& probe) {
+        probe.reader = None;
+        probe.hasContext = probe.isDone = false;
+        probe.child = std::make_unique<ChildProcess>([this](const ParentProcess& parent) {
             if (log) {
                 g_logChannel = &parent;
                 Vantor::LibReaderImpl::SetErrorLoggingFunc(LeaveError);
                 Vantor::LibReaderImpl::SetMessageLoggingFunc(LeaveNote);
             }
             Messenger messenger(parent);
-            ProbeReaders(messenger, facts.readers, next, asksChannels);
+            ProbeReaders(
+                messenger, facts.readers, [this] { return turns.Count(); }, asksChannels);
             parent.Send(Pack(MessageKind::Done));
         });
     }
 
-    /// Takes one piece of news. When nothing more is to come, isOver.
-    void Hear() {
+    [[nodiscard]] bool GoesOn(const Probe& probe) const { return !probe.isDone && !isServiceSilent; }
+
+    /// Takes one piece of news.
+    void Hear(Probe& probe) {
         std::string bytes;
-        switch (child->Receive(bytes, hasContext && facts.listed ? limits.reader : limits.service)) {
+        switch (probe.child->Receive(bytes, probe.hasContext && facts.listed ? limits.reader : limits.service)) {
         case ChildProcess::News::Message:
-            Take(bytes);
+            Take(bytes, probe);
             break;
         case ChildProcess::News::Interrupted:
             break;
         case ChildProcess::News::Silence:
         case ChildProcess::News::End:
-            GiveUp(child->LastStep());
+            GiveUp(probe);
             break;
         }
     }
 
-    void Take(const std::string& bytes) {
+    void Take(const std::string& bytes, Probe& probe) {
         Unpacker message(bytes);
         switch (message.Get<MessageKind>()) {
         case MessageKind::ContextGot:
-            TakeContext(message.Get<long>());
+            TakeContext(message.Get<long>(), probe);
             break;
         case MessageKind::ReadersListed:
-            message.Get(facts.listCode);
-            message.Get(facts.readers);
-            facts.listed = true;
+            TakeList(message);
+            break;
+        case MessageKind::TurnBegun:
+            message.Get(probe.reader);
             break;
         case MessageKind::ReaderAsked:
-            TakeReader(message);
+            TakeReader(message, probe);
             break;
         case MessageKind::TurnOver:
-            message.Get(FeatureFields(facts.readers.at(next)));
-            ++next;
+            message.Get(FeatureFields(facts.readers.at(probe.reader)));
+            probe.reader = None;
             break;
         case MessageKind::LogWritten:
             TakeLogLine(message);
             break;
         case MessageKind::Done:
-            isOver = true;
+            probe.isDone = true;
             break;
         }
     }
 
-    void TakeReader(Unpacker& message) {
-        const auto number = message.Get<std::size_t>();
-        next = message.Get<bool>() ? number + 1 : number;
-        message.Get(facts.readers.at(number));
+    void TakeContext(long code, Probe& probe) {
+        facts.answered = true;
+        probe.hasContext = code == 0;
+        if (!facts.listed) {
+            facts.contextCode = code;
+        }
+    }
+
+    /// From here on several probes share the readers; but a log is to be read in the order in which things happened.
+    void TakeList(Unpacker& message) {
+        message.Get(facts.listCode);
+        message.Get(facts.readers);
+        facts.listed = true;
+        const std::size_t count = log ? 1 : ProbesFor(facts.readers.size());
+        while (probes.size() < count) {
+            Start(probes.emplace_back());
+        }
+    }
+
+    void TakeReader(Unpacker& message, Probe& probe) {
+        const auto isOver = message.Get<bool>();
+        message.Get(facts.readers.at(probe.reader));
+        probe.reader = isOver ? None : probe.reader;
     }
 
     void TakeLogLine(Unpacker& message) {
@@ -180,39 +264,30 @@ private:
         log(isError, message.Get<std::string>());
     }
 
-    void TakeContext(long code) {
-        facts.answered = true;
-        hasContext = code == 0;
-        if (!facts.listed) {
-            facts.contextCode = code;
-        }
-    }
-
     /// The call did not return, or took the child with it: it is the service's fault before it listed its readers, or
-    /// if a second child does not even get a context; else that of the reader whose turn it was.
-    void GiveUp(const std::string& call) {
-        if (!hasContext || !facts.listed) {
+    /// if another child does not even get a context; else that of the reader whose turn it was.
+    void GiveUp(Probe& probe) {
+        const std::string call = probe.child->LastStep();
+        if (!probe.hasContext || !facts.listed) {
             facts.hangingCall = call;
-            isOver = true;
+            isServiceSilent = true;
             return;
         }
-        if (next < facts.readers.size()) {
-            facts.readers[next].asked = true;
-            facts.readers[next].hangingCall = call;
-            ++next;
+        if (probe.reader != None) {
+            facts.readers[probe.reader].asked = true;
+            facts.readers[probe.reader].hangingCall = call;
         }
         // After the last reader too: only another child finds out whether it was the whole service.
-        Start();
+        Start(probe);
     }
 
     TimeLimits limits;
     LogLine log;
     bool asksChannels;
-    std::unique_ptr<ChildProcess> child;
+    SharedCounter turns;
+    std::list<Probe> probes; // which does not move them
     PcscFacts facts;
-    std::size_t next = 0; ///< the reader whose turn it is
-    bool hasContext = false;
-    bool isOver = false; ///< there is nothing more to come
+    bool isServiceSilent = false;
 };
 
 ReaderQuestion::ReaderQuestion(const TimeLimits& limits, const LogLine& log, bool asksChannels)
@@ -220,8 +295,8 @@ ReaderQuestion::ReaderQuestion(const TimeLimits& limits, const LogLine& log, boo
 
 ReaderQuestion::~ReaderQuestion() = default;
 
-void ReaderQuestion::AwaitService() {
-    collector->AwaitService();
+void ReaderQuestion::AwaitReaders() {
+    collector->AwaitReaders();
 }
 
 PcscFacts ReaderQuestion::Answer() {

@@ -29,8 +29,8 @@ struct TimeLimits {
 /// Receives the reader code's log lines as they come.
 using LogLine = std::function<void(bool isError, const std::string& text)>;
 
-/// Asks everything. A reader that does not answer costs one time limit and is marked; the others are asked all the
-/// same, unless the whole service stopped answering.
+/// Asks everything, many readers several at a time. A reader that does not answer costs one time limit and is marked;
+/// the others are asked all the same, unless the whole service stopped answering.
 class ReaderQuestion {
 public:
     /// Begins to ask; the caller may do something else meanwhile.
@@ -40,8 +40,8 @@ public:
     ReaderQuestion(const ReaderQuestion&) = delete;
     ReaderQuestion& operator=(const ReaderQuestion&) = delete;
 
-    /// Waits until the service gave a context or a code instead, or let its time pass.
-    void AwaitService();
+    /// Waits until the service has listed its readers or has said why not, or let its time pass.
+    void AwaitReaders();
     /// Waits for everything; to be called once.
     [[nodiscard]] PcscFacts Answer();
 

@@ -207,6 +207,47 @@ TEST(DiagReader, HangsInItsDriver) {
     EXPECT_EQ(report.ending.status, 1);
 }
 
+TEST(DiagReader, HangsInItsDriverAndSoDoesAnotherWhileManyAnswer) {
+    Pcscd::serve(9);
+    const SimulatedReader first(1);
+    const SimulatedReader second(6);
+    first.write("hang", "IFDHControl\n");
+    second.write("hang", "IFDHGetCapabilities\n");
+    const auto report = Lumodiag::report();
+    first.remove("hang");
+    second.remove("hang");
+    EXPECT_EQ(report.document.at("service").at("state"), "fine");
+    EXPECT_EQ(report.reader(1).at("hangingCall"), "SCardControl");
+    EXPECT_EQ(report.reader(6).at("hangingCall"), "SCardGetAttrib");
+    for (const std::size_t number : {0, 2, 3, 4, 5, 7, 8}) {
+        EXPECT_EQ(report.reader(number).at("hangingCall"), nullptr) << number;
+        EXPECT_EQ(report.reader(number).at("connection"), "card") << number;
+        EXPECT_EQ(attribute(report, number, "vendorName").at("text"), "Vantor") << number;
+    }
+    const auto ids = report.findings();
+    EXPECT_EQ(std::count(ids.begin(), ids.end(), "reader-not-answering"), 2);
+    EXPECT_EQ(report.ending.status, 1);
+}
+
+TEST(DiagReader, IsAskedThoughTheServiceHasRoomForOneMoreProgramOnly) {
+    Pcscd::serve(16);
+    // given: so many programs that the service takes no more, then one less
+    std::vector<SCARDCONTEXT> others;
+    SCARDCONTEXT context = 0;
+    while (SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &context) == SCARD_S_SUCCESS)
+        others.push_back(context);
+    ASSERT_THAT(others, Not(IsEmpty()));
+    SCardReleaseContext(others.back());
+    others.pop_back();
+    const auto report = Lumodiag::report();
+    for (const auto other : others)
+        SCardReleaseContext(other);
+    EXPECT_EQ(report.document.at("service").at("state"), "fine");
+    ASSERT_THAT(report.document.at("readers"), SizeIs(16));
+    for (std::size_t number = 0; number < 16; ++number)
+        EXPECT_EQ(report.reader(number).at("connection"), "card") << number;
+}
+
 // Takes the card out of the first reader, and puts in one that a control file describes.
 void changeCard(const char* file, const char* content) {
     const SimulatedReader reader(0);

@@ -183,6 +183,28 @@ TEST(DiagService, IsFrozenWhileItsReadersAreAskedAndTheyAreNotBlamed) {
     }
 }
 
+TEST(DiagService, IsFrozenWhileManyReadersAreAskedAtOnceAndNoneIsBlamed) {
+    Pcscd::serve(9);
+    for (int number = 0; number < 9; ++number)
+        Support::SimulatedReader(number).write("hang", "IFDHControl\n");
+    Support::Process process(Lumodiag::command({"--json"}));
+    ASSERT_TRUE(Support::SimulatedReader(0).logged("IFDHControl hangs"));
+    Pcscd::freeze();
+    const auto ending = process.wait();
+    Pcscd::thaw();
+    for (int number = 0; number < 9; ++number)
+        Support::SimulatedReader(number).remove("hang");
+    ASSERT_TRUE(ending.has_value());
+    EXPECT_EQ(ending->status, 1);
+    const auto document = nlohmann::json::parse(ending->output);
+    EXPECT_EQ(document.at("service").at("state"), "not-answering");
+    EXPECT_EQ(document.at("findings").at(0).at("id"), "service-frozen");
+    for (const auto& finding : document.at("findings")) {
+        EXPECT_NE(finding.at("id"), "reader-not-answering");
+        EXPECT_NE(finding.at("id"), "reader-busy");
+    }
+}
+
 TEST(DiagService, IsLookedForWhereTheLibraryLooks) {
     const std::string elsewhere = "/run/elsewhere";
     auto command = Lumodiag::command({"--json"});

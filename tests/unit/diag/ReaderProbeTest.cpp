@@ -33,7 +33,9 @@ public:
         listCode = code;
         readers = listed;
     }
+    void OnTurn(std::size_t number) override { turns.push_back(number); }
     void OnReader(std::size_t number, const Reader& reader, bool isOver) override {
+        EXPECT_EQ(turns.back(), number);
         if (number >= readers.size()) {
             readers.resize(number + 1);
         }
@@ -45,8 +47,18 @@ public:
     long contextCode = -1;
     long listCode = -1;
     std::vector<Reader> readers;
+    std::vector<std::size_t> turns;
     int turnsOver = 0;
 };
+
+/// Everybody's turn from `first` on, or every second one's, and so on.
+TakeTurn From(std::size_t first, std::size_t step = 1) {
+    return [next = first, step]() mutable {
+        const std::size_t turn = next;
+        next += step;
+        return turn;
+    };
+}
 
 class ReaderProbeTest : public ReaderTest {
 protected:
@@ -57,7 +69,7 @@ protected:
 
     Ear Probe() {
         Ear ear;
-        ProbeReaders(ear, {}, 0, true);
+        ProbeReaders(ear, {}, From(0), true);
         return ear;
     }
 };
@@ -246,7 +258,7 @@ TEST_F(ReaderProbeTest, WhatIsKnownIsToldBeforeTheFeaturesAreAsked) {
         }
     } recorder;
     FakePcsc::AddReader(FullReader("A"));
-    ProbeReaders(recorder, {}, 0, true);
+    ProbeReaders(recorder, {}, From(0), true);
     const std::vector<std::string> end(recorder.calls.end() - 4, recorder.calls.end());
     EXPECT_THAT(end, ElementsAre("told 6", "SCardControl", "SCardDisconnect", "over"));
 }
@@ -289,10 +301,23 @@ TEST_F(ReaderProbeTest, ALaterProbeGoesOnWhereTheFirstStopped) {
     known[0].name = "A";
     known[1].name = "B";
     Ear ear;
-    ProbeReaders(ear, known, 1, true);
+    ProbeReaders(ear, known, From(1), true);
     EXPECT_FALSE(ear.readers.at(0).asked);
     EXPECT_TRUE(ear.readers.at(1).asked);
     EXPECT_THAT(FakePcsc::Calls(), Each(Not(AnyOf(StartsWith("SCardListReaders"), HasSubstr("\"A\"")))));
+}
+
+TEST_F(ReaderProbeTest, OnlyThoseAreAskedWhoseTurnItIs) {
+    for (const char* const name : {"A", "B", "C", "D", "E"}) {
+        FakePcsc::AddReader(FullReader(name));
+    }
+    Ear ear;
+    ProbeReaders(ear, {}, From(1, 2), true);
+    EXPECT_THAT(ear.readers, SizeIs(5)) << "all are listed";
+    EXPECT_THAT(ear.turns, ElementsAre(1U, 3U));
+    for (std::size_t i = 0; i < ear.readers.size(); ++i) {
+        EXPECT_EQ(ear.readers[i].asked, i == 1 || i == 3) << i;
+    }
 }
 
 TEST_F(ReaderProbeTest, EachCallIsAnnouncedBeforeItIsMade) {
@@ -307,7 +332,7 @@ TEST_F(ReaderProbeTest, EachCallIsAnnouncedBeforeItIsMade) {
 TEST_F(ReaderProbeTest, ChannelsAreAskedForOnlyWhereTheyMatter) {
     FakePcsc::AddReader(FullReader("A"));
     Ear ear;
-    ProbeReaders(ear, {}, 0, false);
+    ProbeReaders(ear, {}, From(0), false);
     EXPECT_EQ(ear.readers.at(0).channel, "");
     EXPECT_THAT(FakePcsc::Calls(), Each(Not(HasSubstr("0x00020110"))));
 }

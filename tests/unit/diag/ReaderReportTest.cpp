@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <reader.h>
+#include <unistd.h>
 #include <winscard.h>
 
 using namespace Diag;
@@ -56,19 +57,51 @@ TEST_F(ReaderReportTest, NoReadersIsAnAnswer) {
     EXPECT_EQ(facts.listCode, SCARD_E_NO_READERS_AVAILABLE);
 }
 
-TEST_F(ReaderReportTest, TheServiceIsAwaitedAloneAndEverythingAfterIt) {
+TEST_F(ReaderReportTest, TheListIsAwaitedAloneAndEverythingAfterIt) {
     FakePcsc::AddReader({"A"});
     ReaderQuestion question(TimeLimits(), nullptr, true);
-    question.AwaitService();
-    question.AwaitService();
+    question.AwaitReaders();
+    question.AwaitReaders();
     EXPECT_THAT(question.Answer().readers, SizeIs(1)) << "and nothing that came meanwhile is lost";
 }
 
 TEST_F(ReaderReportTest, AServiceThatGivesNoContextIsNotAwaitedLonger) {
     FakePcsc::Script(Function::EstablishContext, Answer::Failure(SCARD_E_NO_SERVICE));
     ReaderQuestion question(TimeLimits(), nullptr, true);
-    question.AwaitService();
+    question.AwaitReaders();
     EXPECT_EQ(question.Answer().contextCode, SCARD_E_NO_SERVICE);
+}
+
+TEST_F(ReaderReportTest, EachOfManyReadersIsAskedAndKeepsItsPlace) {
+    for (const int count : {1, 5, 6, 16, 40}) {
+        FakePcsc::Reset();
+        for (int i = 0; i < count; ++i) {
+            const std::string name = std::to_string(i);
+            FakePcsc::AddReader({name, true, "\x3B\x80", {{SCARD_ATTR_VENDOR_NAME, "vendor of " + name}}});
+        }
+        const PcscFacts facts = ReaderQuestion(TimeLimits(), nullptr, true).Answer();
+        ASSERT_EQ(facts.readers.size(), static_cast<std::size_t>(count));
+        for (int i = 0; i < count; ++i) {
+            const Reader& reader = facts.readers[static_cast<std::size_t>(i)];
+            EXPECT_EQ(reader.name, std::to_string(i));
+            EXPECT_TRUE(reader.asked && reader.connected && reader.featuresAsked) << i << " of " << count;
+            EXPECT_EQ(reader.attributes.at(0).bytes, "vendor of " + std::to_string(i));
+        }
+    }
+}
+
+TEST_F(ReaderReportTest, ALogHasTheReadersInTheirOrderHoweverManyThereAre) {
+    for (int i = 0; i < 16; ++i) {
+        FakePcsc::AddReader({std::to_string(i)});
+    }
+    std::string order;
+    const std::string mark = "lumodiag asks reader ";
+    ReaderQuestion question(
+        TimeLimits(),
+        [&](bool, const std::string& text) { order += text.rfind(mark, 0) == 0 ? text.substr(mark.size()) + " " : ""; },
+        true);
+    static_cast<void>(question.Answer());
+    EXPECT_EQ(order, "0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 ");
 }
 
 TEST_F(ReaderReportTest, MoreThanAPipeHoldsArrives) {
@@ -82,9 +115,8 @@ TEST_F(ReaderReportTest, MoreThanAPipeHoldsArrives) {
         talkative.name = std::to_string(i);
         FakePcsc::AddReader(talkative);
     }
-    std::size_t lines = 0;
-    ReaderQuestion question(
-        TimeLimits(), [&](bool, const std::string&) { ++lines; }, true);
+    ReaderQuestion question(TimeLimits(), nullptr, true);
+    usleep(100000); // nobody takes anything out meanwhile
     const PcscFacts facts = question.Answer();
     ASSERT_THAT(facts.readers, SizeIs(64));
     for (const Reader& reader : facts.readers) {
@@ -92,7 +124,6 @@ TEST_F(ReaderReportTest, MoreThanAPipeHoldsArrives) {
         EXPECT_EQ(reader.attributes.at(5).bytes.size(), 264U) << reader.name;
         EXPECT_EQ(reader.hangingCall, "") << reader.name;
     }
-    EXPECT_GE(lines, 2U * 64);
 }
 
 TEST_F(ReaderReportTest, LogLinesArriveWithTheirKind) {
