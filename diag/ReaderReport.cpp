@@ -1,9 +1,9 @@
 #include "diag/ReaderReport.h"
 
 #include "diag/ChildProcess.h"
+#include "diag/LogCallbacks.h"
 #include "diag/Packing.h"
 #include "diag/ReaderProbe.h"
-#include "readers/Logging.h"
 
 #include <atomic>
 #include <cerrno>
@@ -178,8 +178,7 @@ private:
         probe.child = std::make_unique<ChildProcess>([this](const ParentProcess& parent) {
             if (log) {
                 g_logChannel = &parent;
-                Vantor::LibReaderImpl::SetErrorLoggingFunc(LeaveError);
-                Vantor::LibReaderImpl::SetMessageLoggingFunc(LeaveNote);
+                InstallLogCallbacks(LeaveError, LeaveNote);
             }
             Messenger messenger(parent);
             ProbeReaders(
