@@ -1,5 +1,7 @@
 #include "config/XmlScan.h"
 
+#include "config/XmlDocument.h"
+
 #include <algorithm>
 #include <array>
 
@@ -56,7 +58,10 @@ bool StartsWith(std::string_view text, std::string_view prefix) {
 /// Reads one piece of markup after another. `rest` always begins behind the piece just read.
 class Scanner {
 public:
-    explicit Scanner(std::string_view text) : rest(text) {}
+    explicit Scanner(std::string_view text) : rest(text), size(text.size()) {}
+
+    /// Where `rest` begins.
+    std::size_t Place() const { return size - rest.size(); }
 
     /// Moves to the next "<"; false at the end of the text.
     bool FindMarkup() {
@@ -83,7 +88,7 @@ public:
     }
 
     std::size_t CountAttributes() const { return attributes; }
-    bool HasOnlyXmlNames() const { return xmlNames; }
+    std::size_t BadName() const { return badName; }
     std::ptrdiff_t ShortEnds() const { return shortEnds; }
 
 private:
@@ -140,7 +145,7 @@ private:
             ++length;
         }
         if (length == 0 || !NameStarts.Has(rest.front()) || (length < rest.size() && !end.Has(rest[length]))) {
-            xmlNames = false;
+            badName = std::min(badName, Place());
             while (length < rest.size() && !end.Has(rest[length])) {
                 ++length;
             }
@@ -204,18 +209,29 @@ private:
     }
 
     Markup ReadClosingTag() {
-        const bool xmlNamesSoFar = xmlNames; // this name goes nowhere
+        const std::size_t badNameSoFar = badName; // this name goes nowhere
         shortEnds -= static_cast<std::ptrdiff_t>(SkipName(ElementNameEnd));
-        xmlNames = xmlNamesSoFar;
+        badName = badNameSoFar;
         SkipBlanks();
         return Skip('>') ? Markup::Close : Markup::Broken;
     }
 
     std::string_view rest;
+    std::size_t size;
     std::size_t attributes = 0;
-    bool xmlNames = true;
+    std::size_t badName = XmlScan::Nowhere;
     std::ptrdiff_t shortEnds = 0;
 };
+
+/// What the parser would put into the tree outside of its root element.
+bool IsLooseText(std::string_view markup) {
+    constexpr std::string_view begin = "<![CDATA[";
+    return StartsWith(markup, begin) && !StartsWith(markup.substr(begin.size()), "]]>");
+}
+
+void Note(std::size_t& first, std::size_t place) {
+    first = std::min(first, place); // Nowhere is the largest
+}
 
 } // namespace
 
@@ -224,19 +240,30 @@ XmlScan ScanXml(std::string_view text) {
     std::size_t level = 0;
     Scanner scanner(text);
     while (scanner.FindMarkup()) {
+        const std::size_t place = scanner.Place();
         const Markup markup = scanner.ReadMarkup();
         if (markup == Markup::Broken || (markup == Markup::Close && level == 0)) {
             return result;
         }
         if (markup == Markup::Open || markup == Markup::Empty) {
             result.depth = std::max(result.depth, level + 1);
+            if (level + 1 > MaxXmlDepth) {
+                Note(result.tooDeep, place);
+            }
+        }
+        if (markup == Markup::Other && level == 0 && IsLooseText(text.substr(place))) {
+            Note(result.looseText, place);
         }
         result.nodes += markup == Markup::Close ? 0 : 1;
+        if (result.nodes + scanner.CountAttributes() > MaxXmlNodes) {
+            Note(result.tooMany, place);
+        }
         level += markup == Markup::Open ? 1 : 0;
         level -= markup == Markup::Close ? 1 : 0;
     }
     result.nodes += scanner.CountAttributes();
-    result.names = scanner.HasOnlyXmlNames();
+    result.badName = scanner.BadName();
+    result.names = result.badName == XmlScan::Nowhere;
     result.shortEnds = scanner.ShortEnds();
     result.complete = level == 0;
     return result;

@@ -14,6 +14,12 @@ struct XmlScan {
     bool names = true;     ///< IsXmlName holds for all elements and attributes seen
     std::ptrdiff_t shortEnds =
         0; ///< bytes that the names in closing tags lack, in all: the parser does not compare them
+
+    static constexpr std::size_t Nowhere = std::string_view::npos;
+    std::size_t badName = Nowhere;   ///< where the first name is for which IsXmlName does not hold
+    std::size_t looseText = Nowhere; ///< where the first CDATA section with a text outside all elements is
+    std::size_t tooDeep = Nowhere;   ///< where the first element deeper than MaxXmlDepth begins
+    std::size_t tooMany = Nowhere;   ///< where the piece of markup begins that makes the nodes more than MaxXmlNodes
 };
 
 /// Walks the markup from left to right, without recursion and without memory. Tells tags from comments, CDATA,

@@ -133,13 +133,48 @@ unsigned long LineOf(const std::string& text, std::size_t place) {
                    std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(place), '\n'));
 }
 
+/// The name at this place, which may be anything, as far as it is worth quoting.
+std::string NameAt(const std::string& text, std::size_t place) {
+    constexpr std::size_t Longest = 40;
+    const std::string name = text.substr(place, text.find_first_of(" \t\r\n/<>=", place) - place);
+    return name.size() > Longest ? name.substr(0, Longest) + "..." : name;
+}
+
+/// A reference such as "&#0;" or "&#x00;", which the parser turns into a zero byte.
+std::size_t FindZeroReference(const std::string& text) {
+    for (std::size_t place = text.find("&#"); place != std::string::npos; place = text.find("&#", place + 1)) {
+        const std::size_t digits = place + (text.compare(place + 2, 1, "x") == 0 ? 3 : 2);
+        const std::size_t end = text.find_first_not_of('0', digits);
+        if (end != std::string::npos && text[end] == ';') {
+            return place;
+        }
+    }
+    return std::string::npos;
+}
+
+/// Why a document is refused that the parser takes: as a file it could not be the same again.
+FileProblem FindUnwritable(const std::string& document, const Vantor::XmlScan& scan) {
+    if (scan.badName != Vantor::XmlScan::Nowhere) {
+        return {LineOf(document, scan.badName), NameAt(document, scan.badName),
+                Mark("kein Name nach den Regeln von XML")};
+    }
+    if (scan.looseText != Vantor::XmlScan::Nowhere) {
+        return {LineOf(document, scan.looseText), {}, Mark("Text außerhalb der Elemente")};
+    }
+    const std::size_t zero = FindZeroReference(document);
+    if (zero != std::string::npos) {
+        return {LineOf(document, zero), {}, Mark("ein Nullbyte")};
+    }
+    return {0, {}, Mark("lässt sich so nicht wieder schreiben")};
+}
+
 /// The parser itself tells the line. It recurses, so it sees only what the scan found flat enough.
-FileProblem AskParser(const std::string& document) {
+FileProblem AskParser(const std::string& document, const Vantor::XmlScan& scan) {
     try {
         Tree tree;
         std::istringstream stream(document);
         boost::property_tree::read_xml(stream, tree);
-        return {0, {}, Mark("lässt sich so nicht wieder schreiben")};
+        return FindUnwritable(document, scan);
     } catch (const boost::property_tree::xml_parser_error& error) {
         return {error.line(), {}, error.message()};
     } catch (const std::exception& error) {
@@ -217,10 +252,15 @@ std::optional<FileProblem> FindSyntaxProblem(const std::string& document) {
     if (zero != std::string::npos) {
         return FileProblem{LineOf(document, zero), {}, Mark("ein Nullbyte")};
     }
-    if (Vantor::ScanXml(document).depth > Vantor::MaxXmlDepth) {
-        return FileProblem{0, {}, Mark("Elemente mehr als 256 Ebenen tief")};
+    const Vantor::XmlScan scan = Vantor::ScanXml(document);
+    if (scan.tooDeep != Vantor::XmlScan::Nowhere) {
+        return FileProblem{LineOf(document, scan.tooDeep), {}, Mark("Elemente mehr als 256 Ebenen tief")};
     }
-    return AskParser(document);
+    if (scan.tooMany != Vantor::XmlScan::Nowhere) {
+        return FileProblem{
+            LineOf(document, scan.tooMany), {}, Mark("mehr als 300.000 Elemente, Attribute und Kommentare")};
+    }
+    return AskParser(document, scan);
 }
 
 std::vector<std::string> FindUnreadElements(const std::string& document) {

@@ -348,7 +348,7 @@ std::string ProblemText(const FileProblem& problem) {
         parts.push_back(problem.path);
     }
     parts.emplace_back(Translate(problem.text.c_str()));
-    return Join(parts, ": ");
+    return Printable(Join(parts, ": "));
 }
 
 std::vector<Finding> DeriveFindings(const Report& report) {

@@ -71,6 +71,33 @@ TEST(DiagConfiguration, CannotBeParsedAndTheLineIsTold) {
     EXPECT_EQ(test::ReadText(kFile), broken) << "asking changes nothing";
 }
 
+TEST(DiagConfiguration, WouldBeAnotherOneIfItWereWrittenAgainAndTheLineIsTold) {
+    Lumodiag::installCatalogs();
+    std::string many = "<config>\n<lumo_Client>";
+    for (int i = 0; i < 300000; ++i)
+        many += "<a/>";
+    struct Case {
+        std::string text;
+        int line;
+        std::string english;
+    };
+    const Case cases[] = {
+        {"<config>\n<lumo_Client>\n<1st>x</1st></lumo_Client></config>", 3, "line 3: 1st: no name by the rules of XML"},
+        {"<config>\n<a\x1B[2J/></config>", 2, "line 2: a\\x1B[2J: no name by the rules of XML"},
+        {"<config/>\n\n<![CDATA[text]]>", 3, "line 3: text outside of the elements"},
+        {many + "</lumo_Client>\n</config>", 2, "line 2: more than 300,000 elements, attributes and comments"},
+    };
+    for (const auto& [text, line, english] : cases) {
+        store(text);
+        const auto report = Lumodiag::report();
+        EXPECT_EQ(report.machineFile().at("malformed").at("line"), line) << english;
+        EXPECT_EQ(report.ending.status, 1);
+        const auto page = Lumodiag::run({"--lang=en"}).output;
+        EXPECT_THAT(page, HasSubstr(english));
+        EXPECT_THAT(page, HasSubstr("configuration-malformed"));
+    }
+}
+
 TEST(DiagConfiguration, HasTagsThatDoNotMatchWhichTheClientReadsAllTheSame) {
     store("<config>\n  <lumo_Client>\n    <Language>58</Lang>\n  </lumo_Client>\n</config>\n");
     const auto report = Lumodiag::report();

@@ -1,5 +1,7 @@
 #include "config/XmlScan.h"
 
+#include "config/XmlDocument.h"
+
 #include <gtest/gtest.h>
 
 #include <boost/property_tree/ptree.hpp>
@@ -54,6 +56,36 @@ TEST(XmlScan, TellsWhetherAllNamesAreXmlNames) {
     for (const char* text : {"<0/>", "<a\">", "<a><b<c/></a>", "<a 0b=''/>", "<a b\"='' c=''/>", "<\x01></a>"}) {
         EXPECT_FALSE(ScanXml(text).names) << text;
     }
+}
+
+TEST(XmlScan, TellsWhereANameIsNone) {
+    EXPECT_EQ(ScanXml("<a b=''></0><c/></a>").badName, XmlScan::Nowhere) << "closing tags are not compared";
+    EXPECT_EQ(ScanXml("<a>\n<0/><1/></a>").badName, 5u) << "the first one";
+    EXPECT_EQ(ScanXml("<a b=''  0c=''/>").badName, 9u);
+}
+
+TEST(XmlScan, TellsWhereTextStandsOutsideOfElements) {
+    EXPECT_EQ(ScanXml("<a><![CDATA[x]]></a>").looseText, XmlScan::Nowhere);
+    EXPECT_EQ(ScanXml("<a/><![CDATA[]]>").looseText, XmlScan::Nowhere) << "of which nothing would be lost";
+    EXPECT_EQ(ScanXml("<a/><!-- <![CDATA[x]]> -->").looseText, XmlScan::Nowhere);
+    EXPECT_EQ(ScanXml("<a/> <![CDATA[x]]><![CDATA[y]]>").looseText, 5u);
+}
+
+TEST(XmlScan, TellsWhereALimitIsPassed) {
+    std::string deep;
+    for (std::size_t i = 0; i < MaxXmlDepth; ++i) {
+        deep += "<a>";
+    }
+    EXPECT_EQ(ScanXml(deep + "x").tooDeep, XmlScan::Nowhere);
+    EXPECT_EQ(ScanXml(deep + "x<b/><c/>").tooDeep, deep.size() + 1);
+    EXPECT_EQ(ScanXml(deep + "<b>").tooDeep, deep.size());
+    std::string many = "<a>";
+    for (std::size_t i = 2; i < MaxXmlNodes; ++i) {
+        many += "<b/>";
+    }
+    EXPECT_EQ(ScanXml(many + "<b/></a>").tooMany, XmlScan::Nowhere);
+    EXPECT_EQ(ScanXml(many + "<b/> <b/></a>").tooMany, many.size() + 5);
+    EXPECT_EQ(ScanXml(many + " <b c=''/></a>").tooMany, many.size() + 1) << "an attribute counts";
 }
 
 TEST(XmlScan, SumsUpWhatClosingTagsLack) {

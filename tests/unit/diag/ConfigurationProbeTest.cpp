@@ -170,6 +170,42 @@ TEST_F(ConfigurationProbeTest, TheLineOfASyntaxProblemIsTold) {
     EXPECT_EQ(lineOf(std::string("<config>\n<a>x\0y</a></config>", 27)), 2U) << "a zero byte";
 }
 
+TEST_F(ConfigurationProbeTest, TheLineIsToldOfWhatTheParserWouldTake) {
+    struct Case {
+        std::string text;
+        unsigned long line;
+        std::string words;
+    };
+    std::string deep = "\n";
+    for (int i = 0; i < 257; ++i) {
+        deep = "<a>\n" + deep + "</a>";
+    }
+    std::string many = "<config>\n";
+    for (int i = 0; i < 300000; ++i) {
+        many += i % 1000 == 999 ? "<a/>\n" : "<a/>";
+    }
+    for (const auto& [text, line, words] : {
+             Case{"<config>\n<1a>x</1a>\n</config>", 2, "kein Name nach den Regeln von XML"},
+             Case{"<config>\n\n<a\n 0b='x'/></config>", 4, "kein Name nach den Regeln von XML"},
+             Case{"<config>\n</config>\n<![CDATA[text]]>", 3, "Text außerhalb der Elemente"},
+             Case{"\n<![CDATA[text]]><config>\n</config>", 2, "Text außerhalb der Elemente"},
+             Case{"<config>\n</config>\ntext", 3, "expected <"},
+             Case{"<config>\n<a>&#48;</a>\n<a>&#x00;</a></config>", 3, "ein Nullbyte"},
+             Case{"<config>&#1;\n&#000;</config>", 2, "ein Nullbyte"},
+             Case{deep, 257, "Elemente mehr als 256 Ebenen tief"},
+             Case{many + "\n<b/></config>", 301, "mehr als 300.000 Elemente, Attribute und Kommentare"},
+             Case{many, 301, "mehr als 300.000 Elemente, Attribute und Kommentare"},
+         }) {
+        const auto problem = FindSyntaxProblem(text);
+        ASSERT_TRUE(problem) << text.substr(0, 60);
+        EXPECT_EQ(problem->text, words) << text.substr(0, 60);
+        EXPECT_EQ(problem->line, line) << text.substr(0, 60);
+    }
+    EXPECT_EQ(FindSyntaxProblem("<config>\n<1a>x</1a></config>")->path, "1a");
+    const std::string longName = "1" + std::string(1000, 'a');
+    EXPECT_EQ(FindSyntaxProblem("<" + longName + "/>")->path, longName.substr(0, 40) + "...");
+}
+
 TEST_F(ConfigurationProbeTest, EverySyntaxProblemHasWords) {
     std::string deep;
     for (int i = 0; i < 300; ++i) {
