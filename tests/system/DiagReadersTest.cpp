@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <filesystem>
 
 #include <reader.h>
@@ -173,6 +174,65 @@ TEST(DiagReader, IsSharedWithAnotherProgramWhoseCardIsLeftInPeace) {
     EXPECT_THAT(callsToCard(reader), Not(IsEmpty()));
 }
 
+// Another program uses the first reader's card; its driver hangs in the query that lumodiag makes.
+class DiagCutOff : public testing::TestWithParam<int> {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(other.connect(nameOf(0)), SCARD_S_SUCCESS);
+        reader.write("hang", "IFDHControl\n");
+        reader.clearLog();
+    }
+
+    // lumodiag and all its children, by the name that the kernel keeps.
+    static std::vector<pid_t> diagProcesses() {
+        std::vector<pid_t> found;
+        for (const auto& entry : fs::directory_iterator("/proc")) {
+            if (test::ReadText(entry.path() / "comm") == "lumodiag\n")
+                found.push_back(std::stoi(entry.path().filename()));
+        }
+        return found;
+    }
+
+    void expectCardInPeace() {
+        reader.remove("hang");
+        ASSERT_TRUE(Support::waitUntil([] { return diagProcesses().empty(); }));
+        ASSERT_TRUE(Support::waitUntil([] { return Pcscd::openContexts() == 1; })) << "the service has tidied up";
+        EXPECT_THAT(callsToCard(reader), IsEmpty());
+        EXPECT_EQ(other.transmit({0x00, 0xA4, 0x04, 0x00}).code, SCARD_S_SUCCESS) << "and not SCARD_W_RESET_CARD";
+    }
+
+    PcscClient other;
+    SimulatedReader reader{0};
+};
+
+TEST_F(DiagCutOff, ByItsTimeLimitLeavesACardThatIsInUseInPeace) {
+    const auto report = Lumodiag::report();
+    EXPECT_EQ(report.reader(0).at("hangingCall"), "SCardControl");
+    expectCardInPeace();
+}
+
+TEST_P(DiagCutOff, LeavesACardThatIsInUseInPeace) {
+    Support::Process process(Lumodiag::command({"--json"}));
+    ASSERT_TRUE(reader.logged("IFDHControl hangs"));
+    // As a terminal does, which sends it to all of them.
+    for (const pid_t pid : diagProcesses())
+        ::kill(pid, GetParam());
+    const auto ending = process.wait();
+    ASSERT_TRUE(ending.has_value());
+    EXPECT_EQ(ending->signal, GetParam());
+    expectCardInPeace();
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, DiagCutOff, testing::Values(SIGINT, SIGTERM, SIGHUP));
+
+TEST_F(DiagCutOff, ByTheDeathOfItsMainProcessLeavesACardThatIsInUseInPeace) {
+    Support::Process process(Lumodiag::command({"--json"}));
+    ASSERT_TRUE(reader.logged("IFDHControl hangs"));
+    process.signal(SIGKILL);
+    ASSERT_TRUE(process.wait().has_value());
+    expectCardInPeace();
+}
+
 TEST(DiagReader, IsInTheMiddleOfAnothersTransaction) {
     SCARDCONTEXT context = 0;
     SCARDHANDLE card = 0;
@@ -188,8 +248,12 @@ TEST(DiagReader, IsInTheMiddleOfAnothersTransaction) {
     EXPECT_NE(report.reader(0).at("hangingCall"), nullptr);
     EXPECT_EQ(report.finding("reader-busy").at("subject"), nameOf(0));
     EXPECT_EQ(report.reader(1).at("connection"), "card") << "one that waits does not cost the others";
+    // Only when the transaction is over does the service tidy up after who was cut off.
+    EXPECT_EQ(SCardEndTransaction(card, SCARD_LEAVE_CARD), SCARD_S_SUCCESS);
+    ASSERT_TRUE(Support::waitUntil([] { return Pcscd::openContexts() == 1; }));
+    EXPECT_EQ(SCardStatus(card, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), SCARD_S_SUCCESS)
+        << "and not SCARD_W_RESET_CARD";
     EXPECT_THAT(callsToCard(SimulatedReader(0)), IsEmpty());
-    SCardEndTransaction(card, SCARD_LEAVE_CARD);
     SCardDisconnect(card, SCARD_LEAVE_CARD);
     SCardReleaseContext(context);
 }
