@@ -1,0 +1,130 @@
+// What lumodiag says to an ordinary user about rights, and whether typing its remedies mends it.
+#include "tests/support/TemporaryFolder.h"
+#include "tests/system/Lumodiag.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace fs = std::filesystem;
+
+constexpr auto kFolder = "/etc/vantor/lumoclient";
+constexpr auto kMiniDriverLogs = "/etc/vantor/LumoMiniDriver/Log";
+constexpr auto kUser = "berta";
+constexpr auto kHome = "/mnt/berta";
+constexpr auto kTrace = "/mnt/berta/.vantor/lumo Client/Trace";
+
+Support::Ending shell(const std::string& command) {
+    return Support::run({"sh", "-c", command});
+}
+
+// A second account, and the group and folders as the package makes them.
+class DiagRights : public testing::Test {
+protected:
+    void SetUp() override {
+        const auto made = shell(std::string("groupadd --system lumoadmin && useradd --create-home --home-dir ") +
+                                kHome + " " + kUser + " && chown " + kUser + " " + kHome);
+        if (made.status != 0 || asUser({"test", "-x", Lumodiag::command().front()}).status != 0)
+            GTEST_SKIP() << "a mapped root has no other users, or these may not run the program: " << made.errors;
+        fs::create_directories(kMiniDriverLogs);
+        store("");
+        ASSERT_EQ(shell("chgrp -R lumoadmin /etc/vantor && find /etc/vantor -type d -exec chmod 2775 {} + && "
+                        "chmod 664 /etc/vantor/lumoclient/config")
+                      .status,
+                  0);
+    }
+
+    static void store(const std::string& settings) {
+        fs::create_directories(kFolder);
+        test::WriteText(
+            std::string(kFolder) + "/config",
+            "<config><lumo_Client><Reader0><Reader>PCSC Reader</Reader><ReaderName>*</ReaderName></Reader0>" +
+                settings +
+                "</lumo_Client><LumoMiniDriver><EnableLogging>1</EnableLogging></LumoMiniDriver>"
+                "</config>\n");
+    }
+
+    // As after a new login: in the groups that /etc/group names now.
+    static std::vector<std::string> forUser(std::vector<std::string> command) {
+        const std::string user = kUser;
+        command.insert(command.begin(), {"setpriv", "--reuid=" + user, "--regid=" + user, "--init-groups",
+                                         "--inh-caps=-all", "--", "env", std::string("HOME=") + kHome});
+        return command;
+    }
+    static Support::Ending asUser(const std::vector<std::string>& command) { return Support::run(forUser(command)); }
+    static DiagReport report() { return Lumodiag::report(forUser(Lumodiag::command({"--json"}))); }
+
+    // Types what a finding says, as somebody does who may use sudo.
+    static void type(const nlohmann::json& finding) {
+        for (const std::string command : finding.at("commands")) {
+            auto typed = command;
+            for (const auto& [from, to] : {std::pair<std::string, std::string>{"sudo ", ""}, {"NAME", kUser}}) {
+                for (auto at = typed.find(from); at != std::string::npos; at = typed.find(from))
+                    typed.replace(at, from.size(), to);
+            }
+            const auto ending = shell(typed);
+            EXPECT_EQ(ending.status, 0) << typed << "\n" << ending.errors;
+        }
+    }
+};
+
+TEST_F(DiagRights, WhoIsNotInTheGroupMayNotSaveUntilTheRemedyIsTyped) {
+    const auto before = report();
+    EXPECT_EQ(before.ending.status, 1);
+    EXPECT_EQ(before.machineFile().at("writable"), false);
+    const auto& finding = before.finding("configuration-read-only");
+    EXPECT_THAT(finding.at("commands").dump(), HasSubstr("usermod --append --groups lumoadmin NAME"));
+    type(finding);
+    const auto after = report();
+    EXPECT_EQ(after.machineFile().at("writable"), true);
+    EXPECT_THAT(after.findings(), Not(Contains("configuration-read-only")));
+}
+
+TEST_F(DiagRights, AMemberMayNotSaveWhereTheRightsAreWrongUntilTheRemedyIsTyped) {
+    ASSERT_EQ(shell("usermod --append --groups lumoadmin berta && chgrp -R root /etc/vantor/lumoclient && "
+                    "chmod 755 /etc/vantor/lumoclient && chmod 644 /etc/vantor/lumoclient/config")
+                  .status,
+              0);
+    const auto before = report();
+    const auto& finding = before.finding("configuration-read-only");
+    EXPECT_THAT(finding.at("commands").dump(), HasSubstr("chgrp --recursive lumoadmin"));
+    EXPECT_THAT(finding.at("commands").dump(), Not(HasSubstr("usermod"))) << "who is in the group already";
+    type(finding);
+    const auto after = report();
+    EXPECT_EQ(after.machineFile().at("writable"), true);
+    EXPECT_THAT(after.findings(), Not(Contains("configuration-read-only")));
+}
+
+TEST_F(DiagRights, WhoIsNotInTheGroupHasNoMiniDriverLogUntilTheRemedyIsTyped) {
+    const auto before = report();
+    const auto& finding = before.finding("log-not-writable");
+    EXPECT_EQ(finding.at("subject"), std::string(kMiniDriverLogs) + "/");
+    EXPECT_THAT(finding.at("commands").dump(), HasSubstr("usermod --append --groups lumoadmin NAME"));
+    type(finding);
+    EXPECT_THAT(report().findings(), Not(Contains("log-not-writable")));
+}
+
+TEST_F(DiagRights, ALogInTheOwnHomeIsNoMatterOfTheGroup) {
+    store("<Trace><LogLevel>128</LogLevel><LogMode>2</LogMode></Trace>");
+    ASSERT_EQ(shell("usermod --append --groups lumoadmin berta").status, 0);
+    fs::create_directories(kTrace); // root's
+    const auto before = report();
+    const auto& finding = before.finding("log-not-writable");
+    EXPECT_EQ(finding.at("subject"), std::string(kTrace) + "/");
+    EXPECT_THAT(finding.at("commands").dump(), Not(HasSubstr("usermod")));
+    // then: the remedy shows the place
+    const auto shown = asUser({"sh", "-c", finding.at("commands").at(0)});
+    EXPECT_EQ(shown.status, 0) << shown.errors;
+    EXPECT_THAT(shown.output, HasSubstr("root  root  Trace"));
+    ASSERT_EQ(shell(std::string("chown -R berta ") + kHome).status, 0);
+    EXPECT_THAT(report().findings(), Not(Contains("log-not-writable")));
+}
+
+} // namespace
