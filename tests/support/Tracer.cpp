@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include <elf.h>
+#include <sched.h>
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
@@ -87,6 +88,36 @@ private:
     RegisterSet values_{};
 };
 
+/// Keeps this process and what it starts on one processor. Of a process and its tracer only one runs at a time; on two
+/// processors each would wake up the other's at every stop.
+class OneProcessor {
+public:
+    OneProcessor() {
+        const int here = sched_getcpu();
+        if (here < 0 || here >= CPU_SETSIZE || sched_getaffinity(0, sizeof all_, &all_) != 0) {
+            return;
+        }
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(static_cast<std::size_t>(here), &one);
+        pinned_ = sched_setaffinity(0, sizeof one, &one) == 0;
+    }
+    ~OneProcessor() { free(0); }
+    OneProcessor(const OneProcessor&) = delete;
+    OneProcessor& operator=(const OneProcessor&) = delete;
+
+    /// Gives a process that was started here all processors back; 0 is this one.
+    void free(pid_t pid) const {
+        if (pinned_) {
+            sched_setaffinity(pid, sizeof all_, &all_);
+        }
+    }
+
+private:
+    cpu_set_t all_{};
+    bool pinned_ = false;
+};
+
 [[noreturn]] void runChild(const std::function<int()>& work) {
     ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
     raise(SIGSTOP);
@@ -95,6 +126,9 @@ private:
 
 /// Does at a stop what was decided there. `pending` is what was decided before the call.
 void apply(pid_t pid, bool entering, const Action& action, Action& pending) {
+    if (action.kind == Action::Kind::Continue && pending.kind == Action::Kind::Continue) {
+        return;
+    }
     Registers registers(pid);
     if (entering && action.kind == Action::Kind::Fail) {
         registers.skipCall();
@@ -136,17 +170,23 @@ bool runToStop(pid_t pid, int& state) {
     return false;
 }
 
-} // namespace
-
-Outcome trace(const std::function<int()>& work, const std::function<Action(const Stop&)>& decide) {
+/// Traces a child; stops before the one of this index are passed without a look.
+Outcome traceFrom(std::size_t first, const std::function<int()>& work,
+                  const std::function<Action(const Stop&)>& decide) {
+    const OneProcessor together;
     const pid_t pid = startChild(work);
     Outcome outcome;
     Action pending;
     int state = 0;
     for (bool entering = true; runToStop(pid, state); entering = !entering) {
-        const Action action = decide({outcome.stops++, Registers(pid).number(), entering});
+        const std::size_t index = outcome.stops++;
+        if (index < first) {
+            continue;
+        }
+        const Action action = decide({index, Registers(pid).number(), entering});
         if (action.kind == Action::Kind::Kill || action.kind == Action::Kind::Release) {
             outcome.killed = action.kind == Action::Kind::Kill;
+            together.free(pid);
             outcome.killed ? kill(pid, SIGKILL) : ptrace(PTRACE_DETACH, pid, nullptr, nullptr);
             waitpid(pid, &state, 0);
             break;
@@ -157,8 +197,14 @@ Outcome trace(const std::function<int()>& work, const std::function<Action(const
     return outcome;
 }
 
+} // namespace
+
+Outcome trace(const std::function<int()>& work, const std::function<Action(const Stop&)>& decide) {
+    return traceFrom(0, work, decide);
+}
+
 Outcome traceTo(std::size_t index, const std::function<int()>& work, const std::function<Action()>& decide) {
-    return trace(work, [&](const Stop& stop) { return stop.index == index ? decide() : Action{}; });
+    return traceFrom(index, work, [&](const Stop& stop) { return stop.index == index ? decide() : Action{}; });
 }
 
 } // namespace Support
