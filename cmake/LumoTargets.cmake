@@ -29,6 +29,33 @@ function(lumoadmin_library target)
   lumoadmin_configure(${target})
 endfunction()
 
+# Tests are compiled with precompiled headers, unless a compiler cache is at work, which keeps nothing compiled so, or the toolkit's
+# users have another size of time than the rest.
+set(LUMOADMIN_TEST_PCH_DEFAULT ON)
+if(CMAKE_CXX_COMPILER_LAUNCHER OR NOT LUMOADMIN_SYSTEM_TIME_64)
+  set(LUMOADMIN_TEST_PCH_DEFAULT OFF)
+endif()
+option(LUMOADMIN_TEST_PCH "Compile the tests with precompiled headers" ${LUMOADMIN_TEST_PCH_DEFAULT})
+
+# lumoadmin_test_code(<target>): for code that runs once and is compiled often, most of the time of a whole build. The options are
+# the same for all of it, as precompiled headers want it.
+function(lumoadmin_test_code target)
+  lumoadmin_configure(${target})
+  target_link_libraries(${target} PRIVATE GTest::gmock GTest::gtest)
+  target_compile_options(${target} PRIVATE -O0 -pthread)
+  # The compiler collects its garbage less often where there is room for it.
+  cmake_host_system_information(RESULT memory QUERY TOTAL_PHYSICAL_MEMORY)
+  cmake_host_system_information(RESULT processors QUERY NUMBER_OF_LOGICAL_CORES)
+  math(EXPR room "${memory} / ${processors}")
+  if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND room GREATER 1500)
+    target_compile_options(${target} PRIVATE "SHELL:--param ggc-min-heapsize=500000")
+  endif()
+  if(LUMOADMIN_TEST_PCH AND NOT target STREQUAL test_common)
+    target_precompile_headers(${target} REUSE_FROM test_common)
+    target_link_libraries(${target} PRIVATE test_common)
+  endif()
+endfunction()
+
 # lumoadmin_tests(<target> LABEL <unit|gui|system|...> [DESKTOP] [SCREEN WxH] [PCSCD] [TIMEOUT s] SOURCES ... LINK ...)
 # A GoogleTest program. Each of its tests runs in a process and a private machine of its own (see scripts/sandbox);
 # DESKTOP adds a virtual display, of the size SCREEN if given, PCSCD a private PC/SC daemon with simulated readers.
@@ -42,10 +69,8 @@ function(lumoadmin_tests target)
     math(EXPR arg_TIMEOUT "5 * ${arg_TIMEOUT}")
   endif()
   add_executable(${target} ${arg_SOURCES})
-  lumoadmin_configure(${target})
-  target_link_libraries(${target} PRIVATE ${arg_LINK} GTest::gmock GTest::gtest)
-  # Test code runs once and is compiled often: half the time of a whole build.
-  target_compile_options(${target} PRIVATE -O0)
+  lumoadmin_test_code(${target})
+  target_link_libraries(${target} PRIVATE ${arg_LINK})
   set(launcher "${PROJECT_SOURCE_DIR}/scripts/sandbox")
   if(arg_PCSCD)
     list(APPEND launcher "${PROJECT_SOURCE_DIR}/scripts/with-pcscd")

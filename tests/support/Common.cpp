@@ -1,0 +1,1 @@
+// Empty: a precompiled header belongs to files that are compiled with it.
