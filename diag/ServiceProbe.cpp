@@ -8,6 +8,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -44,7 +45,14 @@ bool IsNumber(const std::string& text) {
     return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-/// "PID (NAME) STATE ...": the name may hold anything, so it ends at the last parenthesis.
+/// A process that is ending has closed its sockets before it shows this by its state.
+bool IsEnding(char state, unsigned long flags) {
+    constexpr unsigned long Exiting = 0x4; // PF_EXITING of the kernel
+    return state == 'Z' || state == 'X' || (flags & Exiting) != 0;
+}
+
+/// "PID (NAME) STATE ...", proc(5): the name may hold anything, so it ends at the last parenthesis.
+/// @return false also for one that has ended and waits for its parent
 bool IsDaemon(const fs::path& folder, char& state) {
     std::string line;
     std::ifstream file(folder / "stat");
@@ -55,15 +63,17 @@ bool IsDaemon(const fs::path& folder, char& state) {
         line.substr(open + 1, close - open - 1) != DaemonName) {
         return false;
     }
-    state = line[close + 2];
-    return true;
+    std::istringstream fields(line.substr(close + 2));
+    std::string ignored;
+    unsigned long flags = 0;
+    fields >> state >> ignored >> ignored >> ignored >> ignored >> ignored >> flags;
+    return !IsEnding(state, flags);
 }
 
 /// @param number  its process id in decimal digits
 bool TakeProcess(const std::string& number, ServiceFacts& facts) {
     char state = '\0';
-    // One that has ended and waits for its parent does not count.
-    if (!IsNumber(number) || !IsDaemon(fs::path("/proc") / number, state) || state == 'Z' || state == 'X') {
+    if (!IsNumber(number) || !IsDaemon(fs::path("/proc") / number, state)) {
         return false;
     }
     facts.process = std::atoi(number.c_str());
