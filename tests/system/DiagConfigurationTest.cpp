@@ -1,42 +1,9 @@
 // What lumodiag says about the configuration and the logs, as root and as somebody without rights.
-#include "tests/support/TemporaryFolder.h"
-#include "tests/system/Lumodiag.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <filesystem>
+#include "tests/system/DiagTest.h"
 
 #include <sys/stat.h>
 
 namespace {
-
-using nlohmann::json;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::SizeIs;
-
-namespace fs = std::filesystem;
-
-constexpr auto kFolder = "/etc/vantor/lumoclient";
-constexpr auto kFile = "/etc/vantor/lumoclient/config";
-constexpr auto kClientLogs = "/mnt/home/.vantor/lumo Client/Trace";
-constexpr auto kMiniDriverLogs = "/etc/vantor/LumoMiniDriver/Log";
-
-constexpr auto kAnyReader = "    <Reader0>\n      <Reader>PCSC Reader</Reader>\n      <ReaderName>*</ReaderName>\n"
-                            "    </Reader0>\n";
-
-void store(const std::string& text) {
-    fs::create_directories(kFolder);
-    test::WriteText(kFile, text);
-}
-
-std::string document(const std::string& client, const std::string& rest = "") {
-    return "<config>\n  <lumo_Client>\n" + client + "  </lumo_Client>\n" + rest + "</config>\n";
-}
 
 std::string reader(int number, const std::string& name) {
     const auto element = "Reader" + std::to_string(number);

@@ -1,34 +1,17 @@
 // lumodiag as a command: its options, what it leaves behind, what it follows, and what it keeps to itself.
-#include "tests/support/Pcscd.h"
-#include "tests/support/SimulatedReader.h"
-#include "tests/support/TemporaryFolder.h"
-#include "tests/system/Lumodiag.h"
+#include "tests/system/DiagTest.h"
 #include "tests/system/PcscClient.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <csignal>
-#include <filesystem>
 
 #include <unistd.h>
 
 namespace {
 
-using nlohmann::json;
 using Support::Process;
-using Support::SimulatedReader;
 using Support::waitUntil;
-using testing::Contains;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
 
-namespace Pcscd = Support::Pcscd;
-namespace fs = std::filesystem;
-
-constexpr auto kFirst = "Vantor Simulated Reader 1 00 00";
+const std::string kFirst = nameOf(0);
 
 // lumodiag --watch --json, and the events that it has told so far.
 class Watch {
@@ -177,9 +160,7 @@ TEST(DiagCommand, TellsInTheUsersLanguageThatItIsCalledWrongly) {
 
 TEST(DiagCommand, TellsInTheConfiguredLanguageThatItIsCalledWrongly) {
     Lumodiag::installCatalogs();
-    fs::create_directories("/etc/vantor/lumoclient");
-    test::WriteText("/etc/vantor/lumoclient/config",
-                    "<config><lumo_Client><Language>89</Language></lumo_Client></config>");
+    store("<config><lumo_Client><Language>89</Language></lumo_Client></config>");
     const Process::Environment english{{"LANG", "en_GB.UTF-8"}};
     EXPECT_EQ(Support::run(Lumodiag::command({"--log"}), english).errors,
               "lumodiag: der Option '--log' fehlt ihr Wert\nMehr dazu sagt 'lumodiag --help'.\n");
@@ -218,9 +199,7 @@ TEST(DiagCommand, SpeaksTheLanguageThatIsAskedForConfiguredOrTheSessions) {
     EXPECT_THAT(help({}, "de_DE.UTF-8"), StartsWith("Aufruf: "));
     EXPECT_THAT(help({}, "fr_FR.UTF-8"), StartsWith("Aufruf: ")) << "the language of the texts themselves";
     EXPECT_THAT(help({}, "en_GB.UTF-8"), StartsWith("Usage: "));
-    fs::create_directories("/etc/vantor/lumoclient");
-    test::WriteText("/etc/vantor/lumoclient/config",
-                    "<config><lumo_Client><Language>89</Language></lumo_Client></config>");
+    store("<config><lumo_Client><Language>89</Language></lumo_Client></config>");
     EXPECT_THAT(help({}, "en_GB.UTF-8"), StartsWith("Aufruf: "));
     EXPECT_THAT(help({"--lang=en"}, "de_DE.UTF-8"), StartsWith("Usage: "));
 }
@@ -282,16 +261,14 @@ protected:
     }
 
     static void makeFiles() {
-        fs::create_directories("/etc/vantor/lumoclient");
-        const auto config = "/etc/vantor/lumoclient/config";
-        test::WriteText(config, "<config><lumo_Client>\n"
-                                "<Reader0><Reader>PCSC Reader</Reader><ReaderName>Away (STORED6661) 00 00</ReaderName>"
-                                "<UseGUI>Maybe (STORED6661)</UseGUI></Reader0>\n"
-                                "<Trace><LogLevel>128</LogLevel><LogMode>2</LogMode>"
-                                "<Filename>/home/anna/.vantor/lumo Client/Trace/lumop11.log</Filename></Trace>\n"
-                                "</lumo_Client></config>\n");
+        store("<config><lumo_Client>\n"
+              "<Reader0><Reader>PCSC Reader</Reader><ReaderName>Away (STORED6661) 00 00</ReaderName>"
+              "<UseGUI>Maybe (STORED6661)</UseGUI></Reader0>\n"
+              "<Trace><LogLevel>128</LogLevel><LogMode>2</LogMode>"
+              "<Filename>/home/anna/.vantor/lumo Client/Trace/lumop11.log</Filename></Trace>\n"
+              "</lumo_Client></config>\n");
         // A mapped root has no other users to give a file to.
-        hasOtherUsers = chown(config, 4711, 4711) == 0;
+        hasOtherUsers = chown(kFile, 4711, 4711) == 0;
         if (hasOtherUsers) {
             const auto addAccount = "echo berta:x:4711:4711::/home/berta:/bin/sh >>/etc/passwd && "
                                     "echo berta:x:4711: >>/etc/group";

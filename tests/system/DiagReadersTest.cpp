@@ -1,41 +1,15 @@
 // What lumodiag says about readers on the real PC/SC service: good ones, lying ones, ones that others use.
-#include "tests/support/Pcscd.h"
-#include "tests/support/SimulatedReader.h"
-#include "tests/support/TemporaryFolder.h"
-#include "tests/system/Lumodiag.h"
+#include "tests/system/DiagTest.h"
 #include "tests/system/PcscClient.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <array>
 #include <csignal>
-#include <filesystem>
 
 #include <reader.h>
 
 namespace {
 
-using nlohmann::json;
-using Support::SimulatedReader;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::SizeIs;
-
-namespace Pcscd = Support::Pcscd;
-namespace fs = std::filesystem;
-
 constexpr auto kPinPad = "06 04 42 33 00 06  07 04 42 33 00 07\n";
-
-std::string nameOf(int number) {
-    std::array<char, 64> name{};
-    std::snprintf(name.data(), name.size(), "Vantor Simulated Reader %d %02X 00", number + 1, number);
-    return name.data();
-}
 
 const json& attribute(const DiagReport& report, std::size_t reader, const char* key) {
     return report.reader(reader).at("attributes").at(key);

@@ -1,18 +1,11 @@
 // Whole reports of a real machine: against golden files, against the schema, and against the clock.
 #include "readers/EnumReaders.h"
 #include "tests/support/Environment.h"
-#include "tests/support/Pcscd.h"
-#include "tests/support/SimulatedReader.h"
-#include "tests/support/TemporaryFolder.h"
-#include "tests/system/Lumodiag.h"
+#include "tests/system/DiagTest.h"
 #include "tests/system/PcscClient.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
 #include <optional>
 #include <regex>
 
@@ -20,14 +13,6 @@
 #include <sys/stat.h>
 
 namespace {
-
-using Support::SimulatedReader;
-
-namespace Pcscd = Support::Pcscd;
-namespace fs = std::filesystem;
-
-constexpr auto kFolder = "/etc/vantor/lumoclient/";
-constexpr auto kClientLogs = "/mnt/home/.vantor/lumo Client/Trace/";
 
 void date(const std::string& file, std::time_t time) {
     const timespec times[] = {{time, 0}, {time, 0}};
@@ -73,24 +58,22 @@ protected:
     }
 
     static void makeConfiguration() {
-        fs::create_directories(kFolder);
-        const auto config = std::string(kFolder) + "config";
-        test::WriteText(config,
-                        "<config>\n  <lumo_Client>\n    <Language>175</Language>\n    <Lanugage>58</Lanugage>\n"
-                        "    <MakeDialogsStayOnTop>Maybe</MakeDialogsStayOnTop>\n"
-                        "    <Trace><LogLevel>128</LogLevel><LogMode>2</LogMode><Filename>" +
-                            std::string(kClientLogs) +
-                            "lumop11.log</Filename></Trace>\n"
-                            "    <Reader0><Reader>PCSC Reader</Reader><ReaderName>Käse &amp; Söhne 03 00</ReaderName>"
-                            "</Reader0>\n"
-                            "    <Reader1><Reader>PCSC Reader</Reader><ReaderName>Away (5550001) 04 00</ReaderName>"
-                            "</Reader1>\n  </lumo_Client>\n</config>\n");
+        const std::string config = kFile;
+        store("<config>\n  <lumo_Client>\n    <Language>175</Language>\n    <Lanugage>58</Lanugage>\n"
+              "    <MakeDialogsStayOnTop>Maybe</MakeDialogsStayOnTop>\n"
+              "    <Trace><LogLevel>128</LogLevel><LogMode>2</LogMode><Filename>" +
+              std::string(kClientLogs) +
+              "/lumop11.log</Filename></Trace>\n"
+              "    <Reader0><Reader>PCSC Reader</Reader><ReaderName>Käse &amp; Söhne 03 00</ReaderName>"
+              "</Reader0>\n"
+              "    <Reader1><Reader>PCSC Reader</Reader><ReaderName>Away (5550001) 04 00</ReaderName>"
+              "</Reader1>\n  </lumo_Client>\n</config>\n");
         test::WriteText(config + ".unreadable", "<config");
         fs::create_directories(kClientLogs);
-        test::WriteText(std::string(kClientLogs) + "lumop11.log", std::string(1500, 'x'));
+        test::WriteText(std::string(kClientLogs) + "/lumop11.log", std::string(1500, 'x'));
         fs::permissions(config, fs::perms(0664));
         date(config, 1772373909); // 2026-03-01 14:05:09 UTC
-        date(std::string(kClientLogs) + "lumop11.log", 1772373909);
+        date(std::string(kClientLogs) + "/lumop11.log", 1772373909);
     }
 
     std::optional<PcscClient> other; // holds a reader
@@ -151,7 +134,7 @@ TEST_F(WholeReport, KeepsTheSchemaInEveryState) {
     other.reset();
     SimulatedReader(1).write("controls", "42000D48 -> error COMMUNICATION_ERROR\n");
     SimulatedReader(3).write("unplugged", "");
-    test::WriteText(std::string(kFolder) + "config", "<config>\n<broken</config>");
+    store("<config>\n<broken</config>");
     keep("broken", Lumodiag::command({"--json"}));
     fs::remove_all(kFolder);
     Pcscd::kill();

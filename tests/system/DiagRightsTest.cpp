@@ -1,25 +1,15 @@
 // What lumodiag says to an ordinary user about rights, and whether typing its remedies mends it.
-#include "tests/support/TemporaryFolder.h"
-#include "tests/system/Lumodiag.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <filesystem>
+#include "tests/system/DiagTest.h"
 
 namespace {
 
-using testing::Contains;
-using testing::HasSubstr;
-using testing::Not;
-
-namespace fs = std::filesystem;
-
-constexpr auto kFolder = "/etc/vantor/lumoclient";
-constexpr auto kMiniDriverLogs = "/etc/vantor/LumoMiniDriver/Log";
 constexpr auto kUser = "berta";
 constexpr auto kHome = "/mnt/berta";
 constexpr auto kTrace = "/mnt/berta/.vantor/lumo Client/Trace";
+
+std::string configuration(const std::string& settings) {
+    return document(kAnyReader + settings, "<LumoMiniDriver><EnableLogging>1</EnableLogging></LumoMiniDriver>");
+}
 
 Support::Ending shell(const std::string& command) {
     return Support::run({"sh", "-c", command});
@@ -34,21 +24,11 @@ protected:
         if (made.status != 0 || asUser({"test", "-x", Lumodiag::command().front()}).status != 0)
             GTEST_SKIP() << "a mapped root has no other users, or these may not run the program: " << made.errors;
         fs::create_directories(kMiniDriverLogs);
-        store("");
+        store(configuration(""));
         ASSERT_EQ(shell("chgrp -R lumoadmin /etc/vantor && find /etc/vantor -type d -exec chmod 2775 {} + && "
                         "chmod 664 /etc/vantor/lumoclient/config")
                       .status,
                   0);
-    }
-
-    static void store(const std::string& settings) {
-        fs::create_directories(kFolder);
-        test::WriteText(
-            std::string(kFolder) + "/config",
-            "<config><lumo_Client><Reader0><Reader>PCSC Reader</Reader><ReaderName>*</ReaderName></Reader0>" +
-                settings +
-                "</lumo_Client><LumoMiniDriver><EnableLogging>1</EnableLogging></LumoMiniDriver>"
-                "</config>\n");
     }
 
     // As after a new login: in the groups that /etc/group names now.
@@ -112,7 +92,7 @@ TEST_F(DiagRights, WhoIsNotInTheGroupHasNoMiniDriverLogUntilTheRemedyIsTyped) {
 }
 
 TEST_F(DiagRights, ALogInTheOwnHomeIsNoMatterOfTheGroup) {
-    store("<Trace><LogLevel>128</LogLevel><LogMode>2</LogMode></Trace>");
+    store(configuration("<Trace><LogLevel>128</LogLevel><LogMode>2</LogMode></Trace>"));
     ASSERT_EQ(shell("usermod --append --groups lumoadmin berta").status, 0);
     fs::create_directories(kTrace); // root's
     const auto before = report();

@@ -1,28 +1,12 @@
 // What lumodiag says about the PC/SC service in every state that it can be in, each made for real.
-#include "tests/support/Pcscd.h"
-#include "tests/support/SimulatedReader.h"
-#include "tests/support/TemporaryFolder.h"
-#include "tests/system/Lumodiag.h"
+#include "tests/system/DiagTest.h"
 #include "tests/system/ScriptedService.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <filesystem>
 
 #include <sys/stat.h>
 
 namespace {
-
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
-using testing::StartsWith;
-
-namespace Pcscd = Support::Pcscd;
-namespace fs = std::filesystem;
 
 constexpr auto kSocket = "/run/pcscd/pcscd.comm";
 
