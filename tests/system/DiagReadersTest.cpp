@@ -267,6 +267,16 @@ TEST(DiagReader, HangsInItsDriverAndSoDoesAnotherWhileManyAnswer) {
     EXPECT_EQ(report.ending.status, 1);
 }
 
+TEST(DiagReader, IsNotWaitedForByAllOthersWhereThereAreMany) {
+    Pcscd::serve(9);
+    for (int number = 0; number < 9; ++number)
+        SimulatedReader(number).write("controls", "42000D48 -> delay 500 06 04 42 33 00 06\n");
+    const auto report = Lumodiag::report();
+    for (std::size_t number = 0; number < 9; ++number)
+        EXPECT_THAT(report.reader(number).at("pinPad").at("features"), SizeIs(1)) << number;
+    EXPECT_LT(report.took.count(), 9 * 500) << "one after another";
+}
+
 TEST(DiagReader, IsAskedThoughTheServiceHasRoomForOneMoreProgramOnly) {
     Pcscd::serve(16);
     // given: so many programs that the service takes no more, then one less
