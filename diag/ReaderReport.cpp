@@ -247,8 +247,12 @@ private:
         message.Get(facts.readers);
         facts.listed = true;
         const std::size_t count = log ? 1 : ProbesFor(facts.readers.size());
-        while (probes.size() < count) {
-            Start(probes.emplace_back());
+        try {
+            while (probes.size() < count) {
+                Start(probes.emplace_back());
+            }
+        } catch (const std::system_error&) {
+            probes.pop_back(); // where no more processes are to be had, those that there are do all of it
         }
     }
 

@@ -55,6 +55,16 @@ protected:
     }
 };
 
+TEST_F(DiagRights, WhoMayHaveTwoProcessesOnlyIsToldAboutAllOfManyReaders) {
+    Pcscd::serve(9);
+    auto command = forUser(Lumodiag::command({"--json"}));
+    command.insert(command.begin(), {"prlimit", "--nproc=2"});
+    const auto report = Lumodiag::report(command);
+    ASSERT_THAT(report.document.at("readers"), SizeIs(9));
+    for (std::size_t number = 0; number < 9; ++number)
+        EXPECT_EQ(report.reader(number).at("connection"), "card") << number;
+}
+
 TEST_F(DiagRights, WhoIsNotInTheGroupMayNotSaveUntilTheRemedyIsTyped) {
     const auto before = report();
     EXPECT_EQ(before.ending.status, 1);
