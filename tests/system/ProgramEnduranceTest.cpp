@@ -77,13 +77,16 @@ TEST(Endurance, AThousandRefreshesLeaveNothingBehind) {
         program.desktop().click(button);
         return last.logged("IFDHPowerICC action=down");
     };
+    // The log tells what the last reader was asked; only then does the program take its leave of the service.
+    const auto rests = [] { return waitUntil([] { return Pcscd::openContexts() == 0; }); };
     for (int i = 0; i < kWarmUp; ++i)
         ASSERT_TRUE(refresh()) << i;
+    ASSERT_TRUE(rests());
     const Holdings before(program.pid());
     for (int i = kWarmUp; i < kRefreshes; ++i)
         ASSERT_TRUE(refresh()) << i;
+    EXPECT_TRUE(rests());
     expectNoGrowth(before, Holdings(program.pid()));
-    EXPECT_TRUE(waitUntil([] { return Pcscd::openContexts() == 0; }));
     program.press(Texts::kCancel);
     EXPECT_EQ(program.ending().errors, "");
 }
