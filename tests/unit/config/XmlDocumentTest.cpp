@@ -1,5 +1,7 @@
 #include "config/XmlDocument.h"
 
+#include "tests/support/TemporaryFolder.h"
+
 #include <gtest/gtest.h>
 
 #include <boost/property_tree/ptree.hpp>
@@ -170,7 +172,8 @@ std::string Canonical(const std::string& text) {
 
 /// What another XML reader makes of a document.
 std::string CanonicalByXmllint(const std::string& document) {
-    const std::string file = testing::TempDir() + "/document.xml";
+    const test::TemporaryFolder folder;
+    const std::string file = folder / "document.xml";
     std::ofstream(file, std::ios::binary) << document;
     std::string output;
     if (FILE* const pipe = popen(("xmllint --c14n " + file).c_str(), "r")) {
@@ -180,7 +183,6 @@ std::string CanonicalByXmllint(const std::string& document) {
         }
         EXPECT_EQ(pclose(pipe), 0);
     }
-    std::remove(file.c_str());
     return output;
 }
 
