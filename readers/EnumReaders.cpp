@@ -79,10 +79,6 @@ PCSCReaderConfig DescribeReader(PCSCReader& reader, const std::string& name) {
     return record;
 }
 
-} // namespace
-
-namespace {
-
 bool ListNames(long context, std::vector<std::string>& names, long& code) {
     unsigned long length = 0;
     code = SCardListReaders(context, nullptr, nullptr, &length);

@@ -12,7 +12,7 @@
 // The font cache lives until the process ends, and so does what the C library notes about LOCPATH.
 extern "C" const char* __lsan_default_suppressions();  // NOLINT: the sanitizer's name
 extern "C" const char* __lsan_default_suppressions() { // NOLINT: the sanitizer's name
-    return "leak:libfontconfig.so\nleak:__argz_add_sep";
+    return "leak:libfontconfig.so\nleak:argz_add_sep";
 }
 
 namespace {

@@ -23,7 +23,7 @@ using Vantor::I18N;
 
 /// The C library keeps the list of folders that LOCPATH names, a new one at each change of the locale.
 extern "C" const char* __lsan_default_suppressions() {
-    return "leak:__argz_add_sep\n";
+    return "leak:argz_add_sep\n";
 }
 
 namespace {
