@@ -1,32 +1,18 @@
 #include "app/ClientLanguage.h"
 
-#include <algorithm>
-#include <iterator>
-
-namespace {
-
-struct Row {
-    long first;
-    long last;
-    wxLanguage toolkit;
-
-    bool Has(long number) const { return number >= first && number <= last; }
-};
-
-constexpr Row SystemDefault{0, 1, wxLANGUAGE_DEFAULT};
-constexpr Row EnglishVariants{ClientLanguage::English, 73, wxLANGUAGE_ENGLISH};
-constexpr Row GermanVariants{ClientLanguage::German, 94, wxLANGUAGE_GERMAN};
-
-constexpr Row Table[] = {SystemDefault, EnglishVariants, GermanVariants};
-
-} // namespace
-
-bool ClientLanguage::IsEnglish(long number) {
-    return EnglishVariants.Has(number);
-}
+#include "config/ClientSettings.h"
 
 wxLanguage ClientLanguage::ToToolkit(long number) {
-    const auto* row =
-        std::find_if(std::begin(Table), std::end(Table), [number](const Row& r) { return r.Has(number); });
-    return row == std::end(Table) ? wxLANGUAGE_USER_DEFINED : row->toolkit;
+    const auto language = ClientSettings::LanguageOfNumber(number);
+    if (!language)
+        return wxLANGUAGE_USER_DEFINED;
+    switch (*language) {
+    case ClientSettings::Language::System:
+        return wxLANGUAGE_DEFAULT;
+    case ClientSettings::Language::English:
+        return wxLANGUAGE_ENGLISH;
+    case ClientSettings::Language::German:
+        return wxLANGUAGE_GERMAN;
+    }
+    return wxLANGUAGE_USER_DEFINED;
 }

@@ -1,14 +1,15 @@
 // From the configuration into the main window.
 #include "app/MainFrame.h"
 
-#include "app/ClientLanguage.h"
 #include "app/ReaderSubTree.h"
+#include "config/ClientSettings.h"
 #include "config/ProgramConfig.h"
 
 #include <wx/checkbox.h>
 #include <wx/combobox.h>
 #include <wx/radiobut.h>
 
+namespace ReaderKey = ClientSettings::ReaderKey;
 using Vantor::Config;
 
 namespace {
@@ -20,12 +21,13 @@ bool IsPositive(unsigned id) {
 
 bool AllowsAnyReader(const std::string& subTree) {
     const SubTreeReader reader(subTree);
-    return reader.Text("Reader") == ReaderText::PcscKind && reader.Text("ReaderName") == ReaderText::AnyName;
+    return ClientSettings::IsAnyReader(reader.Text(ReaderKey::Reader), reader.Text(ReaderKey::ReaderName));
 }
 
 SelectedReaderConfig LoadReader(const std::string& subTree) {
     const SubTreeReader reader(subTree);
-    return {reader.Has("CTAPI"), reader.Flag("IsSecure"), reader.Text("ReaderName"), reader.Text("Reader")};
+    return {reader.Has(ReaderKey::CTAPI), reader.Flag(ReaderKey::IsSecure), reader.Text(ReaderKey::ReaderName),
+            reader.Text(ReaderKey::Reader)};
 }
 
 } // namespace
@@ -70,7 +72,7 @@ void MainFrame::LoadConfiguredReaders(const std::vector<std::string>& subTrees) 
 
 void MainFrame::LoadLanguage() {
     long number = 0;
-    const bool english =
-        Config::GetHandle(0)->GetInteger(ConfigId::Language, number) && ClientLanguage::IsEnglish(number);
+    const bool english = Config::GetHandle(0)->GetInteger(ConfigId::Language, number) &&
+                         ClientSettings::LanguageOfNumber(number) == ClientSettings::Language::English;
     m_Further.language->SetSelection(english ? 1 : 0);
 }

@@ -1,10 +1,10 @@
 // From the main window into the configuration. Results are not looked at: the client reads what could be written.
 #include "app/MainFrame.h"
 
-#include "app/ClientLanguage.h"
 #include "app/ReaderSubTree.h"
 #include "app/RowData.h"
 #include "app/wxCheckedListCtrl.h"
+#include "config/ClientSettings.h"
 #include "config/FileSystem.h"
 #include "config/ProgramConfig.h"
 #include "util/FileAndDirectory.h"
@@ -14,13 +14,13 @@
 #include <wx/radiobut.h>
 #include <wx/utils.h>
 
+namespace ReaderKey = ClientSettings::ReaderKey;
 using Vantor::Config;
 using Vantor::FileSystem;
 using Vantor::SYSTYPE_FIRST;
 
 namespace {
 
-constexpr char P11LogFile[] = "lumop11.log";
 constexpr long P11LogMode = 2;
 constexpr long P11LogLevel = 128;
 
@@ -42,13 +42,13 @@ void MainFrame::SaveLogging() {
     config.SetInteger(ConfigId::LogLevel, p11 ? P11LogLevel : 0);
     if (p11) {
         const std::string directory = FileSystem::GetHandle()->GetPath(PathId::ClientTrace, true);
-        config.SetString(ConfigId::Filename, Vantor::CombinePaths(directory, P11LogFile));
+        config.SetString(ConfigId::Filename, Vantor::CombinePaths(directory, ClientSettings::LogFileName));
     }
     config.SetInteger(ConfigId::EnableLogging, m_Logging.miniDriver.enabled->GetValue() ? 1 : 0);
 }
 
 void MainFrame::SaveLanguage() {
-    constexpr long numbers[] = {ClientLanguage::German, ClientLanguage::English};
+    constexpr long numbers[] = {ClientSettings::GermanNumber, ClientSettings::EnglishNumber};
     const int choice = m_Further.language->GetSelection();
     Config::GetHandle(0)->SetInteger(ConfigId::Language, choice == 0 || choice == 1 ? numbers[choice] : 0);
 }
@@ -58,7 +58,8 @@ void MainFrame::SaveReaderConfig() {
     for (const auto& name : ReaderSubTreeNames())
         RemoveSubTree(name);
     if (m_Readers.any->GetValue())
-        WriteReader(0, true, ReaderText::PcscKind, ReaderText::AnyName, true, true, "", "", 0, false, SYSTYPE_FIRST);
+        WriteReader(0, true, ClientSettings::PcscKind, ClientSettings::AnyName, true, true, "", "", 0, false,
+                    SYSTYPE_FIRST);
     else
         SaveCheckedReaders();
 }
@@ -82,8 +83,8 @@ bool MainFrame::SavePcscReader(int number, std::size_t index) {
         return false;
     const auto& name = m_PcscReaders[index].name;
     // Always as a PIN pad, whatever the enumeration found: the client finds out by itself.
-    WriteReader(number, true, ReaderText::PcscKind, name, true, true, "", "", 0, false, SYSTYPE_FIRST);
-    m_ConfiguredReaders.push_back({false, true, name, ReaderText::PcscKind});
+    WriteReader(number, true, ClientSettings::PcscKind, name, true, true, "", "", 0, false, SYSTYPE_FIRST);
+    m_ConfiguredReaders.push_back({false, true, name, ClientSettings::PcscKind});
     return true;
 }
 
@@ -101,18 +102,18 @@ bool MainFrame::SaveCtapiReader(int number, std::size_t index) {
 void MainFrame::WriteReader(int number, bool isSecure, const std::string& reader, const std::string& readerName,
                             bool useGUI, bool useBeep, const std::string& userMessage, const std::string& ctapi,
                             int ctPort, bool closeOnExit, Vantor::SysType sysType) {
-    const SubTreeWriter subTree(ReaderText::NamePrefix + std::to_string(number), sysType);
-    subTree.Flag("IsSecure", isSecure);
-    subTree.Text("Reader", reader);
-    subTree.Text("ReaderName", readerName);
-    subTree.Flag("UseGUI", useGUI);
-    subTree.Flag("UseBeep", useBeep);
-    subTree.Text("UserMessage", userMessage);
+    const SubTreeWriter subTree(ClientSettings::ReaderPrefix + std::to_string(number), sysType);
+    subTree.Flag(ReaderKey::IsSecure, isSecure);
+    subTree.Text(ReaderKey::Reader, reader);
+    subTree.Text(ReaderKey::ReaderName, readerName);
+    subTree.Flag(ReaderKey::UseGUI, useGUI);
+    subTree.Flag(ReaderKey::UseBeep, useBeep);
+    subTree.Text(ReaderKey::UserMessage, userMessage);
     if (ctapi.empty())
         return;
-    // Twice, as ever; the second write finds the value there and changes nothing.
-    subTree.Text("CTAPI", ctapi);
-    subTree.Text("CTAPI", ctapi);
-    subTree.Number("CTPort", ctPort);
-    subTree.Flag("CloseOnExit", closeOnExit);
+    // Twice, as ever: the second write replaces the file once more by the same content.
+    subTree.Text(ReaderKey::CTAPI, ctapi);
+    subTree.Text(ReaderKey::CTAPI, ctapi);
+    subTree.Number(ReaderKey::CTPort, ctPort);
+    subTree.Flag(ReaderKey::CloseOnExit, closeOnExit);
 }

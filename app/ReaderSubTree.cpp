@@ -1,5 +1,6 @@
 #include "app/ReaderSubTree.h"
 
+#include "config/ClientSettings.h"
 #include "config/ProgramConfig.h"
 #include "util/FileAndDirectory.h"
 
@@ -10,15 +11,10 @@ using Vantor::CONFIG_ALLUSERS;
 
 namespace {
 
-// As it is named, and as element names in the file have it.
-bool IsSettingsSubTree(const std::string& name) {
-    return name == "Reader Settings" || name == "Reader_Settings";
-}
-
 bool IsEmptySubTree(const std::string& name) {
     auto& config = *Config::GetHandle(0);
-    config.AddConfig(ConfigId::ReaderReading, CONFIG_ALLUSERS, "", SubTreePath(name), Vantor::SYSTYPE_FIRST);
-    return config.EnumSubDirs(ConfigId::ReaderReading, "").empty();
+    return ClientSettings::IsBlank(SubTreeReader(name).Text("")) &&
+           config.EnumSubDirs(ConfigId::ReaderReading, "").empty();
 }
 
 } // namespace
@@ -28,8 +24,10 @@ std::string SubTreePath(const std::string& name) {
 }
 
 std::vector<std::string> ReaderSubTreeNames() {
-    auto names = Config::GetHandle(0)->EnumSubDirs(ConfigId::Root, ReaderText::NamePrefix);
-    names.erase(std::remove_if(names.begin(), names.end(), IsSettingsSubTree), names.end());
+    auto names = Config::GetHandle(0)->EnumSubDirs(ConfigId::Root, ClientSettings::ReaderPrefix);
+    const auto others =
+        std::remove_if(names.begin(), names.end(), [](const auto& name) { return !ClientSettings::IsReader(name); });
+    names.erase(others, names.end());
     return names;
 }
 

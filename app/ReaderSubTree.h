@@ -1,4 +1,4 @@
-// The configuration of one reader: a sub-tree below the client's path, and the texts that the client expects in it.
+// The configuration of one reader: a sub-tree below the client's path, reached through the registry.
 #pragma once
 
 #include "config/Config.h"
@@ -6,20 +6,10 @@
 #include <string>
 #include <vector>
 
-/// Names and texts that the client knows in a reader sub-tree.
-namespace ReaderText {
-
-constexpr char NamePrefix[] = "Reader";
-constexpr char PcscKind[] = "PCSC Reader"; ///< value of "Reader" for every PC/SC reader
-constexpr char AnyName[] = "*";            ///< value of "ReaderName" where any reader may be used
-
-} // namespace ReaderText
-
 /// Path of a sub-tree of the client's settings.
 [[nodiscard]] std::string SubTreePath(const std::string& name);
 
-/// Names of the sub-trees of the client's settings that are readers or were, in the order of the file: all whose name
-/// begins with "Reader", except for the settings sub-tree, which is no reader.
+/// Names of the sub-trees of the client's settings that are readers or were, in the order of the file.
 [[nodiscard]] std::vector<std::string> ReaderSubTreeNames();
 
 /// As `ReaderSubTreeNames`, without the empty elements that removed readers leave behind.

@@ -3,7 +3,10 @@
 #include "config/ConfigImpl_XML.h"
 
 #include <algorithm>
+#include <climits>
+#include <iterator>
 #include <locale>
+#include <utility>
 
 namespace Vantor {
 
@@ -12,15 +15,25 @@ namespace {
 /// The words for "yes" that the client's other programs write.
 constexpr const char* TrueWords[] = {"YES", "JA", "Y", "TRUE"};
 
-bool IsTrueWord(std::string text) {
+/// The one place where exceptions end: backends, sinks and containers may throw.
+template <typename Result, typename Operation>
+Result OrOnFailure(Result failure, Operation operation) {
+    try {
+        return operation();
+    } catch (...) {
+        return failure;
+    }
+}
+
+} // namespace
+
+bool IsYes(std::string text) {
     const std::locale locale;
     for (char& c : text) {
         c = std::toupper(c, locale);
     }
     return std::find(std::begin(TrueWords), std::end(TrueWords), text) != std::end(TrueWords);
 }
-
-} // namespace
 
 void (*LibConfig::pt2LogError)(const char*) = nullptr;
 
@@ -48,27 +61,31 @@ Config::Config(Passkey, unsigned newHandle) : handle(newHandle) {}
 Config::~Config() = default;
 
 Config* Config::GetHandle(unsigned id) {
-    auto& configs = ConfigVector::GetInstance().configs;
-    if (configs.empty() && id == 0) {
-        configs.emplace_back();
-    }
-    if (id >= configs.size()) {
-        return nullptr;
-    }
-    if (!configs[id]) {
-        configs[id] = std::make_unique<Config>(Passkey(), id);
-    }
-    return configs[id].get();
+    return OrOnFailure<Config*>(nullptr, [&]() -> Config* {
+        auto& configs = ConfigVector::GetInstance().configs;
+        if (configs.empty() && id == 0) {
+            configs.emplace_back();
+        }
+        if (id >= configs.size()) {
+            return nullptr;
+        }
+        if (!configs[id]) {
+            configs[id] = std::make_unique<Config>(Passkey(), id);
+        }
+        return configs[id].get();
+    });
 }
 
 unsigned Config::Register() {
-    auto& configs = ConfigVector::GetInstance().configs;
-    if (configs.empty()) {
-        configs.emplace_back();
-    }
-    const auto newHandle = static_cast<unsigned>(configs.size());
-    configs.push_back(std::make_unique<Config>(Passkey(), newHandle));
-    return newHandle;
+    return OrOnFailure(UINT_MAX, [] {
+        auto& configs = ConfigVector::GetInstance().configs;
+        if (configs.empty()) {
+            configs.emplace_back();
+        }
+        const auto newHandle = static_cast<unsigned>(configs.size());
+        configs.push_back(std::make_unique<Config>(Passkey(), newHandle));
+        return newHandle;
+    });
 }
 
 void Config::Destroy() {
@@ -82,14 +99,16 @@ bool Config::Init(const std::string& newName, ConfigBackend backend) {
     if (initialized) {
         return true;
     }
-    name = newName;
     FreeImpl();
-    if (backend != CONFIG_BACKEND_XML) {
-        return false;
-    }
-    impl = std::make_unique<ConfigImpl_XML>();
-    initialized = impl->Init(name);
-    return initialized;
+    return OrOnFailure(false, [&] {
+        name = newName;
+        if (backend != CONFIG_BACKEND_XML) {
+            return false;
+        }
+        impl = std::make_unique<ConfigImpl_XML>();
+        initialized = impl->Init(name);
+        return initialized;
+    });
 }
 
 bool Config::Init(const std::string& newName) {
@@ -105,8 +124,10 @@ bool Config::AddConfig(unsigned id, ConfigType type, const std::string& key, con
     if (!initialized) {
         return false;
     }
-    entries[id] = std::make_unique<sConfig>(sConfig{type, path, key, sys});
-    return true;
+    return OrOnFailure(false, [&] {
+        entries[id] = std::make_unique<sConfig>(sConfig{type, path, key, sys});
+        return true;
+    });
 }
 
 bool Config::AddConfigs(unsigned firstId, const sConfig* table, int count) {
@@ -122,29 +143,27 @@ bool Config::AddConfigs(unsigned firstId, const sConfig* table, int count) {
 }
 
 sConfig* Config::GetConfigEntry(unsigned id) {
-    sConfig* const entry = entries[id].get();
-    if (entry == nullptr) {
-        LibConfig::LogError("config entry is NULL");
-    }
-    return entry;
+    return OrOnFailure<sConfig*>(nullptr, [&] {
+        sConfig* const entry = entries[id].get();
+        if (entry == nullptr) {
+            LibConfig::LogError("config entry is NULL");
+        }
+        return entry;
+    });
 }
 
 void Config::CleanConfigMap() {
     entries.clear();
 }
 
-/// Runs a backend operation on the entry of an id; what it throws, lack of memory at most, counts as failure.
+/// Runs a backend operation on the entry of an id.
 template <typename Operation>
 bool Config::WithEntry(unsigned id, Operation operation) {
     if (!impl) {
         return false;
     }
-    try {
-        sConfig* const entry = GetConfigEntry(id);
-        return entry != nullptr && operation(entry);
-    } catch (...) {
-        return false;
-    }
+    sConfig* const entry = GetConfigEntry(id);
+    return entry != nullptr && OrOnFailure(false, [&] { return operation(entry); });
 }
 
 bool Config::SetInteger(unsigned id, long value) {
@@ -188,16 +207,18 @@ bool Config::RemovePath(unsigned id) {
 }
 
 bool Config::SetStringBoolean(unsigned id, bool value) {
-    return SetString(id, value ? "YES" : "NO");
+    return WithEntry(id, [&](sConfig* entry) { return impl->SetString(entry, value ? "YES" : "NO"); });
 }
 
 bool Config::GetStringBoolean(unsigned id, bool& value) {
-    std::string text;
-    if (!GetString(id, text)) {
-        return false;
-    }
-    value = IsTrueWord(text);
-    return true;
+    return WithEntry(id, [&](sConfig* entry) {
+        std::string text;
+        if (!impl->GetString(entry, text)) {
+            return false;
+        }
+        value = IsYes(std::move(text));
+        return true;
+    });
 }
 
 std::vector<std::string> Config::EnumSubDirs(unsigned id, const std::string& prefix) {

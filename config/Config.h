@@ -34,6 +34,9 @@ struct sConfig {
     SysType sysType;
 };
 
+/// True for the words that count as yes in a stored text, YES, JA, Y and TRUE, in any letter case of the global locale.
+[[nodiscard]] bool IsYes(std::string text);
+
 /// Where the configuration code reports errors.
 class LibConfig {
 public:
@@ -47,7 +50,8 @@ public:
 };
 
 /// One registry. Lives in a process-wide table and is reached by its handle; to be used from one thread only.
-/// No operation throws. A read that fails leaves the caller's variable as it was, so callers preset their defaults.
+/// No operation throws: what the backend, the host's error sink or a lack of memory throws counts as a failure. A read
+/// that fails leaves the caller's variable as it was, so callers preset their defaults.
 class Config {
     struct Passkey {};
 
@@ -61,9 +65,10 @@ public:
     virtual ~Config();
 
     /// The registry with this handle, created where its place in the table is empty. Valid are 0 and the handles that
-    /// Register gave; null otherwise. The table owns the object.
+    /// Register gave; null otherwise, and when memory lacks. The table owns the object.
     static Config* GetHandle(unsigned id);
-    /// Creates another registry and returns its handle, 1 or more: 0 stays reserved for GetHandle(0).
+    /// Creates another registry and returns its handle, 1 or more: 0 stays reserved for GetHandle(0). When memory lacks
+    /// it returns a handle that no registry has.
     static unsigned Register();
     /// Deletes this object and empties its place in the table.
     void Destroy();
@@ -104,7 +109,7 @@ public:
     bool RemovePath(unsigned id);
     /// Stores the word "YES" or "NO".
     bool SetStringBoolean(unsigned id, bool value);
-    /// True for the words YES, JA, Y and TRUE in any letter case, false for every other text that could be read.
+    /// Reads a word as `IsYes` does: every other text that could be read is false.
     bool GetStringBoolean(unsigned id, bool& value);
     /// Names of the nodes directly below the entry's path that begin with `prefix` (all if it is empty).
     std::vector<std::string> EnumSubDirs(unsigned id, const std::string& prefix);

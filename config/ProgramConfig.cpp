@@ -1,7 +1,5 @@
 #include "config/ProgramConfig.h"
 
-#include "config/Config.h"
-
 using namespace Vantor;
 
 const std::string ClientRegKeyName = "lumo Client";
@@ -72,4 +70,12 @@ void GenerateConfig() {
                               static_cast<SysType>(variant));
         }
     }
+}
+
+std::vector<sConfig> RegisteredSettings() {
+    std::vector<sConfig> settings;
+    for (const Key& row : Keys) {
+        settings.push_back({CONFIG_ALLUSERS, row.path, row.key, SYSTYPE_FIRST});
+    }
+    return settings;
 }

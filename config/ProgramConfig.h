@@ -1,7 +1,10 @@
 // The settings of the lumo Client by their ids.
 #pragma once
 
+#include "config/Config.h"
+
 #include <string>
+#include <vector>
 
 /// Path of the client's own settings, the parent of the reader sub-trees.
 extern const std::string ClientRegKeyName;
@@ -9,6 +12,9 @@ extern const std::string ClientRegKeyName;
 /// Opens the client's configuration as handle 0 and registers all its settings. Failures leave reads and writes
 /// failing; nothing is reported.
 void GenerateConfig();
+
+/// All settings as `GenerateConfig` registers them, in its order, each with its first system variant.
+[[nodiscard]] std::vector<Vantor::sConfig> RegisteredSettings();
 
 /// Ids on handle 0, for the settings that this program uses. Each names the first system variant.
 namespace ConfigId {

@@ -1,7 +1,7 @@
 // The window in the font sizes that people set, on the smallest display and on one with room for it.
 #include "tests/gui/Window.h"
 
-#include "app/ClientLanguage.h"
+#include "config/ClientSettings.h"
 
 #include <wx/display.h>
 #include <wx/statbmp.h>
@@ -14,7 +14,7 @@ struct Look {
 };
 
 void PrintTo(const Look& look, std::ostream* stream) {
-    *stream << look.points << " points, " << (look.language == ClientLanguage::German ? "German" : "English");
+    *stream << look.points << " points, " << (look.language == ClientSettings::GermanNumber ? "German" : "English");
 }
 
 class Fonts : public Window, public ::testing::WithParamInterface<Look> {
@@ -43,7 +43,8 @@ protected:
 };
 
 std::string NameOf(const ::testing::TestParamInfo<Look>& look) {
-    return (look.param.language == ClientLanguage::German ? "German" : "English") + std::to_string(look.param.points);
+    return (look.param.language == ClientSettings::GermanNumber ? "German" : "English") +
+           std::to_string(look.param.points);
 }
 
 } // namespace
@@ -68,9 +69,12 @@ TEST_P(Fonts, CutNothingOff) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Usual, Fonts,
-                         ::testing::Values(Look{0, ClientLanguage::German}, Look{0, ClientLanguage::English}), NameOf);
-INSTANTIATE_TEST_SUITE_P(Large, Fonts,
-                         ::testing::Values(Look{11, ClientLanguage::German}, Look{11, ClientLanguage::English},
-                                           Look{12, ClientLanguage::German}, Look{12, ClientLanguage::English},
-                                           Look{14, ClientLanguage::German}, Look{14, ClientLanguage::English}),
+                         ::testing::Values(Look{0, ClientSettings::GermanNumber},
+                                           Look{0, ClientSettings::EnglishNumber}),
                          NameOf);
+INSTANTIATE_TEST_SUITE_P(
+    Large, Fonts,
+    ::testing::Values(Look{11, ClientSettings::GermanNumber}, Look{11, ClientSettings::EnglishNumber},
+                      Look{12, ClientSettings::GermanNumber}, Look{12, ClientSettings::EnglishNumber},
+                      Look{14, ClientSettings::GermanNumber}, Look{14, ClientSettings::EnglishNumber}),
+    NameOf);

@@ -5,6 +5,7 @@
 #include "tests/support/MessageCatalog.h"
 
 #include "app/ClientLanguage.h"
+#include "config/ClientSettings.h"
 #include "util/I18N.h"
 
 #include <wx/button.h>
@@ -59,7 +60,7 @@ protected:
 
 TEST_F(Translation, EnglishWindowIsEnglishThroughout) {
     Configure("<Version>2.0</Version>");
-    Speak(ClientLanguage::English);
+    Speak(ClientSettings::EnglishNumber);
     Open();
     EXPECT_EQ(frame->GetTitle(), "Administrative functions (2.0, x86)");
     auto lines = Pages();
@@ -116,7 +117,7 @@ TEST_F(Translation, EnglishWindowIsEnglishThroughout) {
 }
 
 TEST_F(Translation, StatusTextsAreTranslatedThoughFourOfThemAreNeverShown) {
-    Speak(ClientLanguage::English);
+    Speak(ClientSettings::EnglishNumber);
     Open();
     EXPECT_EQ(All(frame->m_StatusTexts),
               (Lines{"Microsoft cryptographic services running", "Microsoft cryptographic services not running",
@@ -129,7 +130,7 @@ TEST_F(Translation, GermanCatalogueShowsTheProgramsOwnTexts) {
     Open();
     const auto withoutCatalogue = Pages();
     const wxString title = frame->GetTitle();
-    Speak(ClientLanguage::German);
+    Speak(ClientSettings::GermanNumber);
 
     Open();
 
@@ -142,7 +143,7 @@ TEST_F(Translation, NamesOfInterfacesAndThePackageStayWhateverACatalogueSays) {
     std::filesystem::create_directories("/etc/lumoclient/I18N/en");
     std::ofstream("/etc/lumoclient/I18N/en/LumoClient.mo", std::ios::binary)
         << CompiledCatalog({{"PKCS#11", "?"}, {"PC/SC", "?"}, {"CT-API", "?"}, {"x86", "?"}, {"Logging", "Logs"}});
-    ASSERT_EQ(Vantor::I18N::GetHandle()->Initialize(ClientLanguage::ToToolkit(ClientLanguage::English)), 0);
+    ASSERT_EQ(Vantor::I18N::GetHandle()->Initialize(ClientLanguage::ToToolkit(ClientSettings::EnglishNumber)), 0);
     Attach({"Reader A"});
     Seams::terminals = {{"ctrsct32.dll", 7, "Terminal B"}};
 
@@ -157,7 +158,7 @@ TEST_F(Translation, NamesOfInterfacesAndThePackageStayWhateverACatalogueSays) {
 }
 
 TEST_F(Translation, EnglishWindowFitsASmallDisplay) {
-    Speak(ClientLanguage::English);
+    Speak(ClientSettings::EnglishNumber);
     Present(Open());
     EXPECT_LE(frame->GetSize().x, 800);
     EXPECT_LE(frame->GetSize().y, 440) << "a title bar has room";
@@ -167,7 +168,7 @@ TEST_F(Translation, EnglishWindowFitsASmallDisplay) {
 TEST_F(Translation, EnglishMessageBoxIsEnglish) {
     const MessageBoxes boxes;
     setenv("PATH", "/nowhere", 1);
-    Speak(ClientLanguage::English);
+    Speak(ClientSettings::EnglishNumber);
     Open();
     frame->OpenDir("/tmp");
     ASSERT_EQ(boxes.seen.size(), 1u);

@@ -235,6 +235,13 @@ TEST_F(Loading, RemovedReadersThatLeftAnEmptyElementDoNotCount) {
     EXPECT_TRUE(frame->m_ConfiguredReaders.empty());
 }
 
+TEST_F(Loading, AnElementWithATextBesideTheAnyReaderEntryIsASecondReader) {
+    Configure(AnyReaderSubTree() + "<ReaderMode>strict</ReaderMode>");
+    Open();
+    EXPECT_FALSE(AnyReader());
+    EXPECT_EQ(frame->m_ConfiguredReaders.size(), 2u);
+}
+
 TEST_F(Loading, SettingsSubTreeIsNoReader) {
     Configure("<Reader_Settings><Timeout>5</Timeout></Reader_Settings>" + AnyReaderSubTree());
     Open();

@@ -4,16 +4,6 @@
 
 #include <climits>
 
-TEST(ClientLanguage, EnglishAndItsVariantsAre58To73) {
-    EXPECT_FALSE(ClientLanguage::IsEnglish(57));
-    for (long number = 58; number <= 73; ++number)
-        EXPECT_TRUE(ClientLanguage::IsEnglish(number)) << number;
-    EXPECT_FALSE(ClientLanguage::IsEnglish(74));
-    EXPECT_FALSE(ClientLanguage::IsEnglish(89));
-    EXPECT_FALSE(ClientLanguage::IsEnglish(0));
-    EXPECT_FALSE(ClientLanguage::IsEnglish(-58));
-}
-
 TEST(ClientLanguage, EnglishVariantsGetTheToolkitsEnglish) {
     for (long number = 58; number <= 73; ++number)
         EXPECT_EQ(ClientLanguage::ToToolkit(number), wxLANGUAGE_ENGLISH) << number;
@@ -35,9 +25,4 @@ TEST(ClientLanguage, AnyOtherNumberIsALanguageThatNoSystemHas) {
         EXPECT_NE(language, wxLANGUAGE_DEFAULT) << number;
         EXPECT_FALSE(wxLocale::IsAvailable(language)) << number;
     }
-}
-
-TEST(ClientLanguage, WrittenNumbersAre58And89) {
-    EXPECT_EQ(ClientLanguage::English, 58);
-    EXPECT_EQ(ClientLanguage::German, 89);
 }

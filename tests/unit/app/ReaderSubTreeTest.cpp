@@ -65,6 +65,11 @@ TEST_F(ReaderSubTree, EmptyElementsAreNotPresent) {
     EXPECT_EQ(PresentReaderSubTreeNames(), (Names{"Reader1", "Reader3"}));
 }
 
+TEST_F(ReaderSubTree, ASubTreeThatHoldsOnlyATextIsPresent) {
+    Load("<ReaderMode>strict</ReaderMode><Reader0> \n</Reader0>");
+    EXPECT_EQ(PresentReaderSubTreeNames(), Names{"ReaderMode"});
+}
+
 TEST_F(ReaderSubTree, WithoutConfigurationThereAreNone) {
     GenerateConfig();
     EXPECT_TRUE(ReaderSubTreeNames().empty());

@@ -407,3 +407,27 @@ TEST(LibConfigErrors, TheSinkCanBeTakenAway) {
     LibConfig::LogError("dropped");
     EXPECT_TRUE(reports.empty());
 }
+
+namespace {
+
+void ThrowFromSink(const char* /*message*/) {
+    throw 1;
+}
+
+} // namespace
+
+TEST(LibConfigErrors, ASinkThatThrowsMakesTheCallFail) {
+    Config* const config = Config::GetHandle(0);
+    ASSERT_TRUE(config->Init("sinks"));
+    LibConfig::SetErrorLoggingFunc(ThrowFromSink);
+    long number = 7;
+    bool flag = true;
+    EXPECT_EQ(config->GetConfigEntry(99), nullptr);
+    EXPECT_FALSE(config->GetInteger(99, number));
+    EXPECT_FALSE(config->GetStringBoolean(99, flag));
+    EXPECT_FALSE(config->SetStringBoolean(99, true));
+    EXPECT_TRUE(config->EnumSubDirs(99, "").empty());
+    EXPECT_EQ(number, 7);
+    EXPECT_TRUE(flag);
+    LibConfig::SetErrorLoggingFunc(nullptr);
+}

@@ -1,5 +1,6 @@
 // In which language the program shows itself on which machine: checks, and fills, the tables of docs/languages.md.
 #include "app/ClientLanguage.h"
+#include "config/ClientSettings.h"
 #include "util/I18N.h"
 
 #include <wx/init.h>
@@ -28,7 +29,8 @@ namespace {
 
 const fs::path Document = fs::path(LUMOADMIN_SOURCE_DIR) / "docs" / "languages.md";
 const std::vector<std::string> Systems = {"C", "de_DE.UTF-8", "en_US.UTF-8", "fr_FR.UTF-8"};
-const std::vector<std::optional<long>> Settings = {std::nullopt, ClientLanguage::German, ClientLanguage::English};
+const std::vector<std::optional<long>> Settings = {std::nullopt, ClientSettings::GermanNumber,
+                                                   ClientSettings::EnglishNumber};
 
 class Languages : public testing::Test {
 protected:
