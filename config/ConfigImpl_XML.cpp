@@ -4,10 +4,10 @@
 #include "config/XmlDocument.h"
 #include "config/XmlScan.h"
 #include "config/XmlWriter.h"
+#include "posix/SystemCalls.h"
 #include "util/Base64.h"
 #include "util/FileAndDirectory.h"
 #include "util/ReplaceFile.h"
-#include "util/SystemCalls.h"
 
 #include <boost/property_tree/stream_translator.hpp>
 

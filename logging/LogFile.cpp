@@ -10,6 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "posix/SystemCalls.h"
+
 namespace Vantor {
 
 namespace {
@@ -56,10 +58,6 @@ FileDescriptor OpenForAppending(const std::string& path) {
     const bool usable =
         file.IsOpen() && fstat(file.Get(), &status) == 0 && (S_ISREG(status.st_mode) || S_ISCHR(status.st_mode));
     return usable ? std::move(file) : FileDescriptor();
-}
-
-bool IsSameFile(const struct stat& one, const struct stat& other) {
-    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
 
 bool LeadsTo(const std::string& path, const struct stat& file) {

@@ -6,7 +6,7 @@
 
 #include <sys/types.h>
 
-#include "logging/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 
 namespace Vantor {
 

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "logging/Logging.h"
+#include "posix/SystemCalls.h"
 
 namespace Vantor {
 

@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 
 #include "logging/Logging.h"
+#include "posix/SystemCalls.h"
 
 namespace Vantor {
 
@@ -50,11 +51,10 @@ off_t FileLength(std::FILE* file) {
     return fseeko(file, 0, SEEK_SET) == 0 ? length : -1;
 }
 
-bool IsSameFile(std::FILE* file, const std::string& path) {
+bool LeadsTo(const std::string& path, std::FILE* file) {
     struct stat opened {};
     struct stat named {};
-    return fstat(fileno(file), &opened) == 0 && stat(path.c_str(), &named) == 0 && opened.st_dev == named.st_dev &&
-           opened.st_ino == named.st_ino;
+    return fstat(fileno(file), &opened) == 0 && stat(path.c_str(), &named) == 0 && IsSameFile(opened, named);
 }
 
 constexpr off_t chunkSize = 1024;
@@ -150,7 +150,7 @@ bool FileExists(const std::string& path) {
 bool CopyFile(const std::string& source, const std::string& target) {
     const File from = OpenFile(source, "rb");
     const off_t length = from ? FileLength(from.get()) : -1;
-    const bool copyable = length >= 0 && !IsSameFile(from.get(), target);
+    const bool copyable = length >= 0 && !LeadsTo(target, from.get());
     File to = copyable ? OpenFile(target, "wb") : nullptr;
     if (!to) {
         LogFailure("copy: source or dest is NULL");

@@ -1,6 +1,6 @@
 #include "util/OverwriteFile.h"
 
-#include "util/SystemCalls.h"
+#include "posix/SystemCalls.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

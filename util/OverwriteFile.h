@@ -1,7 +1,7 @@
 // Writing a file in place, for where it cannot be replaced.
 #pragma once
 
-#include "logging/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 
 #include <string>
 

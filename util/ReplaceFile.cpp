@@ -1,7 +1,7 @@
 #include "util/ReplaceFile.h"
 
+#include "posix/SystemCalls.h"
 #include "util/OverwriteFile.h"
-#include "util/SystemCalls.h"
 #include "util/TemporaryFile.h"
 
 #include <fcntl.h>
@@ -39,19 +39,6 @@ std::string FollowLinks(std::string path) {
 /// it, together with everything else on its file system.
 bool SyncFolder(const FilePlace& place, const FileDescriptor& file) {
     return place.listable ? Sync(place.folder) : syncfs(file.Get()) == 0;
-}
-
-bool CopyAll(const FileDescriptor& from, const FileDescriptor& to) {
-    std::vector<char> chunk(65536);
-    for (;;) {
-        const ssize_t got = RetryOnInterrupt([&] { return read(from.Get(), chunk.data(), chunk.size()); });
-        if (got <= 0) {
-            return got == 0;
-        }
-        if (WriteAll(to.Get(), {chunk.data(), static_cast<std::size_t>(got)}) != static_cast<std::size_t>(got)) {
-            return false;
-        }
-    }
 }
 
 enum class Outcome { Done, Failed, NotPermitted };
@@ -156,8 +143,8 @@ private:
         }
         const FileDescriptor source = OpenOld(O_RDONLY);
         TemporaryFile copy(kept);
-        return source.IsOpen() && copy.CreateLike(old, status) && CopyAll(source, copy.File()) && Sync(copy.File()) &&
-               copy.MoveOver() && SyncFolder(kept, copy.File());
+        return source.IsOpen() && copy.CreateLike(old, status) && CopyAll(source.Get(), copy.File().Get()) &&
+               Sync(copy.File()) && copy.MoveOver() && SyncFolder(kept, copy.File());
     }
 
     FilePlace place;

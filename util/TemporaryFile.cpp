@@ -1,6 +1,6 @@
 #include "util/TemporaryFile.h"
 
-#include "util/SystemCalls.h"
+#include "posix/SystemCalls.h"
 
 #include <dirent.h>
 #include <fcntl.h>

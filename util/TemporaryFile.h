@@ -1,7 +1,7 @@
 // A new file that is to take the place of another one in the same folder.
 #pragma once
 
-#include "logging/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include "logging/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 
 #include <type_traits>
 #include <utility>
@@ -6,8 +6,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
-
-#include "tests/support/TemporaryFolder.h"
 
 using Vantor::FileDescriptor;
 
@@ -64,20 +62,6 @@ TEST(FileDescriptorTest, ClosingTellsAnError) {
     FileDescriptor file = Open();
     close(file.Get());
     EXPECT_FALSE(file.Close());
-}
-
-TEST(FileDescriptorTest, WriteAllTellsHowMuchCouldBeWritten) {
-    const FileDescriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
-    EXPECT_EQ(Vantor::WriteAll(full.Get(), "text"), 0u);
-    EXPECT_EQ(Vantor::WriteAll(Open().Get(), "text"), 4u);
-    EXPECT_EQ(Vantor::WriteAll(Open().Get(), ""), 0u);
-}
-
-TEST(FileDescriptorTest, OnlyRegularFilesAreCopied) {
-    const test::TemporaryFolder folder;
-    EXPECT_FALSE(Vantor::CopyToFile(Open().Get(), folder / "target"));
-    EXPECT_FALSE(Vantor::CopyToFile(-1, folder / "target"));
-    EXPECT_TRUE(test::Names(folder.Path()).empty());
 }
 
 } // namespace

@@ -1,11 +1,8 @@
-#include "logging/FileDescriptor.h"
+#include "posix/SystemCalls.h"
 
-#include <cerrno>
-#include <utility>
 #include <vector>
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Vantor {
@@ -15,11 +12,7 @@ namespace {
 constexpr std::size_t kernelChunk = std::size_t{1} << 30;
 
 ssize_t ReadAt(int fd, char* buffer, std::size_t size, off_t offset) {
-    ssize_t count = -1;
-    do {
-        count = pread(fd, buffer, size, offset);
-    } while (count < 0 && errno == EINTR);
-    return count;
+    return RetryOnInterrupt([&] { return pread(fd, buffer, size, offset); });
 }
 
 // Stops without an error where the file systems cannot do it; the caller's own loop finds out what is left.
@@ -28,6 +21,43 @@ off_t CopyInKernel(int from, int to) {
     while (copy_file_range(from, &offset, to, nullptr, kernelChunk, 0) > 0) {
     }
     return offset;
+}
+
+} // namespace
+
+std::string ReadStart(const FileDescriptor& file, std::size_t size) {
+    std::string bytes(size, '\0');
+    std::size_t filled = 0;
+    while (filled < size) {
+        const ssize_t got = ReadAt(file.Get(), &bytes[filled], size - filled, static_cast<off_t>(filled));
+        if (got <= 0) {
+            break;
+        }
+        filled += static_cast<std::size_t>(got);
+    }
+    bytes.resize(filled);
+    return bytes;
+}
+
+std::size_t WriteAll(int fd, std::string_view bytes) {
+    std::size_t written = 0;
+    while (written < bytes.size()) {
+        const ssize_t count =
+            RetryOnInterrupt([&] { return write(fd, bytes.data() + written, bytes.size() - written); });
+        if (count <= 0) {
+            break;
+        }
+        written += static_cast<std::size_t>(count);
+    }
+    return written;
+}
+
+bool Sync(const FileDescriptor& file) {
+    return RetryOnInterrupt([&] { return fsync(file.Get()); }) == 0 || errno == EINVAL || errno == ENOSYS;
+}
+
+bool WriteAndSync(const FileDescriptor& file, std::string_view bytes) {
+    return WriteAll(file.Get(), bytes) == bytes.size() && Sync(file);
 }
 
 bool CopyAll(int from, int to) {
@@ -46,42 +76,11 @@ bool CopyAll(int from, int to) {
     }
 }
 
-} // namespace
-
-FileDescriptor::FileDescriptor(FileDescriptor&& other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
-
-FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
-    if (this != &other) {
-        Close();
-        m_fd = std::exchange(other.m_fd, -1);
-    }
-    return *this;
-}
-
-bool FileDescriptor::Close() {
-    const int fd = std::exchange(m_fd, -1);
-    return fd < 0 || close(fd) == 0;
-}
-
-std::size_t WriteAll(int fd, std::string_view bytes) {
-    std::size_t written = 0;
-    while (written < bytes.size()) {
-        const ssize_t count = write(fd, bytes.data() + written, bytes.size() - written);
-        if (count > 0) {
-            written += static_cast<std::size_t>(count);
-        } else if (count == 0 || errno != EINTR) {
-            break;
-        }
-    }
-    return written;
-}
-
 bool CopyToFile(int from, const std::string& target) {
     struct stat source {};
     struct stat existing {};
     if (fstat(from, &source) != 0 || !S_ISREG(source.st_mode) ||
-        (stat(target.c_str(), &existing) == 0 &&
-         (existing.st_dev == source.st_dev && existing.st_ino == source.st_ino))) {
+        (stat(target.c_str(), &existing) == 0 && IsSameFile(source, existing))) {
         return false;
     }
     // O_NONBLOCK: a pipe of that name must fail, not wait for a reader.
