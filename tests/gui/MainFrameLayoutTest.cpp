@@ -12,6 +12,8 @@
 
 #include "app/XpmImage.h"
 #include "resources/icon.xpm"
+#include "resources/status_installed.xpm"
+#include "resources/status_started.xpm"
 
 #include <algorithm>
 
@@ -35,6 +37,21 @@ public:
     void evt_installCsp(wxCommandEvent&) override { called.emplace_back("evt_installCsp"); }
     void evt_restartCsp(wxCommandEvent&) override { called.emplace_back("evt_restartCsp"); }
 };
+
+/// Whether each opaque pixel of the XPM picture has its colour.
+bool Shows(const wxBitmap& bitmap, const char* const* xpm) {
+    const wxImage shown = bitmap.ConvertToImage();
+    const wxImage picture = ImageFromXpm(xpm);
+    if (shown.GetSize() != picture.GetSize())
+        return false;
+    for (int y = 0; y < picture.GetHeight(); ++y)
+        for (int x = 0; x < picture.GetWidth(); ++x)
+            if (!picture.IsTransparent(x, y) &&
+                (shown.GetRed(x, y) != picture.GetRed(x, y) || shown.GetGreen(x, y) != picture.GetGreen(x, y) ||
+                 shown.GetBlue(x, y) != picture.GetBlue(x, y)))
+                return false;
+    return true;
+}
 
 class Layout : public Window {
 protected:
@@ -182,14 +199,16 @@ TEST_F(Layout, FrameHasTheDefaultStyleAndTheIcon) {
     Open();
     EXPECT_EQ(frame->GetParent(), nullptr);
     EXPECT_EQ(frame->GetWindowStyle() & wxDEFAULT_FRAME_STYLE, wxDEFAULT_FRAME_STYLE);
-    const wxImage icon = wxBitmap(frame->GetIcon()).ConvertToImage();
-    const wxImage picture = ImageFromXpm(lumo_icon_xpm);
-    ASSERT_EQ(icon.GetSize(), wxSize(32, 32));
-    for (int y = 0; y < 32; ++y)
-        for (int x = 0; x < 32; ++x)
-            if (!picture.IsTransparent(x, y)) {
-                EXPECT_EQ(icon.GetRed(x, y), picture.GetRed(x, y)) << x << "," << y;
-            }
+    EXPECT_TRUE(Shows(frame->GetIcon(), lumo_icon_xpm));
+}
+
+TEST_F(Layout, EachStatusRowShowsItsOwnPicture) {
+    Open();
+    const auto pictureAt = [this](std::size_t index) {
+        return dynamic_cast<const wxStaticBitmap&>(*PageAt(WindowsPage).GetChildren()[index]).GetBitmap();
+    };
+    EXPECT_TRUE(Shows(pictureAt(0), lumo_status_installed_xpm));
+    EXPECT_TRUE(Shows(pictureAt(3), lumo_status_started_xpm));
 }
 
 TEST_F(Layout, MinimumSizesAreThoseOfTheForm) {
