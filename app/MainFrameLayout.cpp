@@ -32,10 +32,10 @@ namespace {
 constexpr int Border = 12;
 constexpr int BoxBorder = 6;
 
-// The licence of OpenSSL wants these words, in this language.
+// The licence of OpenSSL asks for these words, address included.
 constexpr wchar_t OpenSslNotice[] =
     L"'This product includes software developed by the OpenSSL Project for use in the OpenSSL Toolkit "
-    L"(https://www.openssl.org/). This product includes cryptographic software written by Eric Young "
+    L"(http://www.openssl.org/). This product includes cryptographic software written by Eric Young "
     L"(eay@cryptsoft.com).'";
 
 wxStaticBitmap* NewPicture(wxWindow* parent, const wxImage& picture) {

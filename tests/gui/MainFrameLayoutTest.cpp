@@ -16,6 +16,9 @@
 #include "resources/status_started.xpm"
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 
 namespace {
 
@@ -51,6 +54,27 @@ bool Shows(const wxBitmap& bitmap, const char* const* xpm) {
                  shown.GetBlue(x, y) != picture.GetBlue(x, y)))
                 return false;
     return true;
+}
+
+/// The text without line breaks and the asterisks of a comment.
+std::string OneLine(std::string text) {
+    std::replace(text.begin(), text.end(), '*', ' ');
+    std::istringstream words(text);
+    std::string line;
+    for (std::string word; words >> word;)
+        line += (line.empty() ? "" : " ") + word;
+    return line;
+}
+
+/// From any package of the machine that contains code under the licence, as libarchive does; empty: none does.
+std::string LicenceOfOpenSsl() {
+    for (const auto& package : std::filesystem::directory_iterator("/usr/share/doc")) {
+        std::ostringstream text;
+        text << std::ifstream(package.path() / "copyright").rdbuf();
+        if (text.str().find("developed by the OpenSSL Project") != std::string::npos)
+            return OneLine(text.str());
+    }
+    return {};
 }
 
 class Layout : public Window {
@@ -96,6 +120,20 @@ TEST_F(Layout, InformationPageHoldsLogoAndTexts) {
     EXPECT_EQ(lines[2].substr(lines[2].size() - 2), ").");
     EXPECT_EQ(lines[3].rfind("wxStaticText: 'This product includes", 0), 0u) << lines[3];
     EXPECT_EQ(lines[3].back(), '\'');
+}
+
+TEST_F(Layout, TheNoticeHasTheWordsOfTheLicenceOfOpenSsl) {
+    const std::string licence = LicenceOfOpenSsl();
+    ASSERT_FALSE(licence.empty()) << "no package on this machine carries the licence";
+    Open();
+    const std::string notice = OneLine(Describe(PageAt(InformationPage))[3]);
+    std::size_t sentences = 0;
+    for (std::size_t begin = notice.find("This product"); begin != std::string::npos;
+         begin = notice.find("This product", begin + 1), ++sentences) {
+        const std::string sentence = notice.substr(begin, notice.find(')', begin) + 1 - begin);
+        EXPECT_NE(licence.find(sentence), std::string::npos) << sentence;
+    }
+    EXPECT_EQ(sentences, 2u);
 }
 
 TEST_F(Layout, ReaderPageHoldsChoiceListAndHint) {
