@@ -1,7 +1,5 @@
 #include "util/Base64.h"
 
-#include "util/Base64Tables.h"
-
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -16,30 +14,48 @@ constexpr const char* CR_LF = "\r\n";
 constexpr unsigned short PAD_VALUE = 64;
 constexpr unsigned short NO_VALUE = 255;
 
-struct Tables {
+} // namespace
+
+/// An alphabet laid out for whole groups: no shifting, masking or checking digit by digit.
+struct Base64Alphabet {
+    static constexpr std::uint32_t NO_DIGIT = 1U << 24;
+
+    constexpr Base64Alphabet(const char (&indexTable)[66], const Base64ReverseTable& reverseTable)
+        : index(indexTable), reverse(reverseTable.data()) {
+        for (std::size_t pair = 0; pair < 4096; ++pair) {
+            pairs[2 * pair] = index[pair >> 6];
+            pairs[2 * pair + 1] = index[pair & 0x3F];
+        }
+        for (std::size_t place = 0; place < 4; ++place)
+            for (std::size_t c = 0; c < 256; ++c)
+                places[place][c] = reverse[c] < PAD_VALUE ? std::uint32_t{reverse[c]} << (18 - 6 * place) : NO_DIGIT;
+    }
+
     const char* index;
-    const Base64ReverseTable* reverse;
-    const Base64Alphabet* alphabet;
+    const unsigned short* reverse;
+    /// The two digits of each 12-bit value, one pair after the other.
+    std::array<char, 8192> pairs{};
+    /// For each place in a group of four, from a character to its digit value shifted to that place of the 24 bits;
+    /// NO_DIGIT for every character that is none.
+    std::array<std::array<std::uint32_t, 256>, 4> places{};
 };
 
-constexpr Tables DEFAULT = {IndexTable_BASE64_DEFAULT, &ReverseIndexTable_BASE64_DEFAULT, &Alphabet_BASE64_DEFAULT};
-constexpr Tables URL = {IndexTable_BASE64_URL, &ReverseIndexTable_BASE64_URL, &Alphabet_BASE64_URL};
-constexpr Tables YUI = {IndexTable_BASE64_YUI, &ReverseIndexTable_BASE64_YUI, &Alphabet_BASE64_YUI};
-constexpr Tables XML_NAME_TOKEN = {IndexTable_BASE64_XML_NAME_TOKEN, &ReverseIndexTable_BASE64_XML_NAME_TOKEN,
-                                   &Alphabet_BASE64_XML_NAME_TOKEN};
-constexpr Tables XML_IDENTIFIER = {IndexTable_BASE64_XML_IDENTIFIER, &ReverseIndexTable_BASE64_XML_IDENTIFIER,
-                                   &Alphabet_BASE64_XML_IDENTIFIER};
-constexpr Tables PROGRAM_IDENTIFIER_V1 = {IndexTable_BASE64_PROGRAM_IDENTIFIER_V1,
-                                          &ReverseIndexTable_BASE64_PROGRAM_IDENTIFIER_V1,
-                                          &Alphabet_BASE64_PROGRAM_IDENTIFIER_V1};
-constexpr Tables PROGRAM_IDENTIFIER_V2 = {IndexTable_BASE64_PROGRAM_IDENTIFIER_V2,
-                                          &ReverseIndexTable_BASE64_PROGRAM_IDENTIFIER_V2,
-                                          &Alphabet_BASE64_PROGRAM_IDENTIFIER_V2};
-constexpr Tables REGEX = {IndexTable_BASE64_REGEX, &ReverseIndexTable_BASE64_REGEX, &Alphabet_BASE64_REGEX};
-constexpr Tables FREENET = {IndexTable_BASE64_FREENET, &ReverseIndexTable_BASE64_FREENET, &Alphabet_BASE64_FREENET};
+namespace {
+
+#define ALPHABET(name) constexpr Base64Alphabet name(IndexTable_BASE64_##name, ReverseIndexTable_BASE64_##name)
+ALPHABET(DEFAULT);
+ALPHABET(URL);
+ALPHABET(YUI);
+ALPHABET(XML_NAME_TOKEN);
+ALPHABET(XML_IDENTIFIER);
+ALPHABET(PROGRAM_IDENTIFIER_V1);
+ALPHABET(PROGRAM_IDENTIFIER_V2);
+ALPHABET(REGEX);
+ALPHABET(FREENET);
+#undef ALPHABET
 
 struct Settings {
-    const Tables& tables;
+    const Base64Alphabet& alphabet;
     unsigned int lineLength;
     bool padding;
     bool strict;
@@ -127,14 +143,7 @@ void DecodeRun(const Base64Alphabet& alphabet, const char*& text, const char* en
 }
 
 unsigned int LineLengthOf(unsigned int lineMode) {
-    switch (lineMode) {
-    case 1:
-        return 64;
-    case 2:
-        return 76;
-    default:
-        return 0;
-    }
+    return lineMode == 1 ? 64 : lineMode == 2 ? 76 : 0;
 }
 
 /// Digits that `length` bytes take.
@@ -173,9 +182,9 @@ void Base64::ResetParametersToEncodingTypeDefaults() {
     outputFlag = settings.strict;
     padding = settings.padding;
     lineLength = settings.lineLength;
-    indexTable = settings.tables.index;
-    reverseIndexTable = settings.tables.reverse->data();
-    alphabet = settings.tables.alphabet;
+    indexTable = settings.alphabet.index;
+    reverseIndexTable = settings.alphabet.reverse;
+    alphabet = &settings.alphabet;
     if (type == BASE64_URL_ONE_LINE)
         lineSeparator.clear();
 }

@@ -29,27 +29,43 @@ enum eBase64Type : int {
 /// From a character to its digit value 0 to 63; 64 for the pad character, 255 for all others.
 using Base64ReverseTable = std::array<unsigned short, 256>;
 
+/// The reverse of an index table.
+constexpr Base64ReverseTable MakeBase64ReverseTable(const char (&index)[66]) {
+    Base64ReverseTable reverse{};
+    for (auto& value : reverse)
+        value = 255;
+    for (unsigned short value = 0; value < 65; ++value)
+        reverse[static_cast<unsigned char>(index[value])] = value;
+    return reverse;
+}
+
+#define LETTERS_AND_DIGITS "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"
+
 /// Index tables: the 64 digits in the order of their values, then the pad character; 65 characters and a terminating
 /// zero. All begin with A-Z, a-z, 0-9. Each has its reverse table.
-extern const char IndexTable_BASE64_DEFAULT[66];
-extern const char IndexTable_BASE64_URL[66];
-extern const char IndexTable_BASE64_YUI[66];
-extern const char IndexTable_BASE64_XML_NAME_TOKEN[66];
-extern const char IndexTable_BASE64_XML_IDENTIFIER[66];
-extern const char IndexTable_BASE64_PROGRAM_IDENTIFIER_V1[66];
-extern const char IndexTable_BASE64_PROGRAM_IDENTIFIER_V2[66];
-extern const char IndexTable_BASE64_REGEX[66];
-extern const char IndexTable_BASE64_FREENET[66];
+// clang-format off
+inline constexpr char IndexTable_BASE64_DEFAULT[66]               = LETTERS_AND_DIGITS "+/=";
+inline constexpr char IndexTable_BASE64_URL[66]                   = LETTERS_AND_DIGITS "-_=";
+inline constexpr char IndexTable_BASE64_YUI[66]                   = LETTERS_AND_DIGITS "._-";
+inline constexpr char IndexTable_BASE64_XML_NAME_TOKEN[66]        = LETTERS_AND_DIGITS ".- ";
+inline constexpr char IndexTable_BASE64_XML_IDENTIFIER[66]        = LETTERS_AND_DIGITS "_: ";
+inline constexpr char IndexTable_BASE64_PROGRAM_IDENTIFIER_V1[66] = LETTERS_AND_DIGITS "_- ";
+inline constexpr char IndexTable_BASE64_PROGRAM_IDENTIFIER_V2[66] = LETTERS_AND_DIGITS "._ ";
+inline constexpr char IndexTable_BASE64_REGEX[66]                 = LETTERS_AND_DIGITS "!- ";
+inline constexpr char IndexTable_BASE64_FREENET[66]               = LETTERS_AND_DIGITS "~-=";
 
-extern const Base64ReverseTable ReverseIndexTable_BASE64_DEFAULT;
-extern const Base64ReverseTable ReverseIndexTable_BASE64_URL;
-extern const Base64ReverseTable ReverseIndexTable_BASE64_YUI;
-extern const Base64ReverseTable ReverseIndexTable_BASE64_XML_NAME_TOKEN;
-extern const Base64ReverseTable ReverseIndexTable_BASE64_XML_IDENTIFIER;
-extern const Base64ReverseTable ReverseIndexTable_BASE64_PROGRAM_IDENTIFIER_V1;
-extern const Base64ReverseTable ReverseIndexTable_BASE64_PROGRAM_IDENTIFIER_V2;
-extern const Base64ReverseTable ReverseIndexTable_BASE64_REGEX;
-extern const Base64ReverseTable ReverseIndexTable_BASE64_FREENET;
+#undef LETTERS_AND_DIGITS
+
+inline constexpr Base64ReverseTable ReverseIndexTable_BASE64_DEFAULT               = MakeBase64ReverseTable(IndexTable_BASE64_DEFAULT);
+inline constexpr Base64ReverseTable ReverseIndexTable_BASE64_URL                   = MakeBase64ReverseTable(IndexTable_BASE64_URL);
+inline constexpr Base64ReverseTable ReverseIndexTable_BASE64_YUI                   = MakeBase64ReverseTable(IndexTable_BASE64_YUI);
+inline constexpr Base64ReverseTable ReverseIndexTable_BASE64_XML_NAME_TOKEN        = MakeBase64ReverseTable(IndexTable_BASE64_XML_NAME_TOKEN);
+inline constexpr Base64ReverseTable ReverseIndexTable_BASE64_XML_IDENTIFIER        = MakeBase64ReverseTable(IndexTable_BASE64_XML_IDENTIFIER);
+inline constexpr Base64ReverseTable ReverseIndexTable_BASE64_PROGRAM_IDENTIFIER_V1 = MakeBase64ReverseTable(IndexTable_BASE64_PROGRAM_IDENTIFIER_V1);
+inline constexpr Base64ReverseTable ReverseIndexTable_BASE64_PROGRAM_IDENTIFIER_V2 = MakeBase64ReverseTable(IndexTable_BASE64_PROGRAM_IDENTIFIER_V2);
+inline constexpr Base64ReverseTable ReverseIndexTable_BASE64_REGEX                 = MakeBase64ReverseTable(IndexTable_BASE64_REGEX);
+inline constexpr Base64ReverseTable ReverseIndexTable_BASE64_FREENET               = MakeBase64ReverseTable(IndexTable_BASE64_FREENET);
+// clang-format on
 
 struct Base64Alphabet;
 

@@ -7,7 +7,6 @@
 #include <cstring>
 #include <ctime>
 #include <limits>
-#include <vector>
 
 namespace Vantor {
 
@@ -28,44 +27,14 @@ bool EqualNoCase(char a, char b) {
     return ToLower(a) == ToLower(b);
 }
 
-bool Equal(char a, char b) {
-    return a == b;
-}
-
-/// Searches for a text that is not empty, in linear time however often it nearly matches (Knuth, Morris and Pratt).
-class Search {
-public:
-    using Equality = bool (*)(char, char);
-
-    Search(const std::string& what, Equality equality) : pattern(what), equal(equality), borders(what.size(), 0) {
-        std::size_t matched = 0;
-        for (std::size_t i = 1; i < pattern.size(); ++i)
-            borders[i] = matched = Extend(matched, pattern[i]);
-    }
-
-    /// Position of the first match at or after `from`, or npos.
-    std::size_t Find(const std::string& text, std::size_t from) const {
-        std::size_t matched = 0;
-        for (std::size_t i = from; i < text.size(); ++i) {
-            matched = Extend(matched, text[i]);
-            if (matched == pattern.size())
-                return i + 1 - matched;
-        }
+/// As std::string::find, which takes quadratic time where much nearly matches; the C library's search is linear.
+std::size_t Find(const std::string& text, const std::string& what, std::size_t from) {
+    if (from > text.size())
         return std::string::npos;
-    }
-
-private:
-    /// How much of the pattern has matched once `next` has come after the `matched` characters of it.
-    std::size_t Extend(std::size_t matched, char next) const {
-        while (matched > 0 && !equal(next, pattern[matched]))
-            matched = borders[matched - 1];
-        return equal(next, pattern[matched]) ? matched + 1 : matched;
-    }
-
-    const std::string& pattern;
-    Equality equal;
-    std::vector<std::size_t> borders; // for each prefix its longest proper prefix that is a suffix of it as well
-};
+    const void* const match = memmem(text.data() + from, text.size() - from, what.data(), what.size());
+    return match == nullptr ? std::string::npos
+                            : static_cast<std::size_t>(static_cast<const char*>(match) - text.data());
+}
 
 } // namespace
 
@@ -83,9 +52,7 @@ int nocase_cmp(const std::string& a, const std::string& b, int n) {
 }
 
 std::size_t nocase_find(const std::string& text, const std::string& what, std::size_t from) {
-    if (what.empty())
-        return from <= text.size() ? from : std::string::npos;
-    return Search(what, EqualNoCase).Find(text, from);
+    return Find(Str2Lower(text), Str2Lower(what), from);
 }
 
 bool nocase_StartsWith(const std::string& text, const std::string& prefix) {
@@ -128,10 +95,9 @@ void RemoveTrailingSpaces(std::string& text) {
 std::string replaceAll(const std::string& text, const std::string& from, const std::string& to) {
     if (from.empty())
         return text;
-    const Search search(from, Equal);
     std::string result;
     std::size_t copied = 0;
-    for (std::size_t match = 0; (match = search.Find(text, copied)) != std::string::npos; copied = match + from.size())
+    for (std::size_t match = 0; (match = Find(text, from, copied)) != std::string::npos; copied = match + from.size())
         result.append(text, copied, match - copied).append(to);
     return result.append(text, copied, std::string::npos);
 }
