@@ -5,22 +5,8 @@ function(lumoadmin_configure target)
   set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
   target_include_directories(${target} PUBLIC "${PROJECT_SOURCE_DIR}")
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
-  if(LUMOADMIN_WERROR)
-    target_compile_options(${target} PRIVATE -Werror)
-  endif()
   # armhf has 32-bit off_t and time_t unless asked; the log engine's public records hold a time_t, so users must agree.
   target_compile_definitions(${target} PUBLIC _FILE_OFFSET_BITS=64 _TIME_BITS=64)
-endfunction()
-
-# lumoadmin_uses_toolkit(<target>): for code that includes the toolkit's headers, and for all that links it. Their inline code
-# has times in its records, so these must have the size that the system's libraries were built with: on armhf 32 bits (the
-# toolkit's first message would end the program), where the compiler does not say otherwise by itself.
-include(CheckCXXSourceCompiles)
-check_cxx_source_compiles("#include <ctime>\nstatic_assert(sizeof(std::time_t) == 8);\nint main() {}" LUMOADMIN_SYSTEM_TIME_64)
-function(lumoadmin_uses_toolkit target)
-  if(NOT LUMOADMIN_SYSTEM_TIME_64)
-    target_compile_options(${target} PUBLIC -U_TIME_BITS)
-  endif()
 endfunction()
 
 # lumoadmin_library(<target> <source>...): a static library of one folder.
@@ -29,8 +15,8 @@ function(lumoadmin_library target)
   lumoadmin_configure(${target})
 endfunction()
 
-# Tests are compiled with precompiled headers, unless a compiler cache is at work, which keeps nothing compiled so, or the toolkit's
-# users have another size of time than the rest.
+# Tests are compiled with precompiled headers, unless a compiler cache is at work, which cannot cache such objects, or the
+# toolkit's users have another size of time than the rest.
 set(LUMOADMIN_TEST_PCH_DEFAULT ON)
 if(CMAKE_CXX_COMPILER_LAUNCHER OR NOT LUMOADMIN_SYSTEM_TIME_64)
   set(LUMOADMIN_TEST_PCH_DEFAULT OFF)
@@ -56,21 +42,29 @@ function(lumoadmin_test_code target)
   endif()
 endfunction()
 
-# lumoadmin_tests(<target> LABEL <unit|gui|system|...> [DESKTOP] [SCREEN WxH] [PCSCD] [TIMEOUT s] SOURCES ... LINK ...)
+# lumoadmin_tests(<target> LABEL <unit|gui|system|...> [LABELS <threads|leaks>...] [DESKTOP] [SCREEN WxH] [PCSCD] [TIMEOUT s]
+#                 SOURCES ... LINK ...)
 # A GoogleTest program. Each of its tests runs in a process and a private machine of its own (see scripts/sandbox);
 # DESKTOP adds a virtual display, of the size SCREEN if given, PCSCD a private PC/SC daemon with simulated readers.
+# LABELS are further ones, by which scripts/watched-tests chooses; each is also a target that builds its programs.
 function(lumoadmin_tests target)
-  cmake_parse_arguments(arg "DESKTOP;PCSCD;RUN_SERIAL" "LABEL;TIMEOUT;SCREEN" "SOURCES;LINK" ${ARGN})
+  cmake_parse_arguments(arg "DESKTOP;PCSCD" "LABEL;TIMEOUT;SCREEN" "LABELS;SOURCES;LINK" ${ARGN})
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
   endif()
   # An emulator takes twenty times as long where most is the processor's work, and so does a tool that watches.
-  if(CMAKE_CROSSCOMPILING_EMULATOR OR LUMOADMIN_TEST_RUNNER)
+  if(CMAKE_CROSSCOMPILING_EMULATOR)
     math(EXPR arg_TIMEOUT "5 * ${arg_TIMEOUT}")
   endif()
   add_executable(${target} ${arg_SOURCES})
   lumoadmin_test_code(${target})
   target_link_libraries(${target} PRIVATE ${arg_LINK})
+  foreach(label IN LISTS arg_LABELS)
+    if(NOT TARGET ${label})
+      add_custom_target(${label})
+    endif()
+    add_dependencies(${label} ${target})
+  endforeach()
   set(launcher "${PROJECT_SOURCE_DIR}/scripts/sandbox")
   if(arg_PCSCD)
     list(APPEND launcher "${PROJECT_SOURCE_DIR}/scripts/with-pcscd")
@@ -81,24 +75,13 @@ function(lumoadmin_tests target)
   if(arg_DESKTOP)
     list(APPEND launcher "${PROJECT_SOURCE_DIR}/scripts/with-desktop")
   endif()
-  # For a board: the private machine is this one's, the test itself is emulated.
+  # A board's emulator, or a tool that watches the test: inside the private machine, which is not emulated itself.
   list(APPEND launcher ${CMAKE_CROSSCOMPILING_EMULATOR})
-  # Presets for a tool that watches the tests (valgrind, say) put it in front of them and give them a label of its own.
-  list(APPEND launcher ${LUMOADMIN_TEST_RUNNER})
-  if(LUMOADMIN_TEST_LABEL)
-    set(arg_LABEL ${LUMOADMIN_TEST_LABEL})
-  endif()
   set_target_properties(${target} PROPERTIES CROSSCOMPILING_EMULATOR "${launcher}")
-  set(serial)
-  if(arg_RUN_SERIAL)
-    set(serial RUN_SERIAL TRUE)
-  endif()
-  # Under a slow tool the start of a process takes longer than most tests: there each program runs all of its tests in one,
-  # except those that make no sense or take too long there.
+  # Under a slow tool the start of a process takes longer than most tests: there each program runs all of its tests in one.
   if(LUMOADMIN_WHOLE_TEST_PROGRAMS)
-    add_test(NAME ${arg_LABEL}.${target}
-      COMMAND ${launcher} $<TARGET_FILE:${target}> "--gtest_filter=-${LUMOADMIN_TESTS_LEFT_OUT}")
-    set_tests_properties(${arg_LABEL}.${target} PROPERTIES LABELS "${arg_LABEL}" TIMEOUT 300)
+    add_test(NAME ${arg_LABEL}.${target} COMMAND ${target})
+    set_tests_properties(${arg_LABEL}.${target} PROPERTIES LABELS "${arg_LABEL};${arg_LABELS}" TIMEOUT ${arg_TIMEOUT})
     return()
   endif()
   # What the whole program writes is held against the schema of its file; units are free to write anything.
@@ -107,5 +90,5 @@ function(lumoadmin_tests target)
     set(environment ENVIRONMENT LUMOADMIN_VALIDATE=1)
   endif()
   gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-    TEST_PREFIX "${arg_LABEL}." PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT} ${serial} ${environment})
+    TEST_PREFIX "${arg_LABEL}." PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT} ${environment})
 endfunction()

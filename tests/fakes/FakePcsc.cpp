@@ -10,8 +10,7 @@
 #include <reader.h>
 #include <set>
 #include <sstream>
-
-#include "tests/fakes/FakePcscRecord.h"
+#include <unistd.h>
 
 namespace FakePcsc {
 
@@ -167,11 +166,6 @@ bool ScriptIsUsedUp() {
 void Note(std::string line) {
     const Lock lock(machineMutex);
     machine.trace.push_back({std::move(line), false});
-}
-
-void RecordForeignCall(std::string line) {
-    const Lock lock(machineMutex);
-    machine.trace.push_back({std::move(line), true});
 }
 
 std::vector<std::string> Trace() {
@@ -400,6 +394,13 @@ LONG SCardTransmit(SCARDHANDLE card, const SCARD_IO_REQUEST* sendPci, LPCBYTE ap
         return SCARD_E_INVALID_HANDLE;
     }
     return Fill(Answer::Bytes(std::string("\x90\0", 2)), buffer, *length, length);
+}
+
+// With the PC/SC calls, so that it is linked also where a sanitizer's library has a `sleep` of its own.
+unsigned int sleep(unsigned int seconds) {
+    const Lock lock(machineMutex);
+    machine.trace.push_back({"sleep(" + std::to_string(seconds) + ")", true});
+    return 0;
 }
 
 } // extern "C"

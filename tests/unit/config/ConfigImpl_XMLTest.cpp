@@ -1,4 +1,5 @@
 #include "config/ConfigImpl_XML.h"
+#include "tests/support/Valgrind.h"
 
 #include "ConfigFiles.h"
 #include "config/XmlDocument.h"
@@ -218,6 +219,7 @@ TEST_F(XmlBackendFiles, WhatTheProgramDoesNotKnowSurvives) {
 }
 
 TEST_F(XmlBackendFiles, LoadingAndSavingAThousandTimesLeavesTheBytes) {
+    NOT_UNDER_VALGRIND("too slow there");
     OpenOn("<config a=\"1\">\n  <!-- c -->\n  <lumo_Client>\n    <Version> 2.0 </Version>\n    <n>&#32;</n>\n"
            "  </lumo_Client>\n  <x y=\"&lt;&quot;\"/>\n</config>\n");
     ASSERT_TRUE(Set("lumo Client", "Language", "58"));
@@ -513,6 +515,7 @@ TEST_F(XmlBackendRefusal, ANulByteChangesNeitherFileNorMemory) {
 }
 
 TEST_F(XmlBackendRefusal, ADocumentThatTheNextStartWouldNotReadIsNeverWritten) {
+    NOT_UNDER_VALGRIND("too slow there");
     Open();
     Set("a", "k", "old");
     const std::string before = ReadFile(MachineFile);
@@ -755,6 +758,7 @@ TEST_F(XmlBackendUnreadable, APipeOrFolderInItsPlaceNeitherHangsNorGoesAway) {
 }
 
 TEST_F(XmlBackendUnreadable, NoDamageToAFileEndsTheProgram) {
+    NOT_UNDER_VALGRIND("too slow there");
     Open();
     for (int reader = 0; reader < 4; ++reader) {
         for (const char* key : {"IsSecure", "Reader", "ReaderName", "UseGUI", "UseBeep"}) {
@@ -789,6 +793,7 @@ TEST_F(XmlBackendUnreadable, NoDamageToAFileEndsTheProgram) {
 }
 
 TEST_F(XmlBackendSpeed, ListingTenThousandSubTreesIsLinear) {
+    NOT_UNDER_VALGRIND("measures time");
     // Given a node with 10,000 sub-trees, and one with a hundredth of them
     std::string document = "<config><few>";
     for (int i = 0; i < 100; ++i) {
@@ -819,6 +824,7 @@ TEST_F(XmlBackendSpeed, ListingTenThousandSubTreesIsLinear) {
 }
 
 TEST_F(XmlBackendSpeed, AChangeOfALargeFileCostsLittleMoreThanTheXmlWriterAlone) {
+    NOT_UNDER_VALGRIND("measures time");
     std::string document = "<config>";
     for (int i = 0; document.size() < 1000000; ++i) {
         const std::string name = "Reader" + std::to_string(i);

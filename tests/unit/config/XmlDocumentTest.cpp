@@ -1,6 +1,7 @@
 #include "config/XmlDocument.h"
 
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/Valgrind.h"
 
 #include <gtest/gtest.h>
 
@@ -189,6 +190,7 @@ std::string CanonicalByXmllint(const std::string& document) {
 } // namespace
 
 TEST(XmlDocument, EveryByteButNulSurvivesInAText) {
+    NOT_UNDER_VALGRIND("too slow there");
     std::mt19937 random(7);
     for (int round = 0; round < Documents; ++round) {
         Tree tree;
@@ -205,6 +207,7 @@ TEST(XmlDocument, EveryByteButNulSurvivesInAText) {
 }
 
 TEST(XmlDocument, AnotherReaderGetsTheSameCharacters) {
+    NOT_UNDER_VALGRIND("too slow there");
     std::mt19937 random(8);
     for (int round = 0; round < Documents; ++round) {
         Tree tree;
@@ -258,6 +261,7 @@ TEST(XmlDocument, DepthIsLimitedAlikeInBothDirections) {
 }
 
 TEST(XmlDocument, SizeIsLimitedAlikeInBothDirections) {
+    NOT_UNDER_VALGRIND("too slow there");
     EXPECT_TRUE(Parses(Sized(MaxXmlSize - Declaration.size())));
     EXPECT_FALSE(Parses(Sized(MaxXmlSize + 1)));
 
@@ -271,6 +275,7 @@ TEST(XmlDocument, SizeIsLimitedAlikeInBothDirections) {
 }
 
 TEST(XmlDocument, TheNumberOfElementsIsLimitedAlikeInBothDirections) {
+    NOT_UNDER_VALGRIND("too slow there");
     const auto many = [](std::size_t count, const std::string& element) {
         std::string text = "<a>";
         while (count-- > 0) {

@@ -15,6 +15,7 @@
 
 #include "tests/support/Privileges.h"
 #include "tests/support/Tracer.h"
+#include "tests/support/Valgrind.h"
 #include "tests/unit/logging/LoggerTest.h"
 
 using namespace Vantor;
@@ -589,6 +590,7 @@ bool IsRename(long call) {
 class KillTest : public LogFileTest, public testing::WithParamInterface<bool> {};
 
 TEST_P(KillTest, AtNoStopALineWhoseCallReturnedIsLost) {
+    NOT_UNDER_VALGRIND("traces system calls");
     constexpr int count = 14;
     const SharedNumber returned;
     const auto run = [&] {
@@ -651,6 +653,7 @@ void PrintTo(const Meeting& meeting, std::ostream* out) {
 class MeetingTest : public LogFileTest, public testing::WithParamInterface<Meeting> {};
 
 TEST_P(MeetingTest, AtNoStopOfOneDoTheLinesOfBothLoseAnything) {
+    NOT_UNDER_VALGRIND("traces system calls");
     test::clockTime = 0;
     const Meeting meeting = GetParam();
     constexpr int count = 12;

@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tests/support/Valgrind.h"
 #include "tests/unit/logging/LoggerTest.h"
 
 using namespace Vantor;
@@ -47,6 +48,7 @@ TEST_F(LoggingTest, AFreshLoggersLevelLetsDebugEntriesPass) {
 }
 
 TEST_F(LoggingTest, AFreshLoggerSplitsAfterTenThousandEntries) {
+    NOT_UNDER_VALGRIND("too slow there");
     log.OpenFileAndRotate(live);
     log.Enabled(true);
 
@@ -564,6 +566,7 @@ void ExpectAllLines(const std::string& text) {
 }
 
 TEST_F(LoggingTest, EightThreadsLoseAndTearNoLine) {
+    NOT_UNDER_VALGRIND("valgrind runs one thread at a time");
     Open();
     log.LogRotation(false, 0);
     LogFromThreads(log);
@@ -571,6 +574,7 @@ TEST_F(LoggingTest, EightThreadsLoseAndTearNoLine) {
 }
 
 TEST_F(LoggingTest, EightThreadsLoseAndTearNoLineWhileTheFileIsSplitByEntries) {
+    NOT_UNDER_VALGRIND("valgrind runs one thread at a time");
     Open(1000);
     LogFromThreads(log);
 
@@ -584,6 +588,7 @@ TEST_F(LoggingTest, EightThreadsLoseAndTearNoLineWhileTheFileIsSplitByEntries) {
 }
 
 TEST_F(LoggingTest, EightThreadsLoseAndTearNoLineWhileTheFileIsSplitBySize) {
+    NOT_UNDER_VALGRIND("valgrind runs one thread at a time");
     Open();
     log.LogRotation(false, 0);
     log.LogRotationFileSize(true, 100000);

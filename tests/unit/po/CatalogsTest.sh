@@ -129,9 +129,9 @@ case_ALanguageIsOneNewFile() {
   printf 'cmake_minimum_required(VERSION 3.25)\nproject(languages NONE)\nadd_subdirectory(po)\n' >"$tree/CMakeLists.txt"
 
   # when
-  cmake -G Ninja -S "$tree" -B "$work/build" >/dev/null
+  cmake -G Ninja -S "$tree" -B "$work/build" -DCMAKE_INSTALL_SYSCONFDIR=etc >/dev/null
   cmake --build "$work/build" >/dev/null
-  DESTDIR=$work/installed cmake --install "$work/build" >/dev/null
+  cmake --install "$work/build" --prefix "$work/installed" >/dev/null
 
   # then
   local language

@@ -2,6 +2,7 @@
 
 #include <winscard.h>
 
+#include "tests/support/Valgrind.h"
 #include "tests/unit/readers/ReaderTest.h"
 
 using ::testing::ElementsAre;
@@ -332,6 +333,7 @@ TEST_F(EnumReadersTest, ListsReadersWhoseServiceGoesAwayMeanwhile) {
 }
 
 TEST_F(EnumReadersTest, DescribesSixteenReadersAThousandTimesAndGivesAllHandlesBack) {
+    NOT_UNDER_VALGRIND("too slow there");
     RemoveCallbacks();
     for (int i = 0; i < 16; ++i) {
         FakePcsc::AddReader(ReaderWithCard("Reader " + std::to_string(i)));

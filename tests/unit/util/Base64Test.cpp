@@ -1,4 +1,5 @@
 #include "util/Base64.h"
+#include "tests/support/Valgrind.h"
 #include "tests/unit/util/ProcessorTime.h"
 #include "tests/unit/util/TurkishLocale.h"
 
@@ -609,6 +610,7 @@ TEST(b64decode, TellsABadTextFromASmallBuffer) {
 }
 
 TEST(Base64, WorksOnMegabytesInOnePass) {
+    NOT_UNDER_VALGRIND("too slow there");
     const Bytes data = RandomBytes(8U << 20);
     const double seconds = ProcessorSeconds([&] {
         for (const int type : {0, 1, 2, 5}) {

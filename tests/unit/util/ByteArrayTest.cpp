@@ -1,4 +1,5 @@
 #include "util/ByteArray.h"
+#include "tests/support/Valgrind.h"
 #include "tests/unit/util/ProcessorTime.h"
 #include "tests/unit/util/TurkishLocale.h"
 
@@ -423,6 +424,7 @@ TEST(ByteArray, PadleftFillsUpAtTheFront) {
 }
 
 TEST(ByteArray, WorksOnMegabytesInOnePass) {
+    NOT_UNDER_VALGRIND("too slow there");
     constexpr unsigned int SIZE = 4U << 20;
     const double seconds = ProcessorSeconds([] {
         ByteArray array;

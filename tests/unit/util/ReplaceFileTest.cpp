@@ -1,4 +1,5 @@
 #include "util/ReplaceFile.h"
+#include "tests/support/Valgrind.h"
 
 #include "FileTests.h"
 
@@ -192,6 +193,7 @@ TEST_F(ReplaceFileTest, LeavesTheFileThatALivingProgramIsWriting) {
 }
 
 TEST_F(ReplaceFileTest, AReaderNeverSeesAPart) {
+    NOT_UNDER_VALGRIND("valgrind runs one thread at a time");
     // Given a process that replaces the file by turns with two contents
     const std::string contents[] = {std::string(200000, 'a'), std::string(90000, 'b')};
     ASSERT_TRUE(ReplaceFile(file, contents[0]));
@@ -283,6 +285,7 @@ TEST_F(ReplaceFileTest, TheLimitOfAFilesSizeLeavesTheOldFile) {
 }
 
 TEST_F(ReplaceFileTest, TooFewFileDescriptorsLeaveTheOldFile) {
+    NOT_UNDER_VALGRIND("counts descriptors, of which valgrind holds some");
     WriteFile(file, "old");
     const int next = dup(0); // the lowest free one
     close(next);
@@ -302,6 +305,7 @@ TEST_F(ReplaceFileTest, TooFewFileDescriptorsLeaveTheOldFile) {
 }
 
 TEST_F(ReplaceFileTest, AKillAtAnyMomentLeavesAWholeFile) {
+    NOT_UNDER_VALGRIND("too slow there");
     const std::string contents[] = {std::string(300000, 'a'), std::string(100000, 'b')};
     ASSERT_TRUE(ReplaceFile(file, contents[0]));
     std::mt19937 random(99);
