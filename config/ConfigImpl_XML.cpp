@@ -7,6 +7,7 @@
 #include "posix/SystemCalls.h"
 #include "util/Base64.h"
 #include "util/FileAndDirectory.h"
+#include "util/FilePlace.h"
 #include "util/ReplaceFile.h"
 
 #include <boost/property_tree/stream_translator.hpp>
@@ -19,6 +20,7 @@
 #include <locale>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace Vantor {
 
@@ -107,18 +109,20 @@ std::string MakeFileName(const std::string& base, const char* maker, const std::
 
 enum class Found { Nothing, Text, Unreadable };
 
-/// Fetches a whole file. Only regular files are opened: a pipe of that name would never end.
+/// Fetches a whole file. Only regular files are read: a pipe of that name would never end.
 Found FetchFile(const std::string& file, std::string& text) {
-    struct stat status = {};
-    if (stat(file.c_str(), &status) != 0) {
+    // By the links that a save follows: what another's link leads to must not get into a file of ours.
+    const FileDescriptor opened = FilePlace::Open(file).OpenFile(O_RDONLY);
+    if (!opened.IsOpen()) {
         return errno == ENOENT || errno == ENOTDIR ? Found::Nothing : Found::Unreadable;
     }
-    if (!S_ISREG(status.st_mode) || status.st_size > static_cast<off_t>(MaxXmlSize)) {
+    struct stat status = {};
+    if (fstat(opened.Get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+        status.st_size > static_cast<off_t>(MaxXmlSize)) {
         return Found::Unreadable;
     }
-    const FileDescriptor opened(RetryOnInterrupt([&] { return open(file.c_str(), O_RDONLY | O_CLOEXEC); }));
     text = ReadStart(opened, static_cast<std::size_t>(status.st_size));
-    return opened.IsOpen() && static_cast<off_t>(text.size()) == status.st_size ? Found::Text : Found::Unreadable;
+    return static_cast<off_t>(text.size()) == status.st_size ? Found::Text : Found::Unreadable;
 }
 
 } // namespace
@@ -169,12 +173,15 @@ bool ConfigImpl_XML::write(ConfigType type) {
 }
 
 bool ConfigImpl_XML::WriteDocument(Store& store, const std::string& document) {
-    const std::string keptAs = store.unreadable ? store.file + ".unreadable" : std::string();
-    if (!ReplaceFile(store.file, document, keptAs)) {
+    if (!std::exchange(store.clearedUp, true)) {
+        RemoveLeftovers(store.file);
+    }
+    // Once kept it stays so, whatever comes of the write: from now on the file may be one of ours.
+    if (store.unreadable && !KeepFile(store.file, store.file + ".unreadable")) {
         return false;
     }
     store.unreadable = false;
-    return true;
+    return ReplaceFile(store.file, document);
 }
 
 template <typename T>

@@ -13,7 +13,7 @@ namespace Vantor {
 ///
 /// The files are /etc/vantor/NAME/config and HOME/.vantor/NAME/config; in them, one element for each path part and
 /// key below the root element "config". A file that cannot be read leaves its tree empty and is kept as
-/// "config.unreadable" beside it when the first change replaces it.
+/// "config.unreadable" beside it before the first change replaces it.
 ///
 /// A change that XML cannot carry (a NUL byte, an element name that is empty or holds a blank, a document larger than
 /// the reader accepts) is refused: false, file and tree as before. A change that cannot be written is false too, but
@@ -52,7 +52,8 @@ private:
     struct Store {
         Tree tree;
         std::string file;
-        bool unreadable = false; ///< the file on disk holds something that we could not take in
+        bool unreadable = false; ///< the file on disk holds something that we could not take in, and is not kept yet
+        bool clearedUp = false;  ///< what killed programs left was looked for
     };
 
     Store& GetStore(ConfigType type) { return type == CONFIG_ALLUSERS ? machine : user; }

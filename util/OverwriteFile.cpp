@@ -2,6 +2,7 @@
 
 #include "posix/SystemCalls.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -23,6 +24,33 @@ bool CutTo(const FileDescriptor& file, off_t size) {
     return RetryOnInterrupt([&] { return ftruncate(file.Get(), size); }) == 0;
 }
 
+// In milliseconds. Far longer than another writer needs, unless it is stopped meanwhile.
+constexpr int LongestWait = 2000;
+constexpr int WaitBetween = 10;
+
+/// Asks for the lock on the whole file, which ends with the descriptor, or who holds one.
+bool Ask(const FileDescriptor& file, int command, struct flock& lock) {
+    lock = {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    return RetryOnInterrupt([&] { return fcntl(file.Get(), command, &lock); }) == 0;
+}
+
+/// Locks out others who overwrite the file, which takes the right to write it. A lock for reading is not theirs, and
+/// does not count: else everybody who may read the file could stop all saves. A file system without locks has no
+/// others to be found. @return false when another one holds the file all the time
+bool LockOutOthers(const FileDescriptor& file) {
+    struct flock lock = {};
+    for (int waited = 0; waited < LongestWait; waited += WaitBetween) {
+        if (Ask(file, F_OFD_SETLK, lock) || (errno != EAGAIN && errno != EACCES) ||
+            (Ask(file, F_OFD_GETLK, lock) && lock.l_type == F_RDLCK)) {
+            return true;
+        }
+        usleep(WaitBetween * 1000);
+    }
+    return false;
+}
+
 /// Puts back what can be put back; the caller reports failure in any case.
 void Restore(const FileDescriptor& file, const std::string& old, off_t size) {
     if (static_cast<off_t>(old.size()) == size && WriteAt(file, 0, old)) {
@@ -34,7 +62,7 @@ void Restore(const FileDescriptor& file, const std::string& old, off_t size) {
 
 bool OverwriteFile(const FileDescriptor& file, const std::string& content) {
     struct stat status = {};
-    if (fstat(file.Get(), &status) != 0) {
+    if (!LockOutOthers(file) || fstat(file.Get(), &status) != 0) {
         return false;
     }
     const off_t size = status.st_size;

@@ -1,5 +1,6 @@
 #include "util/ReplaceFile.h"
 
+#include "posix/FileSizeSignal.h"
 #include "posix/SystemCalls.h"
 #include "util/OverwriteFile.h"
 #include "util/TemporaryFile.h"
@@ -8,155 +9,119 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <climits>
-#include <vector>
-
 namespace Vantor {
 
 namespace {
 
-/// As many links as the kernel follows.
-constexpr int MaxLinks = 40;
+/// A larger file is none of ours: no time and room is spent on a copy.
+constexpr off_t MaxCopied = off_t{16} << 20;
 
-/// Follows a path's last component to the file that is meant, which need not exist; "" for links in a circle.
-std::string FollowLinks(std::string path) {
-    for (int i = 0; i < MaxLinks; ++i) {
-        std::vector<char> target(PATH_MAX);
-        const ssize_t length = readlink(path.c_str(), target.data(), target.size());
-        if (length < 0) {
-            return path;
-        }
-        if (target.front() == '/') {
-            path.clear();
-        }
-        path.erase(path.rfind('/') + 1);
-        path.append(target.data(), static_cast<std::size_t>(length));
-    }
-    return std::string();
-}
+/// A file that may be written, or the place for one.
+struct Target {
+    FilePlace place;
+    FileDescriptor old; ///< empty when there is no file yet
+    struct stat status = {};
 
-/// Makes the last change of the folder permanent. A folder that may not be read can only be reached through a file in
-/// it, together with everything else on its file system.
-bool SyncFolder(const FilePlace& place, const FileDescriptor& file) {
-    return place.listable ? Sync(place.folder) : syncfs(file.Get()) == 0;
-}
-
-enum class Outcome { Done, Failed, NotPermitted };
-
-/// One replacement of one file.
-class Replacement {
-public:
     /// False when the file may not be opened for writing, or is none that can be replaced.
     bool Open(const std::string& path) {
-        OpenPlace(path);
-        if (!old.IsOpen() && errno == ELOOP) {
-            OpenPlace(FollowLinks(path));
+        place = FilePlace::Open(path);
+        // Reading is of use but not needed.
+        old = place.OpenFile(O_RDWR);
+        if (!old.IsOpen() && errno == EACCES) {
+            old = place.OpenFile(O_WRONLY);
         }
         if (!old.IsOpen()) {
             return place.folder.IsOpen() && errno == ENOENT;
         }
         return fstat(old.Get(), &status) == 0 && S_ISREG(status.st_mode);
     }
-
-    bool Run(const std::string& content, const std::string& keepAs) {
-        TemporaryFile::RemoveLeftovers(place);
-        const Outcome outcome = MoveNewOver(content, keepAs);
-        if (outcome != Outcome::NotPermitted) {
-            return outcome == Outcome::Done;
-        }
-        // In place, so a link to the old file would not keep its content.
-        return old.IsOpen() && (keepAs.empty() || KeepByCopy(FilePlace::Open(keepAs))) && OverwriteFile(old, content);
-    }
-
-private:
-    /// Opens the folder and the file, if there is one. Without `old`, errno says why.
-    void OpenPlace(const std::string& path) {
-        place = FilePlace::Open(path);
-        if (!place.folder.IsOpen()) {
-            return;
-        }
-        // Reading is of use but not needed.
-        old = OpenOld(O_RDWR);
-        if (!old.IsOpen() && errno == EACCES) {
-            old = OpenOld(O_WRONLY);
-        }
-    }
-
-    FileDescriptor OpenOld(int access) const {
-        constexpr int flags = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-        return FileDescriptor(
-            RetryOnInterrupt([&] { return openat(place.folder.Get(), place.name.c_str(), access | flags); }));
-    }
-
-    Outcome MoveNewOver(const std::string& content, const std::string& keepAs) const {
-        TemporaryFile fresh(place);
-        if (!(old.IsOpen() ? fresh.CreateLike(old, status) : fresh.Create())) {
-            return Refusal(errno);
-        }
-        if (!WriteAndSync(fresh.File(), content) || !Keep(keepAs)) {
-            return Outcome::Failed;
-        }
-        if (!fresh.MoveOver()) {
-            return Refusal(errno);
-        }
-        return SyncFolder(place, fresh.File()) ? Outcome::Done : Outcome::Failed;
-    }
-
-    /// Tells lack of rights, where writing in place may still be allowed, from failure.
-    static Outcome Refusal(int error) {
-        switch (error) {
-        case EACCES:
-        case EPERM:
-        case EROFS:
-        case EINVAL: // an owner that this user namespace cannot name
-        case EBUSY:  // the file is a mount point
-            return Outcome::NotPermitted;
-        default:
-            return Outcome::Failed;
-        }
-    }
-
-    bool Keep(const std::string& keepAs) const {
-        if (keepAs.empty() || !old.IsOpen()) {
-            return true;
-        }
-        const FilePlace kept = FilePlace::Open(keepAs);
-        return kept.folder.IsOpen() && (KeepByLink(kept) || KeepByCopy(kept));
-    }
-
-    bool KeepByLink(const FilePlace& kept) const {
-        if (!Link(kept)) {
-            if (errno != EEXIST || unlinkat(kept.folder.Get(), kept.name.c_str(), 0) != 0 || !Link(kept)) {
-                return false;
-            }
-        }
-        return SyncFolder(kept, old);
-    }
-
-    bool Link(const FilePlace& kept) const {
-        return linkat(place.folder.Get(), place.name.c_str(), kept.folder.Get(), kept.name.c_str(), 0) == 0;
-    }
-
-    bool KeepByCopy(const FilePlace& kept) const {
-        if (!kept.folder.IsOpen()) {
-            return false;
-        }
-        const FileDescriptor source = OpenOld(O_RDONLY);
-        TemporaryFile copy(kept);
-        return source.IsOpen() && copy.CreateLike(old, status) && CopyAll(source.Get(), copy.File().Get()) &&
-               Sync(copy.File()) && copy.MoveOver() && SyncFolder(kept, copy.File());
-    }
-
-    FilePlace place;
-    FileDescriptor old; ///< empty when there is no file yet
-    struct stat status = {};
 };
+
+enum class Outcome { Done, Failed, NotPermitted };
+
+/// Tells lack of rights, where writing in place may still be allowed, from failure.
+Outcome Refusal(int error) {
+    switch (error) {
+    case EACCES:
+    case EPERM:
+    case EROFS:
+    case EINVAL: // a group that this user namespace cannot name
+    case EBUSY:  // the file is a mount point
+        return Outcome::NotPermitted;
+    default:
+        return Outcome::Failed;
+    }
+}
+
+Outcome MoveNewOver(const Target& target, const std::string& content) {
+    TemporaryFile fresh(target.place);
+    if (!(target.old.IsOpen() ? fresh.CreateLike(target.old, target.status) : fresh.Create())) {
+        return Refusal(errno);
+    }
+    if (!WriteAndSync(fresh.File(), content)) {
+        return Outcome::Failed;
+    }
+    if (!fresh.MoveOver()) {
+        return Refusal(errno);
+    }
+    return target.place.Sync(fresh.File()) ? Outcome::Done : Outcome::Failed;
+}
+
+/// A second hard link means that somebody who may write in the folder, but not the file, may have given another's file
+/// this name (the kernel forbids that only if fs.protected_hardlinks is set). Whose file it is does not matter: it is
+/// root's and the caller's own that are worth it.
+bool MayBeOverwritten(const Target& target) {
+    return target.old.IsOpen() && target.status.st_nlink <= 1;
+}
+
+bool KeepByCopy(const Target& target, const FilePlace& kept) {
+    TemporaryFile copy(kept);
+    return target.status.st_size <= MaxCopied && copy.CreateLike(target.old, target.status) &&
+           CopyAll(target.old.Get(), copy.File().Get()) && Sync(copy.File()) && copy.MoveOver() &&
+           kept.Sync(copy.File());
+}
+
+bool Link(const Target& target, const FilePlace& kept) {
+    return linkat(target.place.folder.Get(), target.place.name.c_str(), kept.folder.Get(), kept.name.c_str(), 0) == 0;
+}
+
+bool KeepByLink(const Target& target, const FilePlace& kept) {
+    if (!Link(target, kept) &&
+        (errno != EEXIST || unlinkat(kept.folder.Get(), kept.name.c_str(), 0) != 0 || !Link(target, kept))) {
+        return false;
+    }
+    // The name may have been given to another file meanwhile.
+    struct stat linked = {};
+    return fstatat(kept.folder.Get(), kept.name.c_str(), &linked, AT_SYMLINK_NOFOLLOW) == 0 &&
+           IsSameFile(linked, target.status) && kept.Sync(target.old);
+}
 
 } // namespace
 
-bool ReplaceFile(const std::string& path, const std::string& content, const std::string& keepAs) {
-    Replacement replacement;
-    return replacement.Open(path) && replacement.Run(content, keepAs);
+bool ReplaceFile(const std::string& path, const std::string& content) {
+    const NoFileSizeSignal limitIsAnError;
+    Target target;
+    if (!target.Open(path)) {
+        return false;
+    }
+    const Outcome outcome = MoveNewOver(target, content);
+    return outcome == Outcome::Done ||
+           (outcome == Outcome::NotPermitted && MayBeOverwritten(target) && OverwriteFile(target.old, content));
+}
+
+bool KeepFile(const std::string& path, const std::string& keepAs) {
+    const NoFileSizeSignal limitIsAnError;
+    Target target;
+    if (!target.Open(path)) {
+        return false;
+    }
+    const FilePlace kept = FilePlace::Open(keepAs, FilePlace::LastName::Keep);
+    TemporaryFile::RemoveLeftovers(kept);
+    return !target.old.IsOpen() || (kept.folder.IsOpen() && (KeepByCopy(target, kept) || KeepByLink(target, kept)));
+}
+
+void RemoveLeftovers(const std::string& path) {
+    TemporaryFile::RemoveLeftovers(FilePlace::Open(path));
 }
 
 } // namespace Vantor

@@ -10,7 +10,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <atomic>
 #include <string_view>
 #include <vector>
 
@@ -23,18 +22,23 @@ constexpr int MaxAttempts = 100;
 constexpr mode_t PermissionBits = 07777;
 constexpr const char* AccessControlList = "system.posix_acl_access";
 
-int OpenFolder(const std::string& folder, int access) {
-    return RetryOnInterrupt([&] { return open(folder.c_str(), access | O_DIRECTORY | O_CLOEXEC); });
-}
-
-std::string NextName(const std::string& name) {
-    static std::atomic<unsigned> count{0};
-    return name + Mark + std::to_string(getpid()) + "-" + std::to_string(count++);
+/// One that nobody can guess and take beforehand; "" with errno set when the system gives no random numbers.
+std::string RandomName(const std::string& name) {
+    std::array<unsigned char, 8> random{};
+    if (getentropy(random.data(), random.size()) != 0) {
+        return std::string();
+    }
+    constexpr const char* digits = "0123456789abcdef";
+    std::string result = name + Mark;
+    for (const unsigned byte : random) {
+        result.append({digits[byte / 16], digits[byte % 16]});
+    }
+    return result;
 }
 
 bool IsTemporaryName(std::string_view candidate, std::string_view prefix) {
     return candidate.substr(0, prefix.size()) == prefix &&
-           candidate.find_first_not_of("0123456789-", prefix.size()) == std::string_view::npos;
+           candidate.find_first_not_of("0123456789abcdef-", prefix.size()) == std::string_view::npos;
 }
 
 bool Lock(const FileDescriptor& file) {
@@ -47,10 +51,12 @@ bool Claim(const FileDescriptor& file, struct stat& status) {
     return (Lock(file) || errno != EWOULDBLOCK) && fstat(file.Get(), &status) == 0 && status.st_nlink > 0;
 }
 
+/// Gives a file the list of another one, or none, where the folder has given it one.
 bool CopyAccessControlList(const FileDescriptor& from, const FileDescriptor& to) {
+    const auto isNone = [] { return errno == ENODATA || errno == EOPNOTSUPP || errno == ENOSYS; };
     const ssize_t size = fgetxattr(from.Get(), AccessControlList, nullptr, 0);
     if (size <= 0) { // most files have none
-        return size == 0 || errno == ENODATA || errno == EOPNOTSUPP || errno == ENOSYS;
+        return (size == 0 || isNone()) && (fremovexattr(to.Get(), AccessControlList) == 0 || isNone());
     }
     std::vector<char> list(static_cast<std::size_t>(size));
     return fgetxattr(from.Get(), AccessControlList, list.data(), list.size()) == size &&
@@ -59,12 +65,18 @@ bool CopyAccessControlList(const FileDescriptor& from, const FileDescriptor& to)
 
 bool TakeOver(const FileDescriptor& file, const struct stat& own, const FileDescriptor& model,
               const struct stat& wanted) {
+    mode_t mode = wanted.st_mode & PermissionBits;
     if ((own.st_uid != wanted.st_uid || own.st_gid != wanted.st_gid) &&
         fchown(file.Get(), wanted.st_uid, wanted.st_gid) != 0) {
-        return false;
+        constexpr auto anyOwner = static_cast<uid_t>(-1);
+        // EINVAL: an owner that this user namespace cannot name
+        if ((errno != EPERM && errno != EINVAL) || fchown(file.Get(), anyOwner, wanted.st_gid) != 0) {
+            return false;
+        }
+        mode &= ~static_cast<mode_t>(S_ISUID | S_ISGID); // they would lend the rights of another
     }
-    // After the owner, whose change clears some of these bits.
-    return fchmod(file.Get(), wanted.st_mode & PermissionBits) == 0 && CopyAccessControlList(model, file);
+    // In this order: owner and list change some bits of the mode, and the mode opens what a list of the folder's says.
+    return CopyAccessControlList(model, file) && fchmod(file.Get(), mode) == 0;
 }
 
 std::vector<std::string> ListTemporaryFiles(const FilePlace& place) {
@@ -85,24 +97,6 @@ std::vector<std::string> ListTemporaryFiles(const FilePlace& place) {
 }
 
 } // namespace
-
-FilePlace FilePlace::Open(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    const std::size_t begin = slash == std::string::npos ? 0 : slash + 1;
-    const std::string folder = begin == 0 ? "." : path.substr(0, begin);
-    FilePlace place;
-    place.name = path.substr(begin);
-    if (place.name.empty()) {
-        errno = EISDIR;
-        return place;
-    }
-    place.folder = FileDescriptor(OpenFolder(folder, O_RDONLY));
-    place.listable = place.folder.IsOpen();
-    if (!place.listable && errno == EACCES) {
-        place.folder = FileDescriptor(OpenFolder(folder, O_PATH));
-    }
-    return place;
-}
 
 TemporaryFile::~TemporaryFile() {
     Discard();
@@ -128,7 +122,10 @@ bool TemporaryFile::CreateLike(const FileDescriptor& model, const struct stat& s
 bool TemporaryFile::Create(unsigned mode, struct stat& own) {
     constexpr int access = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
     for (int attempt = 0; attempt < MaxAttempts; ++attempt) {
-        const std::string candidate = NextName(place.name);
+        const std::string candidate = RandomName(place.name);
+        if (candidate.empty()) {
+            return false;
+        }
         file = FileDescriptor(
             RetryOnInterrupt([&] { return openat(place.folder.Get(), candidate.c_str(), access, mode); }));
         if (file.IsOpen()) {
@@ -164,7 +161,7 @@ void TemporaryFile::Discard() {
 void TemporaryFile::RemoveLeftovers(const FilePlace& place) {
     for (const std::string& leftover : ListTemporaryFiles(place)) {
         const FileDescriptor held(
-            openat(place.folder.Get(), leftover.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+            openat(place.folder.Get(), leftover.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
         if (held.IsOpen() && Lock(held)) {
             unlinkat(place.folder.Get(), leftover.c_str(), 0);
         }

@@ -1,23 +1,13 @@
 // A new file that is to take the place of another one in the same folder.
 #pragma once
 
-#include "posix/FileDescriptor.h"
+#include "util/FilePlace.h"
 
 #include <string>
 
 struct stat;
 
 namespace Vantor {
-
-/// A file's name and its opened folder: what happens to the folder's path meanwhile makes no difference.
-struct FilePlace {
-    FileDescriptor folder;
-    std::string name;
-    bool listable = false; ///< the folder may be read: listed, and written to the medium
-
-    /// @return a place without folder when the path has no file name or the folder cannot be opened, with errno set
-    static FilePlace Open(const std::string& path);
-};
 
 /// Exists from Create on, locked, so that others can tell it from what a killed program left; removed when this object
 /// ends without MoveOver.
@@ -32,15 +22,16 @@ public:
     /// Creates the file with 0666 less the umask.
     /// @return false on failure, with errno set
     [[nodiscard]] bool Create();
-    /// Creates the file with mode, owner, group and access control list of another one; none but the owner may read it
-    /// before it has them.
+    /// Creates the file with mode, group and access control list of another one, whatever the folder's default list
+    /// says; none but the owner may read it before it has them. Where it cannot have the other's owner as well, it is
+    /// the caller's, without set-user-ID and set-group-ID.
     [[nodiscard]] bool CreateLike(const FileDescriptor& model, const struct stat& status);
     /// Gives the file its final name.
     [[nodiscard]] bool MoveOver();
 
     const FileDescriptor& File() const { return file; }
 
-    /// Removes the temporary files of the place that no living program holds.
+    /// Removes the temporary files of the place that no living program holds and that the caller may read.
     static void RemoveLeftovers(const FilePlace& place);
 
 private:

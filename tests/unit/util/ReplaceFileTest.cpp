@@ -17,7 +17,10 @@ using namespace test;
 namespace {
 
 using ReplaceFileTest = FileTest;
-using ReplaceFileKeeping = FileTest;
+class ReplaceFileKeeping : public FileTest {
+protected:
+    const std::string kept = file + ".kept";
+};
 using ReplaceFileInPlace = FileTest;
 
 const std::vector<std::string> OnlyConfig = {"config"};
@@ -161,9 +164,9 @@ TEST_F(ReplaceFileTest, LeavesAloneWhatIsNoRegularFile) {
 
 TEST_F(ReplaceFileTest, RemovesWhatAKilledRunLeft) {
     WriteFile(file + Leftover, "half a fi");
-    WriteFile(file + ".saving-99-0", "");
-    EXPECT_TRUE(ReplaceFile(file, "new"));
-    EXPECT_EQ(ListFolder(folder), OnlyConfig);
+    WriteFile(file + ".saving-0123456789abcdef", "");
+    RemoveLeftovers(file);
+    EXPECT_EQ(ListFolder(folder), std::vector<std::string>());
 }
 
 TEST_F(ReplaceFileTest, RemovesNothingElse) {
@@ -174,22 +177,22 @@ TEST_F(ReplaceFileTest, RemovesNothingElse) {
     }
     std::filesystem::create_directory(folder + "/config.saving-2-2");
     std::filesystem::create_symlink("other.saving-1-1", folder + "/config.saving-3-3");
-    EXPECT_TRUE(ReplaceFile(file, "new"));
+    RemoveLeftovers(file);
     for (const std::string& name : others) {
         EXPECT_EQ(ReadFile(folder + "/" + name), "precious") << name;
     }
-    EXPECT_EQ(ListFolder(folder).size(), others.size() + 3);
+    EXPECT_EQ(ListFolder(folder).size(), others.size() + 2);
 }
 
 TEST_F(ReplaceFileTest, LeavesTheFileThatALivingProgramIsWriting) {
     WriteFile(file + Leftover, "being written");
     const int held = open((file + Leftover).c_str(), O_RDWR);
     ASSERT_EQ(flock(held, LOCK_EX), 0);
-    EXPECT_TRUE(ReplaceFile(file, "new"));
+    RemoveLeftovers(file);
     EXPECT_EQ(ReadFile(file + Leftover), "being written");
     close(held);
-    EXPECT_TRUE(ReplaceFile(file, "newer"));
-    EXPECT_EQ(ListFolder(folder), OnlyConfig);
+    RemoveLeftovers(file);
+    EXPECT_EQ(ListFolder(folder), std::vector<std::string>());
 }
 
 TEST_F(ReplaceFileTest, AReaderNeverSeesAPart) {
@@ -276,10 +279,10 @@ TEST_F(ReplaceFileTest, AReadOnlyDiskLeavesTheOldFile) {
 
 TEST_F(ReplaceFileTest, TheLimitOfAFilesSizeLeavesTheOldFile) {
     WriteFile(file, "old");
-    signal(SIGXFSZ, SIG_IGN);
     const rlimit limit = {1000, 1000};
-    EXPECT_FALSE(InAnotherProcess(
-        [&] { return setrlimit(RLIMIT_FSIZE, &limit) == 0 && ReplaceFile(file, std::string(2000, 'x')); }));
+    EXPECT_TRUE(InAnotherProcess([&] {
+        return setrlimit(RLIMIT_FSIZE, &limit) == 0 && !ReplaceFile(file, std::string(2000, 'x'));
+    })) << "a signal ended the program";
     EXPECT_EQ(ReadFile(file), "old");
     EXPECT_EQ(ListFolder(folder), OnlyConfig);
 }
@@ -325,7 +328,7 @@ TEST_F(ReplaceFileTest, AKillAtAnyMomentLeavesAWholeFile) {
         replaced += read == contents[1] ? 1 : 0;
     }
     EXPECT_GT(replaced, 0);
-    EXPECT_TRUE(ReplaceFile(file, "end"));
+    RemoveLeftovers(file);
     EXPECT_EQ(ListFolder(folder), OnlyConfig) << "what 200 killed runs left is gone";
 }
 
@@ -356,6 +359,20 @@ TEST_F(ReplaceFileInPlace, AMountedFileOnAFullDiskStaysWhole) {
     // Then nothing changed
     EXPECT_TRUE(ReadFile(file) == old);
     EXPECT_TRUE(ReplaceFile(file, std::string(6000, 'x')));
+}
+
+TEST_F(ReplaceFileInPlace, AFileWithASecondNameIsNotOverwritten) {
+    // Given another's file under the name of the one that is to be overwritten
+    WriteFile(folder + "/precious", "precious");
+    std::filesystem::create_hard_link(folder + "/precious", folder + "/source");
+    WriteFile(file, "");
+    ASSERT_EQ(mount((folder + "/source").c_str(), file.c_str(), "", MS_BIND, nullptr), 0);
+    // Then it stays
+    EXPECT_FALSE(ReplaceFile(file, "new"));
+    EXPECT_EQ(ReadFile(folder + "/precious"), "precious");
+    // And when it has one name, it is overwritten
+    std::filesystem::remove(folder + "/precious");
+    EXPECT_TRUE(ReplaceFile(file, "new"));
 }
 
 namespace {
@@ -407,7 +424,7 @@ TEST_P(ReplaceFileAsOrdinaryUser, DoesWhatTheRightsAllow) {
         EXPECT_EQ(ReadFile(path), rights.succeeds ? "new" : "the old content");
         EXPECT_EQ(ListFolder(place), OnlyConfig);
         EXPECT_EQ(Mode(path), rights.fileMode == 0 ? 0644u : rights.fileMode);
-        EXPECT_EQ(Status(path).st_uid, rights.fileOwner);
+        EXPECT_EQ(Status(path).st_uid, rights.sameFile ? rights.fileOwner : OrdinaryUser);
         EXPECT_EQ(Status(path).st_gid, rights.group);
     }
     if (rights.fileMode != 0) {
@@ -428,7 +445,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Rights{"FolderNotReadable", OrdinaryUser, 0300, OrdinaryUser, 0644, true, false},
                     Rights{"FolderNeitherReadableNorWritable", 0, 0711, OrdinaryUser, 0644, true, true},
                     Rights{"OwnFileOfAnothersGroup", OrdinaryUser, 0755, OrdinaryUser, 0664, true, true, 0},
-                    Rights{"AnothersFileWritableByAll", OrdinaryUser, 0755, 0, 0666, true, true},
+                    Rights{"AnothersFileWritableByAll", OrdinaryUser, 0755, 0, 0666, true, false},
                     Rights{"AnothersFileInAStickyFolder", 0, 01777, 0, 0666, true, true},
                     Rights{"OwnFileNotReadable", OrdinaryUser, 0755, OrdinaryUser, 0200, true, false},
                     Rights{"OwnFileNotReadableInPlace", 0, 0755, OrdinaryUser, 0200, true, true}),
@@ -437,80 +454,106 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(ReplaceFileKeeping, TheOldFileStaysUnderTheOtherName) {
     WriteFile(file, "old");
     ASSERT_EQ(chmod(file.c_str(), 0640), 0);
-    const ino_t inode = Inode(file);
-    EXPECT_TRUE(ReplaceFile(file, "new", file + ".kept"));
+    EXPECT_TRUE(KeepFile(file, kept));
+    EXPECT_EQ(ReadFile(file), "old");
+    EXPECT_TRUE(ReplaceFile(file, "new"));
     EXPECT_EQ(ReadFile(file), "new");
-    EXPECT_EQ(ReadFile(file + ".kept"), "old");
-    EXPECT_EQ(Inode(file + ".kept"), inode) << "no copy where the file itself can stay";
-    EXPECT_EQ(Mode(file + ".kept"), 0640u);
+    EXPECT_EQ(ReadFile(kept), "old");
+    EXPECT_EQ(Mode(kept), 0640u);
     EXPECT_EQ(ListFolder(folder), (std::vector<std::string>{"config", "config.kept"}));
 }
 
 TEST_F(ReplaceFileKeeping, OneIsKeptTheNewest) {
-    WriteFile(file, "first");
-    EXPECT_TRUE(ReplaceFile(file, "second", file + ".kept"));
-    EXPECT_TRUE(ReplaceFile(file, "third", file + ".kept"));
-    EXPECT_EQ(ReadFile(file + ".kept"), "second");
+    WriteFile(kept, "older");
+    WriteFile(file, "old");
+    EXPECT_TRUE(KeepFile(file, kept));
+    EXPECT_EQ(ReadFile(kept), "old");
     EXPECT_EQ(ListFolder(folder).size(), 2u);
 }
 
 TEST_F(ReplaceFileKeeping, WithoutAnOldFileTheKeptOneStays) {
-    WriteFile(file + ".kept", "older");
-    EXPECT_TRUE(ReplaceFile(file, "new", file + ".kept"));
-    EXPECT_EQ(ReadFile(file + ".kept"), "older");
-    EXPECT_EQ(ReadFile(file), "new");
+    WriteFile(kept, "older");
+    EXPECT_TRUE(KeepFile(file, kept));
+    EXPECT_EQ(ReadFile(kept), "older");
 }
 
-TEST_F(ReplaceFileKeeping, AFileThatIsOverwrittenIsCopiedFirst) {
+TEST_F(ReplaceFileKeeping, WhatIsOverwrittenInPlaceAfterwardsIsKeptToo) {
     const std::string old(300000, 'o');
     WriteFile(folder + "/source", old);
     ASSERT_EQ(chmod((folder + "/source").c_str(), 0600), 0);
     WriteFile(file, "");
     ASSERT_EQ(mount((folder + "/source").c_str(), file.c_str(), "", MS_BIND, nullptr), 0);
-    WriteFile(file + ".kept", "older");
-    EXPECT_TRUE(ReplaceFile(file, "new", file + ".kept"));
+    WriteFile(kept, "older");
+    EXPECT_TRUE(KeepFile(file, kept));
+    EXPECT_TRUE(ReplaceFile(file, "new"));
     EXPECT_EQ(ReadFile(file), "new");
-    EXPECT_TRUE(ReadFile(file + ".kept") == old);
-    EXPECT_EQ(Mode(file + ".kept"), 0600u);
+    EXPECT_TRUE(ReadFile(kept) == old);
+    EXPECT_EQ(Mode(kept), 0600u);
     EXPECT_EQ(ListFolder(folder), (std::vector<std::string>{"config", "config.kept", "source"}));
+}
+
+TEST_F(ReplaceFileKeeping, AHugeFileIsKeptWithoutACopy) {
+    WriteFile(file, "");
+    WriteFile(kept, "older");
+    ASSERT_EQ(truncate(file.c_str(), off_t{1} << 40), 0);
+    const ino_t inode = Inode(file);
+    EXPECT_TRUE(KeepFile(file, kept));
+    EXPECT_EQ(Inode(kept), inode);
+    EXPECT_TRUE(ReplaceFile(file, "new"));
+    EXPECT_EQ(ReadFile(file), "new");
+    EXPECT_EQ(Status(kept).st_size, off_t{1} << 40);
+}
+
+TEST_F(ReplaceFileKeeping, AFullDiskKeepsTheFileItself) {
+    MountSmall("size=64k");
+    WriteFile(file, std::string(40000, 'o'));
+    EXPECT_TRUE(KeepFile(file, kept));
+    EXPECT_EQ(Inode(kept), Inode(file));
+    EXPECT_EQ(ListFolder(folder), (std::vector<std::string>{"config", "config.kept"}));
 }
 
 TEST_F(ReplaceFileKeeping, ALinksTargetIsKeptBesideTheLink) {
     std::filesystem::create_directory(folder + "/real");
     WriteFile(folder + "/real/target", "old");
     std::filesystem::create_symlink("real/target", file);
-    EXPECT_TRUE(ReplaceFile(file, "new", file + ".kept"));
-    EXPECT_EQ(ReadFile(file), "new");
-    EXPECT_EQ(ReadFile(file + ".kept"), "old");
+    EXPECT_TRUE(KeepFile(file, kept));
+    EXPECT_EQ(ReadFile(kept), "old");
     EXPECT_TRUE(std::filesystem::is_symlink(file));
     EXPECT_EQ(ListFolder(folder + "/real"), std::vector<std::string>{"target"});
 }
 
-TEST_F(ReplaceFileKeeping, WhatCannotBeKeptIsNotReplaced) {
+TEST_F(ReplaceFileKeeping, ALinkOfTheOtherNameIsReplacedNotFollowed) {
     WriteFile(file, "old");
-    EXPECT_FALSE(ReplaceFile(file, "new", folder + "/missing/kept"));
-    EXPECT_EQ(ReadFile(file), "old");
-    std::filesystem::create_directory(file + ".kept");
-    EXPECT_FALSE(ReplaceFile(file, "new", file + ".kept"));
+    WriteFile(folder + "/precious", "precious");
+    std::filesystem::create_symlink("precious", kept);
+    EXPECT_TRUE(KeepFile(file, kept));
+    EXPECT_EQ(ReadFile(folder + "/precious"), "precious");
+    EXPECT_TRUE(std::filesystem::is_regular_file(std::filesystem::symlink_status(kept)));
+    EXPECT_EQ(ReadFile(kept), "old");
+}
+
+TEST_F(ReplaceFileKeeping, WhatCannotBeKeptIsReported) {
+    WriteFile(file, "old");
+    EXPECT_FALSE(KeepFile(file, folder + "/missing/kept"));
+    std::filesystem::create_directory(kept);
+    EXPECT_FALSE(KeepFile(file, kept));
     EXPECT_EQ(ReadFile(file), "old");
     EXPECT_EQ(ListFolder(folder), (std::vector<std::string>{"config", "config.kept"}));
 }
 
-TEST_F(ReplaceFileKeeping, WhatCannotBeKeptIsNotOverwrittenEither) {
+TEST_F(ReplaceFileKeeping, WhatAKilledRunLeftIsRemoved) {
+    WriteFile(file, "old");
+    WriteFile(kept + Leftover, "half a fi");
+    EXPECT_TRUE(KeepFile(file, kept));
+    EXPECT_EQ(ListFolder(folder), (std::vector<std::string>{"config", "config.kept"}));
+}
+
+TEST_F(ReplaceFileKeeping, AFileThatMayNotBeWrittenIsNotKept) {
     if (!CanBecomeAnother()) {
         GTEST_SKIP() << "this machine's root cannot become another user";
     }
     WriteFile(file, "old");
-    ASSERT_EQ(chmod(file.c_str(), 0666), 0);
-    EXPECT_FALSE(AsOrdinaryUser([&] { return ReplaceFile(file, "new", file + ".kept"); }));
-    EXPECT_EQ(ReadFile(file), "old");
-    EXPECT_EQ(ListFolder(folder), OnlyConfig);
-}
-
-TEST_F(ReplaceFileKeeping, AFullDiskKeepsTheOldFileInItsPlace) {
-    MountSmall("size=64k");
-    WriteFile(file, "old");
-    EXPECT_FALSE(ReplaceFile(file, std::string(200000, 'x'), file + ".kept"));
-    EXPECT_EQ(ReadFile(file), "old");
+    ASSERT_EQ(chmod(folder.c_str(), 0777), 0);
+    EXPECT_FALSE(AsOrdinaryUser([&] { return KeepFile(file, kept); }));
     EXPECT_EQ(ListFolder(folder), OnlyConfig);
 }
