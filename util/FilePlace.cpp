@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <utility>
 #include <vector>
 
 namespace Vantor {
@@ -48,26 +49,21 @@ public:
 
     /// @return false on failure, with errno set
     bool ToLastName(FilePlace::LastName last) {
-        while (folder.IsOpen()) {
-            TakeName();
+        while (folder.IsOpen() && TakeName()) {
             const bool isLast = rest.empty();
-            if (name.empty()) {
-                errno = EISDIR;
-                return false;
-            }
             if (isLast && last == FilePlace::LastName::Keep) {
                 return true;
             }
+            if (!isLast && EnterFolder()) {
+                continue;
+            }
             struct stat status = {};
             const FileDescriptor found = OpenAt(folder.Get(), name, O_PATH | O_NOFOLLOW);
-            if (found.IsOpen() && fstat(found.Get(), &status) == 0 && S_ISLNK(status.st_mode)) {
-                if (!Turn(found, status)) {
-                    return false;
-                }
-            } else if (isLast) {
-                return true;
-            } else {
-                folder = OpenAt(folder.Get(), name, O_PATH | O_NOFOLLOW | O_DIRECTORY);
+            if (!found.IsOpen() || fstat(found.Get(), &status) != 0 || !S_ISLNK(status.st_mode)) {
+                return isLast;
+            }
+            if (!Turn(found, status)) {
+                return false;
             }
         }
         return false;
@@ -77,11 +73,22 @@ public:
     const FileDescriptor& Folder() const { return folder; }
 
 private:
-    void TakeName() {
+    bool TakeName() {
         const std::size_t begin = std::min(rest.find_first_not_of('/'), rest.size());
         const std::size_t end = std::min(rest.find('/', begin), rest.size());
         name = rest.substr(begin, end - begin);
         rest.erase(0, end);
+        errno = EISDIR;
+        return !name.empty();
+    }
+
+    bool EnterFolder() {
+        FileDescriptor next = OpenAt(folder.Get(), name, O_PATH | O_NOFOLLOW | O_DIRECTORY);
+        const bool entered = next.IsOpen();
+        if (entered) {
+            folder = std::move(next);
+        }
+        return entered;
     }
 
     bool Turn(const FileDescriptor& link, const struct stat& status) {
