@@ -1,11 +1,17 @@
 // Settings that are changed through the registry while the file system fails.
 
 #include "config/Config.h"
+#include "config/ConfigImpl_XML.h"
 #include "config/ProgramConfig.h"
 #include "tests/reliability/Faults.h"
+#include "tests/support/Saver.h"
 #include "tests/unit/config/ConfigFiles.h"
 
 #include <iostream>
+#include <optional>
+#include <tuple>
+
+#include <sys/mount.h>
 
 using namespace Vantor;
 using namespace test;
@@ -40,22 +46,33 @@ void PrintTo(const Change& change, std::ostream* out) {
     *out << change.name;
 }
 
-class FaultyRegistry : public testing::TestWithParam<Change> {
+class FaultyRegistry : public testing::TestWithParam<std::tuple<Change, Who>> {
 protected:
-    FaultyRegistry() {
+    void SetUp() override {
+        const Who who = std::get<Who>(GetParam());
+        if (Saver::IsMissing(who)) {
+            GTEST_SKIP() << "needs a second user; this machine maps only one";
+        }
+        saver.emplace(who);
+        saver->Restore("<config/>");
+        const auto acting = saver->Act();
         GenerateConfig();
         config = Config::GetHandle(0);
         EXPECT_TRUE(config->SetString(ConfigId::Filename, Old));
         oldFile = ReadFile(MachineFile);
-        InAnotherProcess([&] { return GetParam().make(*config); });
+        InAnotherProcess([&] { return Wanted().make(*config); });
         newFile = ReadFile(MachineFile);
         EXPECT_NE(newFile, oldFile);
     }
 
+    static const Change& Wanted() { return std::get<Change>(GetParam()); }
+
     FaultyRun ChangeWithFault(std::size_t index, const Action& fault, long& spoilt) const {
+        saver->Restore(oldFile);
+        const auto acting = saver->Act();
         const auto change = [this] {
-            const bool reported = GetParam().make(*config);
-            return (reported ? Reported : 0) | (GetParam().isMade(*config) ? InMemory : 0);
+            const bool reported = Wanted().make(*config);
+            return (reported ? Reported : 0) | (Wanted().isMade(*config) ? InMemory : 0);
         };
         const auto spoil = [&](const Call& call) {
             if (call.index != index) {
@@ -72,10 +89,11 @@ protected:
         const bool next = config->SetString(ConfigId::Version, "next");
         const std::string later = ReadFile(MachineFile);
         const bool both = next && later.find(Element("Version", "next")) != std::string::npos &&
-                          later.find(GetParam().element) != std::string::npos;
+                          later.find(Wanted().element) != std::string::npos;
         return (found == oldFile ? FileIsOld : 0) | (found == newFile ? FileIsNew : 0) | (both ? WrittenLater : 0);
     }
 
+    std::optional<Saver> saver;
     Config* config = nullptr;
     std::string oldFile;
     std::string newFile;
@@ -90,13 +108,10 @@ TEST_P(FaultyRegistry, KeepsTheChangeInMemoryAndAWholeFileWhateverFails) {
     int torn = 0;
     for (const Fault& fault : Faults) {
         long spoilt = -1;
-        WriteFile(MachineFile, oldFile);
         const FaultyRun whole = ChangeWithFault(SIZE_MAX, {}, spoilt);
         ASSERT_EQ(whole.result, Reported | InMemory | FileIsNew | WrittenLater);
         for (std::size_t i = 0; i < whole.calls; ++i) {
-            // Given the old file
-            WriteFile(MachineFile, oldFile);
-            // When one call of the change fails
+            // Given the old file, when one call of the change fails
             const FaultyRun run = ChangeWithFault(i, fault.action, spoilt);
             const std::string what = fault.name + (" at system call " + std::to_string(spoilt));
             ASSERT_TRUE(run.finished) << what;
@@ -129,9 +144,85 @@ bool HasText(Config& config, unsigned id, const std::string& expected) {
 
 INSTANTIATE_TEST_SUITE_P(
     Of, FaultyRegistry,
-    testing::Values(Change{"AText", [](Config& config) { return config.SetString(ConfigId::Filename, New); },
-                           [](Config& config) { return HasText(config, ConfigId::Filename, New); },
-                           Element("Filename", New)},
-                    Change{"ARemoval", [](Config& config) { return config.RemoveKey(ConfigId::Filename); },
-                           [](Config& config) { return HasText(config, ConfigId::Filename, ""); }, "<Filename/>"}),
-    [](const auto& test) { return test.param.name; });
+    testing::Combine(
+        testing::Values(Change{"AText", [](Config& config) { return config.SetString(ConfigId::Filename, New); },
+                               [](Config& config) { return HasText(config, ConfigId::Filename, New); },
+                               Element("Filename", New)},
+                        Change{"ARemoval", [](Config& config) { return config.RemoveKey(ConfigId::Filename); },
+                               [](Config& config) { return HasText(config, ConfigId::Filename, ""); }, "<Filename/>"}),
+        testing::Values(Who::Root, Who::Member)),
+    [](const auto& test) {
+        return std::get<Change>(test.param).name + std::string("By") +
+               testing::PrintToString(std::get<Who>(test.param));
+    });
+
+namespace {
+
+/// Whether the file is mounted, so that it can only be overwritten, and who saves.
+class FaultyKeeping : public testing::TestWithParam<std::tuple<bool, Who>> {
+protected:
+    void SetUp() override {
+        if (Saver::IsMissing(std::get<Who>(GetParam()))) {
+            GTEST_SKIP() << "needs a second user; this machine maps only one";
+        }
+        saver.emplace(std::get<Who>(GetParam()));
+    }
+
+    void PutBroken() const {
+        umount2(MachineFile.c_str(), MNT_DETACH);
+        saver->Restore(Broken);
+        if (std::get<bool>(GetParam())) {
+            const std::string source = "/mnt/source";
+            WriteFile(source, Broken);
+            saver->Share(source);
+            ASSERT_EQ(mount(source.c_str(), MachineFile.c_str(), nullptr, MS_BIND, nullptr), 0);
+        }
+    }
+
+    /// Two changes of a program that has just started, where a call of the first fails.
+    FaultyRun ChangeWithFault(std::size_t index, long& spoilt) const {
+        const auto acting = saver->Act();
+        ConfigImpl_XML backend;
+        backend.Init("lumoclient");
+        sConfig entry = {CONFIG_ALLUSERS, "a", "k", SYSTYPE_FIRST};
+        const auto spoil = [&](const Call& call) {
+            if (call.index != index) {
+                return Action{};
+            }
+            spoilt = call.number;
+            return Action{Action::Kind::Fail, EIO};
+        };
+        return RunWithFaults([&] { return backend.SetString(&entry, "first") ? 1 : 0; }, spoil,
+                             [&](int) { return backend.SetString(&entry, "second") ? 1 : 0; });
+    }
+
+    const std::string Broken = "<config>precious";
+    std::optional<Saver> saver;
+};
+
+} // namespace
+
+TEST_P(FaultyKeeping, NeverKeepsOurOwnFileInPlaceOfTheOneThatCouldNotBeRead) {
+    long spoilt = -1;
+    PutBroken();
+    const std::size_t calls = ChangeWithFault(SIZE_MAX, spoilt).calls;
+    ASSERT_GE(calls, 30U);
+    for (std::size_t i = 0; i < calls; ++i) {
+        // Given a file that could not be read
+        PutBroken();
+        // When a call of the first change fails
+        const FaultyRun run = ChangeWithFault(i, spoilt);
+        // Then the second is written and the file is kept
+        EXPECT_EQ(run.result, 1) << "system call " << spoilt;
+        EXPECT_EQ(ReadFile(MachineFile + ".unreadable"), Broken) << "system call " << spoilt;
+        EXPECT_NE(ReadFile(MachineFile).find("<k>second</k>"), std::string::npos) << "system call " << spoilt;
+    }
+    umount2(MachineFile.c_str(), MNT_DETACH);
+    std::cout << calls << " faults, 0 lost\n";
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, FaultyKeeping, testing::Combine(testing::Bool(), testing::Values(Who::Root, Who::Member)),
+                         [](const auto& test) {
+                             return std::string(std::get<bool>(test.param) ? "AMountedFile" : "AFile") + "By" +
+                                    testing::PrintToString(std::get<Who>(test.param));
+                         });

@@ -7,6 +7,8 @@
 #include "config/Config.h"
 #include "config/ProgramConfig.h"
 #include "tests/reliability/Saves.h"
+#include "tests/support/Saver.h"
+#include "tests/unit/config/ConfigFiles.h"
 
 #include <boost/property_tree/xml_parser.hpp>
 #include <gtest/gtest.h>
@@ -22,9 +24,12 @@
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <thread>
+#include <tuple>
 #include <unistd.h>
 
 using reliability::contents;
+using test::Saver;
+using test::Who;
 
 namespace {
 
@@ -94,11 +99,12 @@ private:
 /// A child process that saves 0, 1, 2, … until it is ended.
 class Writer {
 public:
-    explicit Writer(const std::function<void(int)>& save) {
+    Writer(const Saver& saver, const std::function<void(int)>& save) {
         shared_ = new (
             mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)) volatile int(-1);
         pid_ = fork();
         if (pid_ == 0) {
+            const auto acting = saver.Act();
             for (int i = 0;; ++i) {
                 save(i);
                 *shared_ = i;
@@ -133,11 +139,18 @@ struct Tally {
     int lost = 0; // an older file than the last one that was reported as saved
 };
 
-Tally cut(const Disk& disk, const std::function<void(int)>& save, const std::string& form) {
-    save(0);
+Tally cut(const Disk& disk, const Saver& saver, const std::function<void(int)>& save, const std::string& form) {
+    saver.Restore("<config/>");
+    {
+        const auto acting = saver.Act();
+        EXPECT_TRUE(test::InAnotherProcess([&] {
+            save(0);
+            return true;
+        }));
+    }
     EXPECT_EQ(saveInFile(contents(kFolder + "/config"), form), 0) << "without a cut the file must be whole";
     Tally tally;
-    Writer writer(save);
+    Writer writer(saver, save);
     std::mt19937 random(7);
     std::uniform_int_distribution<int> pause(0, 20000);
     for (int i = 0; i < kCuts; ++i) {
@@ -178,7 +191,7 @@ std::string formOfTheFile() {
     return text.str();
 }
 
-class PowerCut : public testing::TestWithParam<const char*> {};
+class PowerCut : public testing::TestWithParam<std::tuple<const char*, Who>> {};
 
 } // namespace
 
@@ -186,19 +199,25 @@ TEST_P(PowerCut, LeavesAWholeFileAndLosesNoSave) {
     if (geteuid() != 0 || access("/dev/loop-control", W_OK) != 0) {
         GTEST_SKIP() << "a power cut needs root and loop devices, and this machine grants none";
     }
-    const Disk disk(GetParam());
+    const auto [options, who] = GetParam();
+    const Saver saver(who);
+    const Disk disk(options);
     if (!disk.good()) {
-        GTEST_SKIP() << "this machine cannot mount an ext4 image (" << GetParam() << ")";
+        GTEST_SKIP() << "this machine cannot mount an ext4 image (" << options << ")";
     }
-    const Tally control = cut(disk, saveTruncating, formOfTheFile());
-    std::filesystem::remove(kFolder + "/config");
-    const Tally ours = cut(disk, saveByProgram, formOfTheFile());
-    std::cout << kCuts << " cuts (" << GetParam() << "): " << ours.bad << " bad, " << ours.lost << " saves lost; "
+    const Tally control = cut(disk, saver, saveTruncating, formOfTheFile());
+    const Tally ours = cut(disk, saver, saveByProgram, formOfTheFile());
+    std::cout << kCuts << " cuts (" << options << "): " << ours.bad << " bad, " << ours.lost << " saves lost; "
               << control.bad << " bad with a truncating writer\n";
     EXPECT_EQ(ours.bad, 0);
     EXPECT_EQ(ours.lost, 0);
     EXPECT_GT(control.bad, 0) << "the control must fail, or the cut shows nothing";
 }
 
-INSTANTIATE_TEST_SUITE_P(Ext4, PowerCut, testing::Values("auto_da_alloc", "noauto_da_alloc"),
-                         [](const auto& option) { return std::string(option.param); });
+INSTANTIATE_TEST_SUITE_P(Ext4, PowerCut,
+                         testing::Combine(testing::Values("auto_da_alloc", "noauto_da_alloc"),
+                                          testing::Values(Who::Root, Who::Member)),
+                         [](const auto& option) {
+                             return std::get<0>(option.param) + std::string("By") +
+                                    testing::PrintToString(std::get<1>(option.param));
+                         });

@@ -53,16 +53,18 @@ std::string contents(const std::string& file) {
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-Saves::Saves(int count) : count_(count) {
+Saves::Saves(const test::Saver& saver, int count) : saver_(saver), count_(count) {
     if (!std::getenv("LUMOADMIN_SANDBOX")) {
         throw std::runtime_error("not on a private machine");
     }
     void* shared = mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     progress_ = new (shared) Progress{0};
-    std::filesystem::remove_all(kFolder);
-    inChild([] { return openConfiguration()->SetString(ConfigId::Version, "2.0") ? 0 : 1; });
+    saver.Restore("");
+    std::filesystem::remove(kFile);
+    writeOnceMore();
     states_.push_back(contents(kFile));
     inChild([this] {
+        const auto acting = saver_.Act();
         Vantor::Config* config = openConfiguration();
         for (int i = 0; i < count_; ++i) {
             config->SetString(ConfigId::Filename, value(i));
@@ -82,13 +84,12 @@ Saves::~Saves() {
 }
 
 void Saves::restoreStart() const {
-    std::filesystem::remove_all(kFolder);
-    std::filesystem::create_directories(kFolder);
-    std::ofstream(kFile, std::ios::binary) << states_.front();
+    saver_.Restore(states_.front());
     progress_->completed = 0;
 }
 
 int Saves::run() const {
+    const auto acting = saver_.Act();
     Vantor::Config* config = openConfiguration();
     bool good = true;
     for (int i = 0; i < count_; ++i) {
@@ -113,7 +114,10 @@ std::string Saves::complaint() const {
 }
 
 void Saves::writeOnceMore() const {
-    inChild([] { return openConfiguration()->SetString(ConfigId::Version, "2.0") ? 0 : 1; });
+    inChild([this] {
+        const auto acting = saver_.Act();
+        return openConfiguration()->SetString(ConfigId::Version, "2.0") ? 0 : 1;
+    });
 }
 
 std::vector<std::string> Saves::filesInFolder() {

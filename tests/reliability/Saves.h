@@ -1,17 +1,19 @@
 // A series of configuration writes whose every intermediate file is known, to tell a whole file from a torn one.
 #pragma once
 
+#include "tests/support/Saver.h"
+
 #include <cstddef>
 #include <string>
 #include <vector>
 
 namespace reliability {
 
-/// Writes under /etc/vantor/lumoclient: for a private machine only.
+/// Writes under /etc/vantor/lumoclient as the saver: for a private machine only.
 class Saves {
 public:
     /// Makes the starting file, and learns from one undisturbed run the file after each of `count` writes.
-    explicit Saves(int count);
+    Saves(const test::Saver& saver, int count);
     ~Saves();
     Saves(const Saves&) = delete;
     Saves& operator=(const Saves&) = delete;
@@ -32,6 +34,7 @@ public:
 
 private:
     struct Progress; // in memory shared with the child
+    const test::Saver& saver_;
     int count_;
     Progress* progress_;
     std::vector<std::string> states_; // states_[i] is the file after i writes
