@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <deque>
 #include <mutex>
 #include <reader.h>
@@ -21,12 +23,20 @@ struct Line {
     bool isCall;
 };
 
+struct Connection {
+    std::string reader;
+    SCARDCONTEXT context = 0;
+    DWORD mode = 0;
+    int transactions = 0;
+    bool isReset = false; ///< somebody else reset the card, or it was taken out
+};
+
 struct Machine {
     std::vector<Reader> readers;
     std::map<Function, std::deque<Answer>> script;
     std::vector<Line> trace;
     std::set<long> contexts;
-    std::map<long, std::string> cards; // reader name by handle
+    std::map<SCARDHANDLE, Connection> cards;
     long nextContext = 101;
     long nextCard = 201;
 };
@@ -90,9 +100,39 @@ Reader* FindReader(const std::string& name) {
     return found == machine.readers.end() ? nullptr : &*found;
 }
 
-Reader* ReaderOfCard(long card) {
+Connection* FindConnection(SCARDHANDLE card) {
     const auto found = machine.cards.find(card);
-    return found == machine.cards.end() ? nullptr : FindReader(found->second);
+    return found == machine.cards.end() || FindReader(found->second.reader) == nullptr ? nullptr : &found->second;
+}
+
+Reader* ReaderOfCard(SCARDHANDLE card) {
+    const Connection* const connection = FindConnection(card);
+    return connection == nullptr ? nullptr : FindReader(connection->reader);
+}
+
+bool IsUsed(const std::string& reader, bool onlyExclusively) {
+    return std::any_of(machine.cards.begin(), machine.cards.end(), [&](const auto& card) {
+        return card.second.reader == reader && (!onlyExclusively || card.second.mode == SCARD_SHARE_EXCLUSIVE);
+    });
+}
+
+/// Every connection to the reader but one finds its card reset.
+void ResetCard(const std::string& reader, SCARDHANDLE except = 0) {
+    for (auto& [handle, connection] : machine.cards) {
+        connection.isReset = connection.isReset || (connection.reader == reader && handle != except);
+    }
+}
+
+/// What most calls on a connection begin with.
+long CheckCard(SCARDHANDLE card) {
+    const Connection* const connection = FindConnection(card);
+    if (connection == nullptr) {
+        return SCARD_E_INVALID_HANDLE;
+    }
+    if (!ReaderOfCard(card)->cardPresent && connection->mode != SCARD_SHARE_DIRECT) {
+        return SCARD_W_REMOVED_CARD;
+    }
+    return connection->isReset ? SCARD_W_RESET_CARD : SCARD_S_SUCCESS;
 }
 
 Answer FromTable(const std::map<unsigned long, std::string>& table, unsigned long key) {
@@ -113,21 +153,54 @@ long Fill(const Answer& answer, void* buffer, unsigned long capacity, unsigned l
 }
 
 /// As Fill, but refuses a buffer that is too small: what the real library does for honest drivers.
-long FillHonestly(const Answer& answer, void* buffer, unsigned long* length) {
+/// @param writesPart  whether that buffer gets what fits
+long FillHonestly(const Answer& answer, void* buffer, unsigned long* length, bool writesPart) {
     const unsigned long capacity = *length;
-    if (answer.code == SCARD_S_SUCCESS && buffer != nullptr && capacity < answer.bytes.size()) {
-        *length = answer.bytes.size();
-        return SCARD_E_INSUFFICIENT_BUFFER;
-    }
-    return Fill(answer, buffer, capacity, length);
+    const bool isTooSmall = answer.code == SCARD_S_SUCCESS && buffer != nullptr && capacity < answer.bytes.size();
+    const long code = Fill(answer, isTooSmall && !writesPart ? nullptr : buffer, capacity, length);
+    return isTooSmall ? SCARD_E_INSUFFICIENT_BUFFER : code;
 }
 
-/// The code of a call that only needs a valid card.
-long SimpleCardCall(Function function, long card) {
-    if (const auto answer = Next(function)) {
-        return answer->code;
+/// With SCARD_AUTOALLOCATE as length the caller's "buffer" is a pointer, which gets memory for SCardFreeMemory.
+void* Allocated(void* buffer, DWORD* length, std::size_t size) {
+    if (buffer == nullptr || *length != SCARD_AUTOALLOCATE) {
+        return buffer;
     }
-    return ReaderOfCard(card) != nullptr ? SCARD_S_SUCCESS : SCARD_E_INVALID_HANDLE;
+    *length = size;
+    return *static_cast<void**>(buffer) = std::calloc(size, 1);
+}
+
+/// What SCardConnect answers when nothing is scripted.
+long TryConnect(SCARDCONTEXT context, const char* name, DWORD mode, DWORD protocols, DWORD* activeProtocol) {
+    if (name == nullptr) {
+        return SCARD_E_UNKNOWN_READER;
+    }
+    if (machine.contexts.count(context) == 0) {
+        return SCARD_E_INVALID_HANDLE;
+    }
+    *activeProtocol = 0;
+    const Reader* const reader = FindReader(name);
+    if (reader == nullptr) {
+        return SCARD_E_UNKNOWN_READER;
+    }
+    if (mode < SCARD_SHARE_EXCLUSIVE || mode > SCARD_SHARE_DIRECT) {
+        return SCARD_E_INVALID_VALUE;
+    }
+    if (IsUsed(name, true)) {
+        return SCARD_E_SHARING_VIOLATION;
+    }
+    if (mode == SCARD_SHARE_DIRECT) {
+        *activeProtocol = reader->cardPresent && IsUsed(name, false) ? SCARD_PROTOCOL_T1 : 0;
+        return SCARD_S_SUCCESS;
+    }
+    if (!reader->cardPresent) {
+        return SCARD_E_NO_SMARTCARD;
+    }
+    if ((protocols & SCARD_PROTOCOL_T1) == 0) { // all cards here speak T=1
+        return SCARD_E_PROTO_MISMATCH;
+    }
+    *activeProtocol = SCARD_PROTOCOL_T1;
+    return mode == SCARD_SHARE_EXCLUSIVE && IsUsed(name, false) ? SCARD_E_SHARING_VIOLATION : SCARD_S_SUCCESS;
 }
 
 } // namespace
@@ -140,6 +213,12 @@ void Reset() {
 void AddReader(Reader reader) {
     const Lock lock(machineMutex);
     machine.readers.push_back(std::move(reader));
+}
+
+void MoveCard(std::size_t number, bool in) {
+    const Lock lock(machineMutex);
+    machine.readers.at(number).cardPresent = in;
+    ResetCard(machine.readers[number].name);
 }
 
 std::vector<Reader>& Readers() {
@@ -218,7 +297,8 @@ const SCARD_IO_REQUEST g_rgSCardRawPci = {SCARD_PROTOCOL_RAW, sizeof(SCARD_IO_RE
 LONG SCardEstablishContext(DWORD scope, LPCVOID reserved1, LPCVOID reserved2, LPSCARDCONTEXT context) {
     const Lock lock(machineMutex);
     RecordCall("SCardEstablishContext(scope=", scope, ", ", Buffer(reserved1), ", ", Buffer(reserved2), ")");
-    const Answer answer = Next(Function::EstablishContext).value_or(Answer());
+    const Answer usual = scope <= SCARD_SCOPE_GLOBAL ? Answer() : Answer::Failure(SCARD_E_INVALID_VALUE);
+    const Answer answer = Next(Function::EstablishContext).value_or(usual);
     *context = answer.code == SCARD_S_SUCCESS ? answer.handle.value_or(machine.nextContext++) : 0;
     if (answer.code == SCARD_S_SUCCESS) {
         machine.contexts.insert(*context);
@@ -230,6 +310,9 @@ LONG SCardReleaseContext(SCARDCONTEXT context) {
     const Lock lock(machineMutex);
     RecordCall("SCardReleaseContext(context=", context, ")");
     const bool known = machine.contexts.erase(context) != 0;
+    for (auto card = machine.cards.begin(); card != machine.cards.end();) {
+        card = card->second.context == context ? machine.cards.erase(card) : std::next(card);
+    }
     if (const auto answer = Next(Function::ReleaseContext)) {
         return answer->code;
     }
@@ -247,33 +330,42 @@ LONG SCardListReaders(SCARDCONTEXT context, LPCSTR groups, LPSTR buffer, LPDWORD
         return SCARD_E_INVALID_HANDLE;
     }
     if (machine.readers.empty()) {
+        *length = 1; // the empty list
         return SCARD_E_NO_READERS_AVAILABLE;
     }
     std::string names;
     for (const Reader& reader : machine.readers) {
         names += reader.name + '\0';
     }
-    return FillHonestly(Answer::Bytes(names + '\0'), buffer, length);
+    names += '\0';
+    return FillHonestly(Answer::Bytes(names), Allocated(buffer, length, names.size()), length, false);
+}
+
+LONG SCardFreeMemory(SCARDCONTEXT context, LPCVOID memory) {
+    const Lock lock(machineMutex);
+    if (machine.contexts.count(context) == 0) {
+        return SCARD_E_INVALID_HANDLE;
+    }
+    std::free(const_cast<void*>(memory));
+    return SCARD_S_SUCCESS;
 }
 
 LONG SCardConnect(SCARDCONTEXT context, LPCSTR name, DWORD shareMode, DWORD protocols, LPSCARDHANDLE card,
                   LPDWORD activeProtocol) {
     const Lock lock(machineMutex);
-    RecordCall("SCardConnect(context=", context, ", \"", name, "\", share=", shareMode, ", protocols=", protocols, ")");
+    RecordCall("SCardConnect(context=", context, ", \"", name == nullptr ? "" : name, "\", share=", shareMode,
+               ", protocols=", protocols, ")");
     Answer answer;
     if (const auto scripted = Next(Function::Connect)) {
         answer = *scripted;
-    } else if (machine.contexts.count(context) == 0) {
-        answer.code = SCARD_E_INVALID_HANDLE;
-    } else if (const Reader* const reader = FindReader(name); reader == nullptr) {
-        answer.code = SCARD_E_UNKNOWN_READER;
-    } else if (!reader->cardPresent && shareMode != SCARD_SHARE_DIRECT) {
-        answer.code = SCARD_E_NO_SMARTCARD;
+        *activeProtocol = answer.code == SCARD_S_SUCCESS ? SCARD_PROTOCOL_T1 : 0;
+    } else {
+        answer.code = TryConnect(context, name, shareMode, protocols, activeProtocol);
     }
+    *card = 0; // whatever was there
     if (answer.code == SCARD_S_SUCCESS) {
         *card = answer.handle.value_or(machine.nextCard++);
-        *activeProtocol = SCARD_PROTOCOL_T1;
-        machine.cards[*card] = name;
+        machine.cards[*card] = {name, context, shareMode};
     }
     return answer.code;
 }
@@ -282,14 +374,38 @@ LONG SCardReconnect(SCARDHANDLE card, DWORD shareMode, DWORD protocols, DWORD in
     const Lock lock(machineMutex);
     RecordCall("SCardReconnect(card=", card, ", share=", shareMode, ", protocols=", protocols,
                ", initialisation=", initialisation, ")");
-    *activeProtocol = SCARD_PROTOCOL_T0;
-    return SimpleCardCall(Function::Reconnect, card);
+    if (const auto answer = Next(Function::Reconnect)) {
+        *activeProtocol = SCARD_PROTOCOL_T0;
+        return answer->code;
+    }
+    Connection* const connection = FindConnection(card);
+    if (connection == nullptr) {
+        return SCARD_E_INVALID_HANDLE;
+    }
+    *activeProtocol = 0;
+    if (initialisation > SCARD_UNPOWER_CARD) {
+        return SCARD_E_INVALID_VALUE;
+    }
+    if (!ReaderOfCard(card)->cardPresent) {
+        return SCARD_E_NO_SMARTCARD;
+    }
+    *activeProtocol = SCARD_PROTOCOL_T1;
+    connection->isReset = false;
+    if (initialisation != SCARD_LEAVE_CARD) {
+        ResetCard(connection->reader, card);
+    }
+    return SCARD_S_SUCCESS;
 }
 
 LONG SCardDisconnect(SCARDHANDLE card, DWORD disposition) {
     const Lock lock(machineMutex);
     RecordCall("SCardDisconnect(card=", card, ", disposition=", disposition, ")");
-    const bool known = machine.cards.erase(card) != 0;
+    const Connection* const connection = FindConnection(card);
+    const bool known = connection != nullptr;
+    if (known && disposition != SCARD_LEAVE_CARD) {
+        ResetCard(connection->reader);
+    }
+    machine.cards.erase(card);
     if (const auto answer = Next(Function::Disconnect)) {
         return answer->code;
     }
@@ -299,13 +415,31 @@ LONG SCardDisconnect(SCARDHANDLE card, DWORD disposition) {
 LONG SCardBeginTransaction(SCARDHANDLE card) {
     const Lock lock(machineMutex);
     RecordCall("SCardBeginTransaction(card=", card, ")");
-    return SimpleCardCall(Function::BeginTransaction, card);
+    if (const auto answer = Next(Function::BeginTransaction)) {
+        return answer->code;
+    }
+    const long code = CheckCard(card);
+    if (code == SCARD_S_SUCCESS) {
+        ++machine.cards[card].transactions;
+    }
+    return code;
 }
 
 LONG SCardEndTransaction(SCARDHANDLE card, DWORD disposition) {
     const Lock lock(machineMutex);
     RecordCall("SCardEndTransaction(card=", card, ", disposition=", disposition, ")");
-    return SimpleCardCall(Function::EndTransaction, card);
+    if (const auto answer = Next(Function::EndTransaction)) {
+        return answer->code;
+    }
+    if (const long code = CheckCard(card); code != SCARD_S_SUCCESS) {
+        return code;
+    }
+    int& transactions = machine.cards[card].transactions;
+    if (transactions == 0) {
+        return SCARD_E_NOT_TRANSACTED;
+    }
+    --transactions;
+    return SCARD_S_SUCCESS;
 }
 
 LONG SCardStatus(SCARDHANDLE card, LPSTR name, LPDWORD nameLength, LPDWORD state, LPDWORD protocol, LPBYTE atr,
@@ -313,22 +447,26 @@ LONG SCardStatus(SCARDHANDLE card, LPSTR name, LPDWORD nameLength, LPDWORD state
     const Lock lock(machineMutex);
     RecordCall("SCardStatus(card=", card, ", name=", Buffer(name), " length=", *nameLength, ", atr=", Buffer(atr),
                " length=", *atrLength, ")");
-    const unsigned long capacity = *atrLength;
     if (const auto answer = Next(Function::Status)) {
         *state = answer->state;
         *protocol = SCARD_PROTOCOL_T1;
-        return Fill(*answer, atr, capacity, atrLength);
+        return Fill(*answer, atr, *atrLength, atrLength);
     }
-    const Reader* const reader = ReaderOfCard(card);
-    if (reader == nullptr) {
-        return SCARD_E_INVALID_HANDLE;
+    const unsigned long nameCapacity = *nameLength;
+    *nameLength = *state = *protocol = 0;
+    if (const long code = CheckCard(card); code != SCARD_S_SUCCESS) {
+        *atrLength = 0;
+        return code;
     }
-    if (!reader->cardPresent) {
-        return SCARD_W_REMOVED_CARD;
+    const Reader& reader = *ReaderOfCard(card);
+    if (name != nullptr) {
+        std::strncpy(name, reader.name.c_str(), nameCapacity);
     }
-    *state = SCARD_PRESENT | SCARD_POWERED | SCARD_NEGOTIABLE;
-    *protocol = SCARD_PROTOCOL_T1;
-    return FillHonestly(Answer::Bytes(reader->atr), atr, atrLength);
+    *nameLength = reader.name.size() + 1;
+    *state = reader.cardPresent ? SCARD_PRESENT | SCARD_POWERED | SCARD_NEGOTIABLE : SCARD_ABSENT;
+    *protocol = reader.cardPresent ? SCARD_PROTOCOL_T1 : 0;
+    const long code = FillHonestly(Answer::Bytes(reader.cardPresent ? reader.atr : ""), atr, atrLength, true);
+    return name != nullptr && nameCapacity < *nameLength ? SCARD_E_INSUFFICIENT_BUFFER : code;
 }
 
 LONG SCardGetAttrib(SCARDHANDLE card, DWORD attribute, LPBYTE buffer, LPDWORD length) {
@@ -337,11 +475,15 @@ LONG SCardGetAttrib(SCARDHANDLE card, DWORD attribute, LPBYTE buffer, LPDWORD le
     if (const auto answer = Next(Function::GetAttrib)) {
         return Fill(*answer, buffer, *length, length);
     }
-    const Reader* const reader = ReaderOfCard(card);
-    if (reader == nullptr) {
-        return SCARD_E_INVALID_HANDLE;
+    void* const target = Allocated(buffer, length, MAX_BUFFER_SIZE);
+    if (buffer == nullptr) {
+        *length = MAX_BUFFER_SIZE;
     }
-    return FillHonestly(FromTable(reader->attributes, attribute), buffer, length);
+    if (const long code = CheckCard(card); code != SCARD_S_SUCCESS) {
+        return code;
+    }
+    const Answer answer = FromTable(ReaderOfCard(card)->attributes, attribute);
+    return answer.code == SCARD_S_SUCCESS ? FillHonestly(answer, target, length, true) : answer.code;
 }
 
 LONG SCardGetStatusChange(SCARDCONTEXT context, DWORD timeout, SCARD_READERSTATE* states, DWORD count) {
@@ -356,8 +498,9 @@ LONG SCardGetStatusChange(SCARDCONTEXT context, DWORD timeout, SCARD_READERSTATE
         if (reader == nullptr) {
             return SCARD_E_UNKNOWN_READER;
         }
-        state.dwEventState =
-            (reader->cardPresent ? SCARD_STATE_PRESENT : SCARD_STATE_EMPTY) | SCARD_STATE_CHANGED | reader->moreState;
+        state.dwEventState = (reader->cardPresent ? SCARD_STATE_PRESENT : SCARD_STATE_EMPTY) | SCARD_STATE_CHANGED |
+                             reader->moreState | (IsUsed(reader->name, true) ? SCARD_STATE_EXCLUSIVE : 0) |
+                             (IsUsed(reader->name, false) ? SCARD_STATE_INUSE : 0);
         state.cbAtr = reader->cardPresent ? std::min(reader->atr.size(), sizeof(state.rgbAtr)) : 0;
         std::copy_n(reader->atr.begin(), state.cbAtr, state.rgbAtr);
     }
@@ -379,7 +522,8 @@ LONG SCardControl(SCARDHANDLE card, DWORD code, LPCVOID input, DWORD inputLength
     if (reader == nullptr) {
         return SCARD_E_INVALID_HANDLE;
     }
-    return Fill(FromTable(reader->controls, code), buffer, bufferLength, returned);
+    *returned = bufferLength;
+    return FillHonestly(FromTable(reader->controls, code), buffer, returned, false);
 }
 
 LONG SCardTransmit(SCARDHANDLE card, const SCARD_IO_REQUEST* sendPci, LPCBYTE apdu, DWORD apduLength,
@@ -390,10 +534,14 @@ LONG SCardTransmit(SCARDHANDLE card, const SCARD_IO_REQUEST* sendPci, LPCBYTE ap
     if (const auto answer = Next(Function::Transmit)) {
         return Fill(*answer, buffer, *length, length);
     }
-    if (ReaderOfCard(card) == nullptr) {
-        return SCARD_E_INVALID_HANDLE;
+    long code = CheckCard(card);
+    if (code == SCARD_S_SUCCESS && !ReaderOfCard(card)->cardPresent) {
+        code = SCARD_E_NO_SMARTCARD;
+    } else if (code == SCARD_S_SUCCESS && sendPci->dwProtocol != SCARD_PROTOCOL_T1) {
+        code = SCARD_E_PROTO_MISMATCH;
     }
-    return Fill(Answer::Bytes(std::string("\x90\0", 2)), buffer, *length, length);
+    const Answer answer = code == SCARD_S_SUCCESS ? Answer::Bytes(std::string("\x90\0", 2)) : Answer::Failure(code);
+    return FillHonestly(answer, buffer, length, false);
 }
 
 // With the PC/SC calls, so that it is linked also where a sanitizer's library has a `sleep` of its own.

@@ -51,6 +51,8 @@ struct Answer {
 /// Back to a machine without readers, an empty script and an empty record.
 void Reset();
 void AddReader(Reader reader);
+/// Takes a reader's card out, or puts it back, under the eyes of whoever is connected to it.
+void MoveCard(std::size_t number, bool in);
 /// The machine's readers, to change them between calls.
 std::vector<Reader>& Readers();
 /// Queues the answer for the next call of a function that has none queued yet.
