@@ -4,8 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "util/Conversion.h"
-
 namespace Vantor {
 
 /// Calls `use(tag, controlCode)` for each feature TLV of `list`: records of six bytes, tag, length (not examined) and
@@ -15,9 +13,9 @@ void ForEachFeature(const unsigned char* list, std::size_t length, Use use) {
     constexpr std::size_t recordSize = 6;
     for (std::size_t i = 0; i < length / recordSize; ++i) {
         const unsigned char* const record = list + i * recordSize;
-        const unsigned long littleEndian =
-            record[2] | record[3] * 0x100UL | record[4] * 0x10000UL | record[5] * 0x1000000UL;
-        use(record[0], static_cast<std::uint32_t>(SwitchEndian(littleEndian)));
+        const std::uint32_t code =
+            std::uint32_t{record[2]} << 24 | std::uint32_t{record[3]} << 16 | std::uint32_t{record[4]} << 8 | record[5];
+        use(record[0], code);
     }
 }
 

@@ -13,52 +13,6 @@ namespace {
 
 using Callback = void (*)(const char*);
 
-struct ErrorName {
-    unsigned long code;
-    const char* name;
-};
-
-// The names that log readers know. Codes that PC/SC got later have none.
-constexpr ErrorName errorNames[] = {
-    {0, "Success"},
-    {6, "ERROR_INVALID_HANDLE"},
-    {0x80100001, "SCARD_F_INTERNAL_ERROR"},
-    {0x80100002, "SCARD_E_CANCELLED"},
-    {0x80100003, "SCARD_E_INVALID_HANDLE"},
-    {0x80100004, "SCARD_E_INVALID_PARAMETER"},
-    {0x80100005, "SCARD_E_INVALID_TARGET"},
-    {0x80100006, "SCARD_E_NO_MEMORY"},
-    {0x80100007, "SCARD_F_WAITED_TOO_LONG"},
-    {0x80100008, "SCARD_E_INSUFFICIENT_BUFFER"},
-    {0x80100009, "SCARD_E_UNKNOWN_READER"},
-    {0x8010000A, "SCARD_E_TIMEOUT"},
-    {0x8010000B, "SCARD_E_SHARING_VIOLATION"},
-    {0x8010000C, "SCARD_E_NO_SMARTCARD"},
-    {0x8010000D, "SCARD_E_UNKNOWN_CARD"},
-    {0x8010000E, "SCARD_E_CANT_DISPOSE"},
-    {0x8010000F, "SCARD_E_PROTO_MISMATCH"},
-    {0x80100010, "SCARD_E_NOT_READY"},
-    {0x80100011, "SCARD_E_INVALID_VALUE"},
-    {0x80100012, "SCARD_E_SYSTEM_CANCELLED"},
-    {0x80100013, "SCARD_F_COMM_ERROR"},
-    {0x80100014, "SCARD_F_UNKNOWN_ERROR"},
-    {0x80100015, "SCARD_E_INVALID_ATR"},
-    {0x80100016, "SCARD_E_NOT_TRANSACTED"},
-    {0x80100017, "SCARD_E_READER_UNAVAILABLE"},
-    {0x80100018, "SCARD_P_SHUTDOWN"},
-    {0x80100019, "SCARD_E_PCI_TOO_SMALL"},
-    {0x8010001A, "SCARD_E_READER_UNSUPPORTED"},
-    {0x8010001B, "SCARD_E_DUPLICATE_READER"},
-    {0x8010001C, "SCARD_E_CARD_UNSUPPORTED"},
-    {0x8010001D, "SCARD_E_NO_SERVICE"},
-    {0x8010001E, "SCARD_E_SERVICE_STOPPED"},
-    {0x80100065, "SCARD_W_UNSUPPORTED_CARD"},
-    {0x80100066, "SCARD_W_UNRESPONSIVE_CARD"},
-    {0x80100067, "SCARD_W_UNPOWERED_CARD"},
-    {0x80100068, "SCARD_W_RESET_CARD"},
-    {0x80100069, "SCARD_W_REMOVED_CARD"},
-};
-
 struct StatusWordText {
     unsigned char sw1;
     unsigned char sw2;
@@ -74,23 +28,31 @@ constexpr StatusWordText statusWordTexts[] = {
     {0x64, 0x03, "User entered too short or too long PIN regarding MIN/MAX PIN Length"},
 };
 
-void Send(Callback callback, std::string_view text) {
-    if (callback != nullptr) {
-        callback(std::string(text).c_str());
+/// Hands the line that `compose` makes to the callback. What is thrown, for want of memory or by the callback, costs
+/// that line: a lost line must not break off the operation that it tells of.
+template <class Compose>
+void SendLine(Callback callback, Compose compose) {
+    if (callback == nullptr) {
+        return;
     }
+    try {
+        callback(compose().c_str());
+    } catch (...) {
+        return;
+    }
+}
+
+void Send(Callback callback, std::string_view text, std::string_view more = {}) {
+    SendLine(callback, [=] { return std::string(text).append(more); });
 }
 
 void SendWithCode(Callback callback, std::string_view text, long code) {
-    if (callback != nullptr) {
-        // The suffix brings a blank of its own, so that two blanks stand there.
-        Send(callback, std::string(text) + " " + LoggingHelper::SCardErrorToString(code));
-    }
+    // The suffix brings a blank of its own, so that two blanks stand there.
+    SendLine(callback, [=] { return std::string(text) + " " + LoggingHelper::SCardErrorToString(code); });
 }
 
 void SendWithValue(Callback callback, std::string_view text, int value) {
-    if (callback != nullptr) {
-        Send(callback, std::string(text) + " " + std::to_string(value));
-    }
+    SendLine(callback, [=] { return std::string(text) + " " + std::to_string(value); });
 }
 
 std::string DescribeStatusWord(const ByteArray& response) {
@@ -130,16 +92,12 @@ void LibReaderImpl::SetMessageLoggingFunc(Callback func) {
     pt2LogMessage = func;
 }
 
-bool LibReaderImpl::LogsMessages() {
-    return bLoggingEnabled && pt2LogMessage != nullptr;
-}
-
 void LibReaderImpl::LogError(std::string_view text) {
     Send(bLoggingEnabled ? pt2LogError : nullptr, text);
 }
 
-void LibReaderImpl::LogMessage(std::string_view text) {
-    Send(bLoggingEnabled ? pt2LogMessage : nullptr, text);
+void LibReaderImpl::LogMessage(std::string_view text, std::string_view more) {
+    Send(bLoggingEnabled ? pt2LogMessage : nullptr, text, more);
 }
 
 void LibReaderImpl::LogErrorSCardError(std::string_view text, long code) {
@@ -155,16 +113,12 @@ void LibReaderImpl::LogMessageFormat(std::string_view text, int value) {
 }
 
 void LibReaderImpl::LogErrorCardReaderCmd(std::string_view text, const ByteArray& response) {
-    if (bLoggingEnabled && pt2LogError != nullptr) {
-        Send(pt2LogError, std::string(text) + " " + DescribeStatusWord(response));
-    }
+    SendLine(bLoggingEnabled ? pt2LogError : nullptr,
+             [&] { return std::string(text) + " " + DescribeStatusWord(response); });
 }
 
 void LibReaderImpl::SCardErrorToString(std::basic_stringstream<char>& out, long code) {
-    const auto* const known = std::find_if(std::begin(errorNames), std::end(errorNames), [=](const auto& row) {
-        return row.code == static_cast<unsigned long>(code);
-    });
-    out << (known != std::end(errorNames) ? known->name : "Unknown Error");
+    out << SCardErrorName(code);
 }
 
 Callback LibReaderAndCard::pt2LogError = nullptr;
@@ -182,8 +136,8 @@ void LibReaderAndCard::LogError(std::string_view text) {
     Send(pt2LogError, text);
 }
 
-void LibReaderAndCard::LogMessage(std::string_view text) {
-    Send(pt2LogMessage, text);
+void LibReaderAndCard::LogMessage(std::string_view text, std::string_view more) {
+    Send(pt2LogMessage, text, more);
 }
 
 void LibReaderAndCard::LogErrorSCardError(std::string_view text, long code) {

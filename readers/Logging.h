@@ -9,7 +9,8 @@ namespace Vantor {
 class ByteArray;
 
 /// Sink of the enumeration and of the PC/SC reader classes. Without a callback a line is dropped before it is put
-/// together. Nothing is locked: install the callbacks once, before any reader code runs.
+/// together. No member throws: what a callback throws, or a want of memory, costs the line. Nothing is locked: install
+/// the callbacks once, before any reader code runs.
 class LibReaderImpl {
 public:
     /// Receives one line, zero-terminated and valid during the call only; null: lines of that kind are dropped.
@@ -25,11 +26,9 @@ public:
     /// Installs the receiver of message lines; null removes it.
     static void SetMessageLoggingFunc(void (*func)(const char*));
 
-    /// True when a message would reach a callback: asked before a text is put together only to be logged.
-    [[nodiscard]] static bool LogsMessages();
-
     static void LogError(std::string_view text);
-    static void LogMessage(std::string_view text);
+    /// Message line of `text` and `more`, one directly behind the other.
+    static void LogMessage(std::string_view text, std::string_view more = {});
     /// Error line "TEXT SUFFIX", with LoggingHelper's suffix for a PC/SC result code.
     static void LogErrorSCardError(std::string_view text, long code);
     /// Error line "TEXT VALUE", the value in decimal.
@@ -54,7 +53,7 @@ public:
     static void SetMessageLoggingFunc(void (*func)(const char*));
 
     static void LogError(std::string_view text);
-    static void LogMessage(std::string_view text);
+    static void LogMessage(std::string_view text, std::string_view more = {});
     static void LogErrorSCardError(std::string_view text, long code);
     static void LogError(std::string_view text, int value);
 };

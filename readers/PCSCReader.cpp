@@ -55,9 +55,7 @@ bool PCSCReader::ConnectReader() {
         LibReaderImpl::LogMessage("disconnect old reader");
         Disconnect();
     }
-    if (LibReaderImpl::LogsMessages()) {
-        LibReaderImpl::LogMessage("PCSC ConnectReader " + readerId);
-    }
+    LibReaderImpl::LogMessage("PCSC ConnectReader ", readerId);
     long code = SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &hContext);
     if (code == SCARD_S_SUCCESS) {
         return true;

@@ -12,4 +12,7 @@ public:
     [[nodiscard]] static std::string SCardErrorToString(long code);
 };
 
+/// The symbolic name of a PC/SC result code, such as "SCARD_E_NO_SMARTCARD"; "Unknown Error" for a code without one.
+[[nodiscard]] const char* SCardErrorName(long code);
+
 } // namespace Vantor

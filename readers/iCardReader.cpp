@@ -50,17 +50,18 @@ std::string iCardReader::VendorModelName() {
 void iCardReader::LogReaderName() {
     std::string vendorName, ifdType, ifdSerialNo, deviceUnit, systemName, friendlyName;
     GetReaderName(vendorName, ifdType, ifdSerialNo, deviceUnit, systemName, friendlyName);
-    LibReaderAndCard::LogMessage("Vendor Name: " + vendorName);
+    LibReaderAndCard::LogMessage("Vendor Name: ", vendorName);
     // The label says version, the text is the type: log readers know the line so.
-    LibReaderAndCard::LogMessage("Vendor IFD Version: " + ifdType);
-    LibReaderAndCard::LogMessage("Vendor IFD Serial No.: " + ifdSerialNo);
-    LibReaderAndCard::LogMessage("Device Unit: " + deviceUnit);
-    LibReaderAndCard::LogMessage("System Name: " + systemName);
-    LibReaderAndCard::LogMessage("Friendly Name: " + friendlyName);
+    LibReaderAndCard::LogMessage("Vendor IFD Version: ", ifdType);
+    LibReaderAndCard::LogMessage("Vendor IFD Serial No.: ", ifdSerialNo);
+    LibReaderAndCard::LogMessage("Device Unit: ", deviceUnit);
+    LibReaderAndCard::LogMessage("System Name: ", systemName);
+    LibReaderAndCard::LogMessage("Friendly Name: ", friendlyName);
 }
 
 bool iCardReader::CheckApduSW(const ByteArray& response, unsigned char sw1, unsigned char sw2, bool logMismatch) {
     if (response.size() < 2) {
+        // The stray parenthesis stays: who reads logs looks for the line as it always was.
         LibReaderAndCard::LogError("CheckApduSW, input len < 2)");
         return false;
     }

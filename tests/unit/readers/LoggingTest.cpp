@@ -103,13 +103,34 @@ TEST_F(LoggingTest, EnablingBringsTheLinesBack) {
     EXPECT_THAT(FakePcsc::Trace(), ElementsAre("error: a", "message: b"));
 }
 
-TEST_F(LoggingTest, TellsWhetherMessagesReachACallback) {
-    EXPECT_TRUE(LibReaderImpl::LogsMessages());
-    LibReaderImpl::DisableLogging();
-    EXPECT_FALSE(LibReaderImpl::LogsMessages());
-    LibReaderImpl::EnableLogging();
-    LibReaderImpl::SetMessageLoggingFunc(nullptr);
-    EXPECT_FALSE(LibReaderImpl::LogsMessages());
+TEST_F(LoggingTest, AMessageMayHaveTwoParts) {
+    LibReaderImpl::LogMessage("one ", "two");
+    LibReaderAndCard::LogMessage("three ", "four");
+    EXPECT_THAT(FakePcsc::Trace(), ElementsAre("message: one two", "card message: three four"));
+}
+
+TEST_F(LoggingTest, ACallbackThatThrowsCostsItsLineAlone) {
+    const auto fail = [](const char* text) {
+        FakePcsc::Note(text);
+        throw 1;
+    };
+    LibReaderImpl::SetErrorLoggingFunc(fail);
+    LibReaderImpl::SetMessageLoggingFunc(fail);
+    LibReaderAndCard::SetErrorLoggingFunc(fail);
+    LibReaderAndCard::SetMessageLoggingFunc(fail);
+
+    LibReaderImpl::LogError("a");
+    LibReaderImpl::LogMessage("b");
+    LibReaderImpl::LogError("c", 1);
+    LibReaderImpl::LogErrorSCardError("d", 2);
+    LibReaderImpl::LogMessageFormat("e", 3);
+    LibReaderImpl::LogErrorCardReaderCmd("f", Bytes("\x64\x01"));
+    LibReaderAndCard::LogError("g");
+    LibReaderAndCard::LogMessage("h");
+    LibReaderAndCard::LogError("i", 4);
+    LibReaderAndCard::LogErrorSCardError("j", 5);
+
+    EXPECT_EQ(FakePcsc::Notes().size(), 10U);
 }
 
 TEST_F(LoggingTest, ACodeFollowsTheTextAfterTwoBlanks) {
@@ -166,69 +187,9 @@ TEST_F(LoggingTest, AStatusWordIsDescribedBehindTheText) {
     }
 }
 
-// ---- names of PC/SC codes
-
-TEST(CodeNames, AreWrittenIntoTheStream) {
-    struct CodeName {
-        unsigned long code;
-        const char* name;
-    };
-    const std::vector<CodeName> cases = {{0, "Success"},
-                                         {6, "ERROR_INVALID_HANDLE"},
-                                         {0x80100001, "SCARD_F_INTERNAL_ERROR"},
-                                         {0x80100002, "SCARD_E_CANCELLED"},
-                                         {0x80100003, "SCARD_E_INVALID_HANDLE"},
-                                         {0x80100004, "SCARD_E_INVALID_PARAMETER"},
-                                         {0x80100005, "SCARD_E_INVALID_TARGET"},
-                                         {0x80100006, "SCARD_E_NO_MEMORY"},
-                                         {0x80100007, "SCARD_F_WAITED_TOO_LONG"},
-                                         {0x80100008, "SCARD_E_INSUFFICIENT_BUFFER"},
-                                         {0x80100009, "SCARD_E_UNKNOWN_READER"},
-                                         {0x8010000A, "SCARD_E_TIMEOUT"},
-                                         {0x8010000B, "SCARD_E_SHARING_VIOLATION"},
-                                         {0x8010000C, "SCARD_E_NO_SMARTCARD"},
-                                         {0x8010000D, "SCARD_E_UNKNOWN_CARD"},
-                                         {0x8010000E, "SCARD_E_CANT_DISPOSE"},
-                                         {0x8010000F, "SCARD_E_PROTO_MISMATCH"},
-                                         {0x80100010, "SCARD_E_NOT_READY"},
-                                         {0x80100011, "SCARD_E_INVALID_VALUE"},
-                                         {0x80100012, "SCARD_E_SYSTEM_CANCELLED"},
-                                         {0x80100013, "SCARD_F_COMM_ERROR"},
-                                         {0x80100014, "SCARD_F_UNKNOWN_ERROR"},
-                                         {0x80100015, "SCARD_E_INVALID_ATR"},
-                                         {0x80100016, "SCARD_E_NOT_TRANSACTED"},
-                                         {0x80100017, "SCARD_E_READER_UNAVAILABLE"},
-                                         {0x80100018, "SCARD_P_SHUTDOWN"},
-                                         {0x80100019, "SCARD_E_PCI_TOO_SMALL"},
-                                         {0x8010001A, "SCARD_E_READER_UNSUPPORTED"},
-                                         {0x8010001B, "SCARD_E_DUPLICATE_READER"},
-                                         {0x8010001C, "SCARD_E_CARD_UNSUPPORTED"},
-                                         {0x8010001D, "SCARD_E_NO_SERVICE"},
-                                         {0x8010001E, "SCARD_E_SERVICE_STOPPED"},
-                                         {0x80100065, "SCARD_W_UNSUPPORTED_CARD"},
-                                         {0x80100066, "SCARD_W_UNRESPONSIVE_CARD"},
-                                         {0x80100067, "SCARD_W_UNPOWERED_CARD"},
-                                         {0x80100068, "SCARD_W_RESET_CARD"},
-                                         {0x80100069, "SCARD_W_REMOVED_CARD"},
-                                         // without a name: codes that came later, gaps, neighbours
-                                         {static_cast<unsigned long>(SCARD_E_NO_READERS_AVAILABLE), "Unknown Error"},
-                                         {0x8010001F, "Unknown Error"},
-                                         {0x80100064, "Unknown Error"},
-                                         {0x8010006A, "Unknown Error"},
-                                         {0x80100000, "Unknown Error"},
-                                         {1, "Unknown Error"},
-                                         {5, "Unknown Error"},
-                                         {7, "Unknown Error"}};
-    for (const auto& [code, name] : cases) {
-        std::stringstream out;
-        out << "before ";
-        LibReaderImpl::SCardErrorToString(out, static_cast<long>(code));
-        EXPECT_EQ(out.str(), std::string("before ") + name) << std::hex << code;
-    }
-}
-
-TEST(CodeNames, FitTheCodesOfThePcscHeaders) {
+TEST_F(LoggingTest, TheNameOfACodeIsWrittenBehindWhatIsInTheStream) {
     std::stringstream out;
+    out << "before ";
     LibReaderImpl::SCardErrorToString(out, SCARD_E_SERVICE_STOPPED);
-    EXPECT_EQ(out.str(), "SCARD_E_SERVICE_STOPPED");
+    EXPECT_EQ(out.str(), "before SCARD_E_SERVICE_STOPPED");
 }
