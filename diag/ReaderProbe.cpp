@@ -194,9 +194,8 @@ void AskStates(ProbeListener& listener, SCARDCONTEXT context, std::vector<Reader
 
 std::vector<Reader> ListReaders(ProbeListener& listener, SCARDCONTEXT context) {
     std::vector<std::string> names;
-    long code = SCARD_S_SUCCESS;
     listener.OnCall("SCardListReaders");
-    Vantor::ListPCSCReaders(context, names, code);
+    const long code = Vantor::ListPCSCReaderNames(context, names);
     std::vector<Reader> readers(names.size());
     for (std::size_t i = 0; i < names.size(); ++i) {
         readers[i].name = names[i];

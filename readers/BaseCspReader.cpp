@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "readers/FeatureList.h"
+#include "readers/Guarded.h"
 #include "readers/Logging.h"
 
 namespace Vantor {
@@ -21,6 +22,8 @@ constexpr unsigned long answerBufferLength = 5012;
 struct CardStatus {
     long code = SCARD_S_SUCCESS;
     unsigned long state = 0;
+    // An answer to reset has up to 33 bytes (ISO 7816-3), for which ConnectCard makes room. These queries offer 32, as
+    // they do in the client: a card that uses all 33 fails them with SCARD_E_INSUFFICIENT_BUFFER in both programs.
     std::array<unsigned char, 32> atr{};
     unsigned long atrLength = 0;
 };
@@ -67,10 +70,18 @@ constexpr PresenceText presenceErrors[] = {
 };
 
 /// Replaces `answer` by what a call left in its buffer, if it left anything. A faulty driver says more than fits.
-void TakeAnswer(const std::array<unsigned char, answerBufferLength>& buffer, unsigned long length, ByteArray& answer) {
-    if (length != 0) {
-        answer.assign(buffer.data(), buffer.data() + std::min<std::size_t>(length, buffer.size()));
+/// @return `code`, the call's own, unless there is no memory for the answer
+long TakeAnswer(long code, const std::array<unsigned char, answerBufferLength>& buffer, unsigned long length,
+                ByteArray& answer) {
+    // A call that failed before it had an answer leaves the length at the buffer's; one whose answer does not fit
+    // leaves the length that it would have, and the buffer alone.
+    if (length == 0 || (code != SCARD_S_SUCCESS && length >= buffer.size())) {
+        return code;
     }
+    return Guarded([&] {
+        answer.assign(buffer.data(), buffer.data() + std::min<std::size_t>(length, buffer.size()));
+        return code;
+    });
 }
 
 template <std::size_t size>
@@ -82,7 +93,8 @@ const PresenceText* FindPresence(const PresenceText (&table)[size], long value) 
 
 } // namespace
 
-BaseCspReader::BaseCspReader(long context, long card) : hContext(context), hCard(card) {}
+BaseCspReader::BaseCspReader(long context, long card)
+    : hContext(context), hCard(card), featureCode(SCARD_E_INVALID_HANDLE) {}
 
 bool BaseCspReader::ConnectReader() {
     return true;
@@ -139,12 +151,16 @@ bool BaseCspReader::IsTokenPresent() {
 
 bool BaseCspReader::GetAtr(ByteArray& atr) {
     const CardStatus status = QueryStatus(hCard);
-    if (status.code != SCARD_S_SUCCESS) {
-        LibReaderImpl::LogErrorSCardError("SCardStatus failed", status.code);
-        return false;
+    const long code = Guarded([&] {
+        if (status.code == SCARD_S_SUCCESS) {
+            atr.assign(status.atr.data(), status.atr.data() + status.atrLength);
+        }
+        return status.code;
+    });
+    if (code != SCARD_S_SUCCESS) {
+        LibReaderImpl::LogErrorSCardError("SCardStatus failed", code);
     }
-    atr.assign(status.atr.data(), status.atr.data() + status.atrLength);
-    return true;
+    return code == SCARD_S_SUCCESS;
 }
 
 long BaseCspReader::GetReaderStatus() {
@@ -177,12 +193,10 @@ bool BaseCspReader::SendApdu(const unsigned char* apdu, unsigned long length, By
     }
     std::array<unsigned char, answerBufferLength> buffer{};
     unsigned long received = buffer.size();
-    // The T=1 header goes out whatever protocol was negotiated; that is on purpose.
-    const long code = SCardTransmit(hCard, SCARD_PCI_T1, apdu, length, nullptr, buffer.data(), &received);
-    if (code != SCARD_S_SUCCESS && received == buffer.size()) {
-        received = 0; // the call failed before it set the length
-    }
-    TakeAnswer(buffer, received, response);
+    // Always the T=1 header: the client's cards speak T=1, and it sends their APDUs so. For a card that was connected
+    // with T=0 pcsc-lite then refuses the APDU with SCARD_E_PROTO_MISMATCH, as it does in the client.
+    long code = SCardTransmit(hCard, SCARD_PCI_T1, apdu, length, nullptr, buffer.data(), &received);
+    code = TakeAnswer(code, buffer, received, response);
     if (code != SCARD_S_SUCCESS) {
         LibReaderImpl::LogErrorSCardError("error in SendApdu", code);
         return false;
@@ -198,7 +212,7 @@ void BaseCspReader::CheckReaderCapabilities(bool& canVerify, bool& canModify) {
     modifyPinDirect = modifyPinStart = modifyPinFinish = 0;
     getKeyPressed = 0;
     featureAnswer.clear();
-    featureCode = SCARD_S_SUCCESS;
+    featureCode = SCARD_E_INVALID_HANDLE;
     if (hCard == 0) {
         LibReaderImpl::LogError("CheckReaderCapabilities, error hCard is NULL");
         return;
@@ -206,6 +220,7 @@ void BaseCspReader::CheckReaderCapabilities(bool& canVerify, bool& canModify) {
     ByteArray features;
     featureCode = Control(CM_IOCTL_GET_FEATURE_REQUEST, nullptr, 0, features);
     if (featureCode != SCARD_S_SUCCESS) {
+        // "retruns" stays: who reads logs looks for the line as it always was.
         LibReaderImpl::LogErrorSCardError("CheckReaderCapabilities, SCardControl retruns", featureCode);
         return;
     }
@@ -238,8 +253,7 @@ long BaseCspReader::Control(unsigned long code, const unsigned char* input, unsi
     std::array<unsigned char, answerBufferLength> buffer{};
     unsigned long returned = 0;
     const long result = SCardControl(hCard, code, input, inputLength, buffer.data(), buffer.size(), &returned);
-    TakeAnswer(buffer, returned, answer);
-    return result;
+    return TakeAnswer(result, buffer, returned, answer);
 }
 
 long BaseCspReader::MySCardGetAttrib(unsigned long attribute, std::string& value, bool /*flag*/) {
@@ -248,15 +262,17 @@ long BaseCspReader::MySCardGetAttrib(unsigned long attribute, std::string& value
     if (sizeCode != SCARD_S_SUCCESS) {
         return sizeCode;
     }
-    // pcsc-lite has no message longer than that; a driver that claims more is cut short, not trusted.
-    length = std::min<unsigned long>(length, MAX_BUFFER_SIZE_EXTENDED);
-    std::string buffer(length, '\0');
-    const long code = SCardGetAttrib(hCard, attribute, reinterpret_cast<unsigned char*>(buffer.data()), &length);
-    if (code == SCARD_S_SUCCESS) {
-        buffer.resize(std::min<std::size_t>(length, buffer.size()));
-        value = std::move(buffer);
-    }
-    return code;
+    return Guarded([&] {
+        // pcsc-lite has no message longer than that; a driver that claims more is cut short, not trusted.
+        length = std::min<unsigned long>(length, MAX_BUFFER_SIZE_EXTENDED);
+        std::string buffer(length, '\0');
+        const long code = SCardGetAttrib(hCard, attribute, reinterpret_cast<unsigned char*>(buffer.data()), &length);
+        if (code == SCARD_S_SUCCESS) {
+            buffer.resize(std::min<std::size_t>(length, buffer.size()));
+            value = std::move(buffer);
+        }
+        return code;
+    });
 }
 
 long BaseCspReader::GetReaderName(std::string& vendorName, std::string& ifdType, std::string& ifdSerialNo,

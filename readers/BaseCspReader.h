@@ -18,14 +18,14 @@ public:
     using iCardReader::ConnectCard;
     using iCardReader::SendApdu;
 
-    bool ConnectReader() override;
-    bool ConnectCard(bool force) override;
+    [[nodiscard]] bool ConnectReader() override;
+    [[nodiscard]] bool ConnectCard(bool force) override;
     bool Disconnect() override;
     void SetConfig(bool isSecure, bool wantsGui, bool wantsBeep) override;
     void CheckReaderCapabilities(bool& canVerify, bool& canModify) override;
-    bool BeginTransaction() override;
+    [[nodiscard]] bool BeginTransaction() override;
     bool EndTransaction() override;
-    bool SendApdu(const unsigned char* apdu, unsigned long length, Vantor::ByteArray& response) override;
+    [[nodiscard]] bool SendApdu(const unsigned char* apdu, unsigned long length, Vantor::ByteArray& response) override;
     [[nodiscard]] int VerifyPin(const Vantor::ByteArray& apdu, const PINVerifyData* data,
                                 Vantor::ByteArray& response) override;
     [[nodiscard]] int ChangePin(const Vantor::ByteArray& apdu, const PINVerifyData* data,
@@ -33,9 +33,9 @@ public:
     /// True when both handles are there.
     [[nodiscard]] bool IsOk() override;
     [[nodiscard]] bool IsTokenPresent() override;
-    bool GetAtr(Vantor::ByteArray& atr) override;
+    [[nodiscard]] bool GetAtr(Vantor::ByteArray& atr) override;
     [[nodiscard]] int GetStatus() override;
-    bool Reconnect(bool reset, bool unpower) override;
+    [[nodiscard]] bool Reconnect(bool reset, bool unpower) override;
     long GetReaderName(std::string& vendorName, std::string& ifdType, std::string& ifdSerialNo, std::string& deviceUnit,
                        std::string& systemName, std::string& friendlyName) override;
 
@@ -43,45 +43,48 @@ public:
     /// @param structure  PIN_VERIFY_STRUCTURE of `length` bytes
     /// @param response   replaced by the reader's answer; unchanged when no byte came back
     /// @return the PC/SC result code
-    long VerifyPinDirect(unsigned char* structure, unsigned int length, Vantor::ByteArray& response);
+    [[nodiscard]] long VerifyPinDirect(unsigned char* structure, unsigned int length, Vantor::ByteArray& response);
     /// As VerifyPinDirect, with a PIN_MODIFY_STRUCTURE.
-    long ModifyPinDirect(unsigned char* structure, unsigned int length, Vantor::ByteArray& response);
-    /// Verifies a PIN by a start call, by polling the keys one second apart, and by a finish call.
+    [[nodiscard]] long ModifyPinDirect(unsigned char* structure, unsigned int length, Vantor::ByteArray& response);
+    /// Verifies a PIN by a start call, by polling the keys one second apart, and by a finish call. A reader that never
+    /// reports the end of the entry, nor a failure, is polled for ever.
     /// @param maxPinLength  digits after which polling ends
     /// @return the PC/SC result code: of the call that failed or came last, of the key that ended the entry
-    long VerifyPinStartFinish(unsigned char* structure, unsigned int length, Vantor::ByteArray& response,
-                              int maxPinLength);
+    [[nodiscard]] long VerifyPinStartFinish(unsigned char* structure, unsigned int length, Vantor::ByteArray& response,
+                                            int maxPinLength);
     /// As VerifyPinStartFinish, with a PIN_MODIFY_STRUCTURE.
-    long ModifyPinStartFinish(unsigned char* structure, unsigned int length, Vantor::ByteArray& response,
-                              int maxPinLength);
+    [[nodiscard]] long ModifyPinStartFinish(unsigned char* structure, unsigned int length, Vantor::ByteArray& response,
+                                            int maxPinLength);
 
     /// Takes one polled key code (PC/SC part 10, GET_KEY_PRESSED), with a beep for the keys that have one.
     /// @param digits  counted up, down or back to 0; never below 0
     /// @param error   PC/SC result code of a key that breaks the entry off, else 0
     /// @param finish  true for the OK key, else false
     /// @return true when polling goes on
-    bool OnKeyPressed(unsigned char key, unsigned short& digits, unsigned long& error, bool& finish);
+    [[nodiscard]] bool OnKeyPressed(unsigned char key, unsigned short& digits, unsigned long& error, bool& finish);
     /// What the driver answered when CheckReaderCapabilities last asked for its features: the records of the answer, as
-    /// far as the call succeeded, and its PC/SC result code. No records and SCARD_S_SUCCESS before that.
+    /// far as the call succeeded, and its PC/SC result code. No records and SCARD_E_INVALID_HANDLE when there was no
+    /// card to ask through, or nothing was asked yet.
     [[nodiscard]] const Vantor::ByteArray& FeatureAnswer() const { return featureAnswer; }
     [[nodiscard]] long FeatureCode() const { return featureCode; }
     /// Rings the Linux console's bell, in Hz and milliseconds, if beeps are wanted and there is a console to write to.
     void DoBeep(unsigned long frequency, unsigned long duration);
     /// @return the result code of a PC/SC status query, SCARD_W_REMOVED_CARD when IsOk is false
-    long GetReaderStatus();
+    [[nodiscard]] long GetReaderStatus();
     /// Reads one driver attribute through the card handle.
     /// @param attribute  tag as defined in PC/SC part 3, e.g. SCARD_ATTR_VENDOR_NAME
     /// @param value      set to exactly the bytes the driver returned, a counted terminating zero included; unchanged
     ///                   when the call fails
     /// @param flag       ignored
     /// @return the PC/SC result code
-    long MySCardGetAttrib(unsigned long attribute, std::string& value, bool flag);
+    [[nodiscard]] long MySCardGetAttrib(unsigned long attribute, std::string& value, bool flag);
 
 protected:
     long hContext;
     long hCard;
 
-    /// Control codes of the reader's PIN-pad features as CheckReaderCapabilities found them; 0: the feature is absent.
+    /// Control codes of the reader's PIN-pad features as CheckReaderCapabilities last found them; 0: the feature is
+    /// absent.
     std::uint32_t verifyPinDirect = 0;
     std::uint32_t verifyPinStart = 0;
     std::uint32_t verifyPinFinish = 0;
@@ -91,7 +94,7 @@ protected:
     std::uint32_t getKeyPressed = 0;
 
     Vantor::ByteArray featureAnswer;
-    long featureCode = 0;
+    long featureCode;
 
 private:
     /// What verifying and changing a PIN do not have in common.
@@ -101,7 +104,7 @@ private:
 
     int RunPinCommand(const PinCommand& command, const ByteArray& apdu, const PINVerifyData* data, ByteArray& response);
     [[nodiscard]] bool HasPinPad(const PinCommand& command);
-    int SendPinStructure(const PinCommand& command, ByteArray& structure, unsigned int maxPinLength,
+    int SendPinStructure(const PinCommand& command, const ByteArray& apdu, const PINVerifyData& data,
                          ByteArray& response);
     long RunDirect(const PinCommand& command, const unsigned char* structure, unsigned int length, ByteArray& response);
     long RunStartFinish(const PinCommand& command, const unsigned char* structure, unsigned int length,

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "readers/Guarded.h"
 #include "readers/Logging.h"
 #include "readers/MultiString.h"
 #include "readers/PCSCReader.h"
@@ -24,43 +25,34 @@ constexpr const char* pinPadModels[] = {
     "SCM Microsystems Inc. SPRx32",
 };
 
-/// A resource-manager context that is released with the object, if it was obtained.
-class Context {
-public:
-    Context() = default;
+/// A resource-manager context in the system's scope, or else in the user's; released with the object.
+struct Context {
+    Context() : code(SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &handle)) {
+        if (code == SCARD_S_SUCCESS) {
+            return;
+        }
+        LibReaderImpl::LogErrorSCardError("cannot establish scard context -> Retry with User Scope", code);
+        code = SCardEstablishContext(SCARD_SCOPE_USER, nullptr, nullptr, &handle);
+        if (code != SCARD_S_SUCCESS) {
+            LibReaderImpl::LogErrorSCardError("cannot establish scard context", code);
+        }
+    }
     Context(const Context&) = delete;
     Context& operator=(const Context&) = delete;
     ~Context() {
-        if (established) {
+        if (code == SCARD_S_SUCCESS) {
             SCardReleaseContext(handle);
         }
     }
 
-    long Establish(unsigned long scope) {
-        const long code = SCardEstablishContext(scope, nullptr, nullptr, &handle);
-        established = code == SCARD_S_SUCCESS;
-        return code;
-    }
-
-    [[nodiscard]] long Handle() const { return handle; }
-
-private:
     long handle = 0;
-    bool established = false;
+    long code;
 };
 
-bool EstablishAnyScope(Context& context) {
-    long code = context.Establish(SCARD_SCOPE_SYSTEM);
-    if (code == SCARD_S_SUCCESS) {
-        return true;
-    }
-    LibReaderImpl::LogErrorSCardError("cannot establish scard context -> Retry with User Scope", code);
-    code = context.Establish(SCARD_SCOPE_USER);
-    if (code == SCARD_S_SUCCESS) {
-        return true;
-    }
-    LibReaderImpl::LogErrorSCardError("cannot establish scard context", code);
-    return false;
+/// Appends all of `found`, or throws and appends none.
+template <class Item>
+void Append(std::vector<Item>& all, std::vector<Item>& found) {
+    all.insert(all.end(), std::make_move_iterator(found.begin()), std::make_move_iterator(found.end()));
 }
 
 PCSCReaderConfig DescribeReader(PCSCReader& reader, const std::string& name) {
@@ -68,48 +60,55 @@ PCSCReaderConfig DescribeReader(PCSCReader& reader, const std::string& name) {
     record.name = name;
     reader.SetReaderId(name);
     reader.SetConfig(true, true, true);
-    reader.ConnectReader();
+    // Neither a missing context nor a missing card drops the reader from the list.
+    static_cast<void>(reader.ConnectReader());
     // IsSecure wants a card handle and there is none yet, so that with a context no reader counts as secure. The client
     // depends on this order.
     record.isSecure = reader.IsOk() ? reader.IsSecure() : PCSCIsSecureByName(name);
-    reader.ConnectCard(false);
+    static_cast<void>(reader.ConnectCard(false));
     reader.GetReaderName(record.vendorName, record.vendorIfdType, record.vendorIfdSerialNo, record.deviceUnit,
                          record.systemName, record.friendlyName);
     reader.Disconnect();
     return record;
 }
 
-bool ListNames(long context, std::vector<std::string>& names, long& code) {
+long ListNames(long context, std::vector<std::string>& names) {
     unsigned long length = 0;
-    code = SCardListReaders(context, nullptr, nullptr, &length);
+    long code = SCardListReaders(context, nullptr, nullptr, &length);
     if (code != SCARD_S_SUCCESS) {
         LibReaderImpl::LogErrorSCardError("cannot list readers (1)", code);
-        return false;
+        return code;
     }
-    // No list of sixteen names comes near this limit: a longer length is a fault, not a reason to allocate it.
-    length = std::min<unsigned long>(length, MAX_BUFFER_SIZE_EXTENDED);
-    std::vector<char> buffer(length + 1);
-    code = SCardListReaders(context, nullptr, buffer.data(), &length);
+    code = Guarded([&] {
+        // No list of sixteen names comes near this limit: a longer length is a fault, not a reason to allocate it.
+        length = std::min<unsigned long>(length, MAX_BUFFER_SIZE_EXTENDED);
+        std::vector<char> buffer(length + 1);
+        const long listed = SCardListReaders(context, nullptr, buffer.data(), &length);
+        if (listed == SCARD_S_SUCCESS) {
+            // The empty name ends the list, not the second length: that has been less.
+            std::vector<std::string> found;
+            AppendMultiString(buffer.data(), buffer.size(), found);
+            Append(names, found);
+        }
+        return listed;
+    });
     if (code != SCARD_S_SUCCESS) {
         LibReaderImpl::LogErrorSCardError("cannot list readers (2)", code);
-        return false;
     }
-    AppendMultiString(buffer.data(), std::min<std::size_t>(length, buffer.size()), names);
-    return true;
+    return code;
 }
 
 } // namespace
 
-bool ListPCSCReaders(long context, std::vector<std::string>& names, long& code) {
+long ListPCSCReaderNames(long context, std::vector<std::string>& names) {
     LibReaderImpl::LogMessage("ListPCSCReaders");
-    return ListNames(context, names, code);
+    return ListNames(context, names);
 }
 
 bool ListPCSCReaders(std::vector<std::string>& names) {
     LibReaderImpl::LogMessage("ListPCSCReaders");
-    Context context;
-    long code = SCARD_S_SUCCESS;
-    return EstablishAnyScope(context) && ListNames(context.Handle(), names, code);
+    const Context context;
+    return context.code == SCARD_S_SUCCESS && ListNames(context.handle, names) == SCARD_S_SUCCESS;
 }
 
 bool ListPCSCReaders(std::vector<PCSCReaderConfig>& readers) {
@@ -117,12 +116,19 @@ bool ListPCSCReaders(std::vector<PCSCReaderConfig>& readers) {
     if (!ListPCSCReaders(names)) {
         return false;
     }
-    readers.reserve(readers.size() + names.size());
-    PCSCReader reader;
-    for (const std::string& name : names) {
-        readers.push_back(DescribeReader(reader, name));
+    const long code = Guarded([&] {
+        std::vector<PCSCReaderConfig> found;
+        PCSCReader reader;
+        for (const std::string& name : names) {
+            found.push_back(DescribeReader(reader, name));
+        }
+        Append(readers, found);
+        return SCARD_S_SUCCESS;
+    });
+    if (code != SCARD_S_SUCCESS) {
+        LibReaderImpl::LogErrorSCardError("cannot list readers (2)", code);
     }
-    return true;
+    return code == SCARD_S_SUCCESS;
 }
 
 bool PCSCIsSecureByName(const std::string& name) {

@@ -53,17 +53,20 @@ extern const std::array<ReaderTableRow, 23> strReaderTable;
 extern const std::array<const char*, 2> CTAPI_Libs;
 
 /// Appends the names of all PC/SC readers in the resource manager's order; asks in the system's scope, then the user's.
-/// @return false, with `names` unchanged and one line logged, when there is no resource manager or it cannot list its
-///         readers. pcsc-lite counts having no reader at all as such a failure.
+/// Does not throw.
+/// @return false, with `names` unchanged and the reason logged, when there is no resource manager (an error line for
+///         each scope), when it cannot list its readers (one line), or when memory runs out (one line). pcsc-lite
+///         counts having no reader at all as such a failure.
 bool ListPCSCReaders(std::vector<std::string>& names);
 
 /// The same through a context that the caller holds.
-/// @param code  set to the PC/SC result
-bool ListPCSCReaders(long context, std::vector<std::string>& names, long& code);
+/// @return the PC/SC result code; `names` is unchanged unless it is SCARD_S_SUCCESS
+[[nodiscard]] long ListPCSCReaderNames(long context, std::vector<std::string>& names);
 
 /// Appends one record for each PC/SC reader in the resource manager's order. A reader that cannot be opened is listed
-/// all the same, with empty identification texts. May block for a few seconds a reader while a card is recovered.
-/// @return false, with `readers` unchanged, when the names cannot be listed
+/// all the same, with empty identification texts. May block for a few seconds a reader while a card is recovered. Takes
+/// the power of each card that it finds, also under a program that shares it. Does not throw.
+/// @return false, with `readers` unchanged, when the names cannot be listed or memory runs out
 bool ListPCSCReaders(std::vector<PCSCReaderConfig>& readers);
 
 /// True when `name` contains the model text of a known PIN pad; letter case counts.

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "readers/FeatureList.h"
+#include "readers/Guarded.h"
 #include "readers/Logging.h"
 
 namespace Vantor {
@@ -102,10 +103,12 @@ long PCSCReader::LocalSCardConnect(std::string readerName, unsigned long shareMo
     };
 
     LibReaderImpl::LogMessage("PCSCReader::LocalSCardConnect");
+    // SCardConnect zeroes the handle that it could not set, and that may be this object's own.
+    const long ownCard = hCard;
     long code = connect();
     if (IsRecoverable(code)) {
         // A fresh card handle; this object's own goes, whatever handle the caller asked for.
-        SCardDisconnect(hCard, SCARD_RESET_CARD);
+        SCardDisconnect(ownCard, SCARD_RESET_CARD);
         hCard = 0;
         code = connect();
     }
@@ -137,13 +140,13 @@ bool PCSCReader::ConnectCard(bool force) {
     }
     if (hCard != 0 && GetReaderStatus() == SCARD_W_REMOVED_CARD) {
         Disconnect();
-        ConnectReader();
+        static_cast<void>(ConnectReader()); // without a context the attempt below fails, and tells so
     }
     if (!force && hCard != 0) {
         LibReaderImpl::LogMessage("card already connected");
         return true;
     }
-    long code = LocalSCardConnect(readerId, SCARD_SHARE_SHARED, &hCard, &activeProtocol);
+    long code = Guarded([this] { return LocalSCardConnect(readerId, SCARD_SHARE_SHARED, &hCard, &activeProtocol); });
     if (code != SCARD_S_SUCCESS) {
         LibReaderImpl::LogErrorSCardError("cannot connect card ", code);
     } else {
@@ -213,7 +216,7 @@ bool PCSCReader::EndTransaction() {
 }
 
 bool PCSCReader::IsTokenPresent() {
-    ConnectCard(false);
+    static_cast<void>(ConnectCard(false)); // the status tells
     return BaseCspReader::IsTokenPresent();
 }
 

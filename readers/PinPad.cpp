@@ -5,10 +5,12 @@
 #include <climits>
 #include <cstdio>
 #include <iterator>
+#include <utility>
 
 #include <unistd.h>
 
 #include "readers/BaseCspReader.h"
+#include "readers/Guarded.h"
 #include "readers/Logging.h"
 #include "readers/PinStructure.h"
 
@@ -74,39 +76,44 @@ struct BaseCspReader::PinCommand {
     ByteArray (*build)(const ByteArray& apdu, const PINVerifyData& data);
 };
 
-const BaseCspReader::PinCommand BaseCspReader::verifyCommand = {
-    "BaseCspReader VerifyPin",
-    "VerifyPin hCard is NULL",
-    "VerifyPin apdu too long",
-    "SCardControl does not support external pin verify",
-    "VerifyPinDirect",
-    "SCardControl verify_direct error",
-    "VerifyPinStartFinish",
-    "pcsc verify finish",
-    "SCardControl verify_finish error",
-    &BaseCspReader::verifyPinDirect,
-    &BaseCspReader::verifyPinStart,
-    &BaseCspReader::verifyPinFinish,
-    verifyHeaderLength,
-    BuildPinVerifyStructure,
-};
+const BaseCspReader::PinCommand BaseCspReader::verifyCommand = [] {
+    PinCommand command{};
+    command.message = "BaseCspReader VerifyPin";
+    command.noCard = "VerifyPin hCard is NULL";
+    command.tooLong = "VerifyPin apdu too long";
+    command.notSupported = "SCardControl does not support external pin verify";
+    command.directMessage = "VerifyPinDirect";
+    command.directError = "SCardControl verify_direct error";
+    command.startFinishMessage = "VerifyPinStartFinish";
+    command.finishError = "pcsc verify finish";
+    command.finishStatus = "SCardControl verify_finish error";
+    command.direct = &BaseCspReader::verifyPinDirect;
+    command.start = &BaseCspReader::verifyPinStart;
+    command.finish = &BaseCspReader::verifyPinFinish;
+    command.headerLength = verifyHeaderLength;
+    command.build = BuildPinVerifyStructure;
+    return command;
+}();
 
-const BaseCspReader::PinCommand BaseCspReader::modifyCommand = {
-    "BaseCspReader ChangePin",
-    "ChangePin hCard is NULL",
-    "ChangePin apdu too long",
-    "SCardControl does not support external pin changee",
-    "ModifyPinDirect",
-    "SCardControl modify_direct error",
-    "ModifyPinStartFinish",
-    "pcsc modify finish",
-    "SCardControl modify_finish error",
-    &BaseCspReader::modifyPinDirect,
-    &BaseCspReader::modifyPinStart,
-    &BaseCspReader::modifyPinFinish,
-    modifyHeaderLength,
-    BuildPinModifyStructure,
-};
+const BaseCspReader::PinCommand BaseCspReader::modifyCommand = [] {
+    PinCommand command{};
+    command.message = "BaseCspReader ChangePin";
+    command.noCard = "ChangePin hCard is NULL";
+    command.tooLong = "ChangePin apdu too long";
+    // "changee" stays: who reads logs looks for the line as it always was.
+    command.notSupported = "SCardControl does not support external pin changee";
+    command.directMessage = "ModifyPinDirect";
+    command.directError = "SCardControl modify_direct error";
+    command.startFinishMessage = "ModifyPinStartFinish";
+    command.finishError = "pcsc modify finish";
+    command.finishStatus = "SCardControl modify_finish error";
+    command.direct = &BaseCspReader::modifyPinDirect;
+    command.start = &BaseCspReader::modifyPinStart;
+    command.finish = &BaseCspReader::modifyPinFinish;
+    command.headerLength = modifyHeaderLength;
+    command.build = BuildPinModifyStructure;
+    return command;
+}();
 
 int BaseCspReader::VerifyPin(const ByteArray& apdu, const PINVerifyData* data, ByteArray& response) {
     return RunPinCommand(verifyCommand, apdu, data, response);
@@ -123,10 +130,6 @@ int BaseCspReader::RunPinCommand(const PinCommand& command, const ByteArray& apd
         LibReaderImpl::LogError(command.noCard);
         return pinFailure;
     }
-    if (apdu.size() > maxPinStructureLength - command.headerLength) {
-        LibReaderImpl::LogError(command.tooLong);
-        return pinFailure;
-    }
     if (!HasPinPad(command)) {
         return pinNotSupported;
     }
@@ -134,8 +137,11 @@ int BaseCspReader::RunPinCommand(const PinCommand& command, const ByteArray& apd
         LibReaderImpl::LogError("invalid pin format");
         return pinFailure;
     }
-    ByteArray structure = command.build(apdu, *data);
-    return SendPinStructure(command, structure, data->maxPinLength, response);
+    if (apdu.size() > maxPinStructureLength - command.headerLength) {
+        LibReaderImpl::LogError(command.tooLong);
+        return pinFailure;
+    }
+    return SendPinStructure(command, apdu, *data, response);
 }
 
 /// True when the reader is known to do the command, or else when it can verify or modify at all.
@@ -149,19 +155,20 @@ bool BaseCspReader::HasPinPad(const PinCommand& command) {
     return canVerify || canModify;
 }
 
-int BaseCspReader::SendPinStructure(const PinCommand& command, ByteArray& structure, unsigned int maxPinLength,
+int BaseCspReader::SendPinStructure(const PinCommand& command, const ByteArray& apdu, const PINVerifyData& data,
                                     ByteArray& response) {
-    const auto length = static_cast<unsigned int>(structure.size());
-    long code = SCARD_S_SUCCESS;
-    if (this->*command.direct != 0) {
-        code = RunDirect(command, structure.data(), length, response);
-    } else if (this->*command.start != 0) {
-        const auto maxDigits = static_cast<int>(std::min<unsigned int>(maxPinLength, INT_MAX));
-        code = RunStartFinish(command, structure.data(), length, response, maxDigits);
-    } else {
+    const bool isDirect = this->*command.direct != 0;
+    if (!isDirect && this->*command.start == 0) {
         LibReaderImpl::LogErrorSCardError(command.notSupported, 0);
         return pinNotSupported;
     }
+    const long code = Guarded([&] {
+        const ByteArray structure = command.build(apdu, data);
+        const auto length = static_cast<unsigned int>(structure.size());
+        const auto maxDigits = static_cast<int>(std::min<unsigned int>(data.maxPinLength, INT_MAX));
+        return isDirect ? RunDirect(command, structure.data(), length, response)
+                        : RunStartFinish(command, structure.data(), length, response, maxDigits);
+    });
     if (code != SCARD_S_SUCCESS) {
         LibReaderImpl::LogErrorSCardError("error in SCardControl", code);
         return pinFailure;
@@ -206,7 +213,7 @@ long BaseCspReader::RunStartFinish(const PinCommand& command, const unsigned cha
         // One text for both commands.
         LibReaderImpl::LogErrorSCardError("pcsc verify start", code);
         if (!startAnswer.empty()) {
-            response = startAnswer;
+            response = std::move(startAnswer);
         }
     } else {
         if (getKeyPressed != 0) {

@@ -331,11 +331,23 @@ TEST_F(PinPad, SurvivesAnswersOfAnyClaimedLength) {
     simulated.write("features", kAllFeatures);
     simulated.write("controls", "42330006 -> length 9000 90\n42330006 -> \n42330006 -> length 0 90 00\n");
     const auto data = pinData(0);
-    EXPECT_EQ(reader.VerifyPin(verifyApdu(), &data, response), 1);
     response = bytes({0x11});
+    EXPECT_EQ(reader.VerifyPin(verifyApdu(), &data, response), 1);
+    EXPECT_THAT(response, ElementsAre(0x11)) << "no byte came back";
     EXPECT_EQ(reader.VerifyPin(verifyApdu(), &data, response), 0);
     EXPECT_EQ(reader.VerifyPin(verifyApdu(), &data, response), 0);
     EXPECT_THAT(response, ElementsAre(0x11));
+}
+
+TEST_F(PinPad, KeepsTheResponseOfAReaderThatIsPulled) {
+    simulated.write("features", kAllFeatures);
+    EXPECT_TRUE(reader.IsSecure());
+    simulated.write("unplugged", "");
+    const auto data = pinData(0);
+    response = bytes({0x11});
+    EXPECT_EQ(reader.VerifyPin(verifyApdu(), &data, response), 1);
+    EXPECT_EQ(reader.ChangePin(verifyApdu(), &data, response), 1);
+    EXPECT_THAT(response, ElementsAre(0x11)) << "the driver leaves the length at the buffer's";
 }
 
 TEST_F(PinPad, SendsNoCommandThatIsLongerThanTheStructure) {
@@ -345,7 +357,7 @@ TEST_F(PinPad, SendsNoCommandThatIsLongerThanTheStructure) {
     apdu.assign(4096, 0xFF);
     EXPECT_EQ(reader.VerifyPin(apdu, &data, response), 1);
     EXPECT_EQ(reader.ChangePin(apdu, &data, response), 1);
-    EXPECT_THAT(simulated.calls("IFDHControl"), IsEmpty());
+    EXPECT_THAT(simulated.calls("IFDHControl"), ElementsAre(HasSubstr("42000D48"))) << "the query of the features";
 }
 
 TEST_F(PinPad, RefusesWhatItCannotDo) {

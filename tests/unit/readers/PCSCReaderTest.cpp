@@ -198,6 +198,7 @@ TEST_F(PCSCReaderTest, ReconnectsWithPowerResetOrAsItIs) {
          {Case{false, false, "0"}, Case{true, false, "1"}, Case{false, true, "2"}, Case{true, true, "2"}}) {
         BindCard();
         const unsigned long protocol = reader.activeProtocol;
+        FakePcsc::Script(Function::Reconnect, Answer());
         EXPECT_TRUE(reader.Reconnect(reset, unpower));
         EXPECT_THAT(FakePcsc::Trace(), ElementsAre("SCardReconnect(card=" + std::to_string(reader.hCard) +
                                                    ", share=2, protocols=3, initialisation=" + initialisation + ")"));
@@ -534,25 +535,25 @@ TEST_F(PCSCReaderTest, LetsGoOfTheMutexOnEveryPath) {
         }
         return free;
     };
-    reader.ConnectCard(false); // no context
+    EXPECT_FALSE(reader.ConnectCard(false)); // no context
     EXPECT_TRUE(isFree());
-    reader.BeginTransaction(); // no card
+    EXPECT_FALSE(reader.BeginTransaction()); // no card
     EXPECT_TRUE(isFree());
-    reader.EndTransaction();
+    EXPECT_FALSE(reader.EndTransaction());
     EXPECT_TRUE(isFree());
     BindCard();
     EXPECT_TRUE(isFree());
-    reader.ConnectCard(false); // connected already
+    EXPECT_TRUE(reader.ConnectCard(false)); // connected already
     EXPECT_TRUE(isFree());
     FakePcsc::Script(Function::Connect, Answer::Failure(SCARD_E_SERVICE_STOPPED), 5);
-    reader.ConnectCard(true); // all recoveries fail
+    EXPECT_FALSE(reader.ConnectCard(true)); // all recoveries fail
     EXPECT_TRUE(isFree());
     FakePcsc::Script(Function::BeginTransaction, Answer::Failure(SCARD_E_SHARING_VIOLATION));
     FakePcsc::Script(Function::EndTransaction, Answer::Failure(SCARD_E_NOT_TRANSACTED));
     reader.hCard = 201;
-    reader.BeginTransaction();
+    EXPECT_FALSE(reader.BeginTransaction());
     EXPECT_TRUE(isFree());
-    reader.EndTransaction();
+    EXPECT_FALSE(reader.EndTransaction());
     EXPECT_TRUE(isFree());
 }
 
@@ -567,13 +568,13 @@ TEST_F(PCSCReaderTest, HoldsTheMutexWhileItConnectsACardAndForTransactions) {
     LibReaderImpl::SetMessageLoggingFunc(noteMutex);
     LibReaderImpl::SetErrorLoggingFunc(noteMutex);
 
-    reader.ConnectReader();
+    EXPECT_TRUE(reader.ConnectReader());
     FakePcsc::Script(Function::Connect, Answer::Failure(SCARD_E_SERVICE_STOPPED), 2);
-    reader.ConnectCard(false);
+    EXPECT_TRUE(reader.ConnectCard(false));
     FakePcsc::Script(Function::EndTransaction, Answer::Failure(6));
-    reader.EndTransaction();
-    reader.Disconnect();
-    reader.BeginTransaction();
+    EXPECT_FALSE(reader.EndTransaction());
+    EXPECT_TRUE(reader.Disconnect());
+    EXPECT_FALSE(reader.BeginTransaction());
 
     EXPECT_THAT(FakePcsc::Notes(),
                 ElementsAre("free: PCSCReader::ConnectReader", "free: PCSC ConnectReader Reader A",
@@ -589,10 +590,11 @@ TEST_F(PCSCReaderTest, HoldsTheMutexWhileItConnectsACardAndForTransactions) {
 TEST_F(PCSCReaderTest, ConnectsReadersOfManyThreadsOneAfterAnother) {
     RemoveCallbacks();
     std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([] {
+    for (const char* const name : {"Thread 1", "Thread 2", "Thread 3", "Thread 4"}) {
+        FakePcsc::AddReader({name}); // of its own, for Disconnect takes the power of everybody's card
+        threads.emplace_back([name] {
             OpenPCSCReader own;
-            own.SetReaderId("Reader A");
+            own.SetReaderId(name);
             for (int round = 0; round < 50; ++round) {
                 EXPECT_TRUE(own.ConnectReader());
                 EXPECT_TRUE(own.ConnectCard());

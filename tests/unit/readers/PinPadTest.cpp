@@ -255,14 +255,32 @@ TEST_F(PinPadTest, SendsNoApduThatDoesNotFit) {
         for (const std::size_t length : {2048 - operation.headerLength + 1, std::size_t{4096}, std::size_t{100000}}) {
             Renew();
             apdu = ByteArray(std::vector<unsigned char>(length, 0xAA));
-            for (const std::uint32_t known : {0U, 0x11U}) {
-                reader.*operation.direct = known;
-                EXPECT_EQ(Run(operation), 1) << length;
-            }
-            EXPECT_THAT(FakePcsc::Calls(), IsEmpty());
-            EXPECT_THAT(FakePcsc::Notes(),
-                        ElementsAre(operation.message, operation.tooLong, operation.message, operation.tooLong));
+            reader.*operation.direct = 0x11;
+            EXPECT_EQ(Run(operation), 1) << length;
+            EXPECT_THAT(FakePcsc::Trace(), ElementsAre(operation.message, operation.tooLong));
         }
+    }
+}
+
+TEST_F(PinPadTest, ChecksFeaturesAndPinFormatBeforeTheLengthOfTheApdu) {
+    apdu = ByteArray(std::vector<unsigned char>(4096, 0xAA));
+    for (const Operation& operation : {verify, modify}) {
+        Renew();
+        FakePcsc::Script(Function::Control, Answer::Bytes(noFeatures));
+        EXPECT_EQ(Run(operation), 2) << "a reader without a keypad cannot do it, whatever the APDU";
+        EXPECT_THAT(FakePcsc::Notes(), ElementsAre(operation.message, "message: CheckReaderCapabilities start"));
+
+        Renew();
+        FakePcsc::Script(Function::Control, Answer::Bytes(FakePcsc::FeatureList({{operation.directTag, 0x11}})));
+        EXPECT_EQ(Run(operation), 1);
+        EXPECT_EQ(FakePcsc::Notes().back(), operation.tooLong);
+
+        Renew();
+        reader.*operation.direct = 0x11;
+        data.pinFormat = 3;
+        EXPECT_EQ(Run(operation), 1);
+        EXPECT_EQ(FakePcsc::Notes().back(), "error: invalid pin format");
+        data.pinFormat = 0;
     }
 }
 

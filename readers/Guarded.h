@@ -1,0 +1,19 @@
+// The border at which exceptions end.
+#pragma once
+
+#include <winscard.h>
+
+namespace Vantor {
+
+/// Runs `work`, which returns a PC/SC result code.
+/// @return that code, or SCARD_E_NO_MEMORY when `work` throws: nothing else can happen to what is run here
+template <class Work>
+[[nodiscard]] long Guarded(Work work) {
+    try {
+        return work();
+    } catch (...) {
+        return SCARD_E_NO_MEMORY;
+    }
+}
+
+} // namespace Vantor
