@@ -58,7 +58,10 @@ MainFrame::MainFrame(wxWindow* parent)
                     wxGetTranslation(L"Dienste neustarten"),
                     wxGetTranslation(L"Dienste starten")} {
     const wxString version = ClientVersion();
-    CreateControls(wxString::Format(wxGetTranslation(L"lumo Client Version %s\nVantor GmbH"), version));
+    // A catalogue decides on the text, so it is no format: with other placeholders it would end the program.
+    wxString about = wxGetTranslation(L"lumo Client Version %s\nVantor GmbH");
+    about.Replace(L"%s", version, false);
+    CreateControls(about);
     SetProperties();
     DoLayout();
     SetIcon(WindowIcon());

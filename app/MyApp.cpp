@@ -6,6 +6,7 @@
 #include "config/FileSystem.h"
 #include "config/ProgramConfig.h"
 #include "util/I18N.h"
+#include "util/InstanceLock.h"
 
 #include <wx/cmdline.h>
 #include <wx/image.h>
@@ -13,10 +14,13 @@
 #include <wx/utils.h>
 
 #include <algorithm>
+#include <string>
 
 using Vantor::Config;
 using Vantor::FileSystem;
 using Vantor::I18N;
+using Vantor::InstanceLockState;
+using Vantor::InstanceTurn;
 
 MyApp::MyApp() {
     GenerateConfig();
@@ -67,7 +71,15 @@ bool MyApp::OnInit() {
 bool MyApp::IsFirstCopy() {
     // Where the home directory cannot be written there is no lock, and the window opens all the same.
     const wxLogNull quiet;
-    m_InstanceChecker.Create(wxString::Format(L"LumoAdmin-%s", wxGetUserId()));
+    const wxString name = wxString::Format(L"LumoAdmin-%s", wxGetUserId());
+    const std::string home = wxGetHomeDir().fn_str().data();
+    // To the toolkit any process with the number in the lock is a copy, and one that it cannot see, in another
+    // container, is none. So the kernel is asked first.
+    const InstanceTurn turn(home);
+    const InstanceLockState state = ClearInstanceLock(home + "/" + name.fn_str().data(), turn);
+    if (state != InstanceLockState::Free)
+        return state == InstanceLockState::Left;
+    m_InstanceChecker.Create(name);
     return !m_InstanceChecker.IsAnotherRunning();
 }
 

@@ -1,11 +1,11 @@
 #include "diag/Language.h"
 
-#include <clocale>
+#include "util/CatalogFile.h"
+
 #include <cstdlib>
 #include <filesystem>
-#include <libintl.h>
+#include <map>
 #include <set>
-#include <unistd.h>
 
 namespace Diag {
 
@@ -13,7 +13,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char Catalog[] = "LumoClient";
+/// By message id. Not the C library's own translations, which follow a damaged catalogue wherever it leads.
+std::map<std::string, std::string> texts;
+
+std::string Catalog(const std::string& language, const std::string& catalogs) {
+    return Vantor::ReadCatalog(catalogs + "/" + language + "/LC_MESSAGES/LumoClient.mo");
+}
 
 std::string Environment(const char* name) {
     const char* const value = std::getenv(name);
@@ -28,7 +33,8 @@ bool IsIn(long number, long first, long last) {
 
 const char* Translate(const char* message) {
     // The translation of the empty text would be the catalogue's head.
-    return *message == '\0' ? message : dgettext(Catalog, message);
+    const auto found = *message == '\0' ? texts.end() : texts.find(message);
+    return found == texts.end() || found->second.empty() ? message : found->second.c_str();
 }
 
 std::string Fill(const std::string& text, const std::vector<std::string>& values) {
@@ -46,12 +52,11 @@ std::string Fill(const std::string& text, const std::vector<std::string>& values
 }
 
 void UseLanguage(const std::string& language, const std::string& catalogs) {
-    // In the locale "C" gettext looks for no translation. This one is part of the C library; LANGUAGE decides.
-    setlocale(LC_MESSAGES, "C"); // a change of the locale makes gettext forget another language's texts
-    setlocale(LC_MESSAGES, "C.UTF-8");
-    setenv("LANGUAGE", language.c_str(), 1);
-    bindtextdomain(Catalog, catalogs.c_str());
-    bind_textdomain_codeset(Catalog, "UTF-8");
+    std::string bytes = Catalog(language, catalogs);
+    if (bytes.empty()) {
+        bytes = Catalog(language.substr(0, language.find('_')), catalogs);
+    }
+    texts = Vantor::CatalogTexts(bytes);
 }
 
 bool IsKnownLanguage(const std::string& language, const std::string& catalogs) {
@@ -59,7 +64,7 @@ bool IsKnownLanguage(const std::string& language, const std::string& catalogs) {
         return true;
     }
     const bool isName = !language.empty() && language.find_first_of("./") == std::string::npos;
-    return isName && access((catalogs + "/" + language + "/LC_MESSAGES/" + Catalog + ".mo").c_str(), R_OK) == 0;
+    return isName && !Catalog(language, catalogs).empty();
 }
 
 std::vector<std::string> KnownLanguages(const std::string& catalogs) {

@@ -1,6 +1,7 @@
 #include "util/I18N.h"
 
-#include <wx/arrstr.h>
+#include "util/CatalogLoader.h"
+
 #include <wx/filename.h>
 #include <wx/intl.h>
 #include <wx/log.h>
@@ -59,34 +60,18 @@ bool SystemHas(long language) {
     return wxLocale::IsAvailable(code);
 }
 
-/// The toolkit's loader, except for the search for available languages: that looks into the folder of every language of
-/// the machine, for each catalogue anew, which costs more than all other work of a start. Whatever it finds, the
-/// toolkit then chooses the system's language, with or without its region.
-class SystemLanguageLoader : public wxFileTranslationsLoader {
-public:
-    wxArrayString GetAvailableTranslations(const wxString& domain) const override {
-        const wxString language = wxLocale::GetLanguageCanonicalName(wxLocale::GetSystemLanguage());
-        wxArrayString available;
-        for (const auto& candidate : {language, language.BeforeFirst(L'_')})
-            if (!candidate.empty() && Has(domain, candidate))
-                available.push_back(candidate);
-        return available;
-    }
-
-private:
-    static bool Has(const wxString& domain, const wxString& language) {
-        wxTranslations trial;
-        trial.SetLanguage(language);
-        trial.AddCatalog(domain);
-        return trial.IsLoaded(domain);
-    }
-};
+wxString CatalogDirectory() {
+    wxFileName directory = wxFileName::DirName(wxStandardPaths::Get().GetConfigDir());
+    directory.AppendDir(L"lumoclient");
+    directory.AppendDir(L"I18N");
+    return directory.GetPath(wxPATH_GET_VOLUME);
+}
 
 /// Has to be there before a locale, which would else bring its own.
 void UseSystemLanguageLoader() {
     auto translations = std::make_unique<wxTranslations>();
-    translations->SetLoader(new SystemLanguageLoader); // now theirs
-    wxTranslations::Set(translations.release());       // now the toolkit's
+    translations->SetLoader(new CatalogLoader(CatalogDirectory())); // now theirs
+    wxTranslations::Set(translations.release());                    // now the toolkit's
 }
 
 std::unique_ptr<wxLocale> MakeLocale(int language) {
@@ -94,13 +79,6 @@ std::unique_ptr<wxLocale> MakeLocale(int language) {
     auto locale = std::make_unique<wxLocale>();
     locale->Init(language, wxLOCALE_LOAD_DEFAULT);
     return locale;
-}
-
-wxString CatalogDirectory() {
-    wxFileName directory = wxFileName::DirName(wxStandardPaths::Get().GetConfigDir());
-    directory.AppendDir(L"lumoclient");
-    directory.AppendDir(L"I18N");
-    return directory.GetPath(wxPATH_GET_VOLUME);
 }
 
 } // namespace

@@ -24,6 +24,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -255,6 +256,46 @@ TEST_F(Program, CopyStartsAfterTheFirstOneHasEnded) {
     EXPECT_TRUE(app.CallOnInit());
 
     EXPECT_TRUE(messages.texts.empty()) << "the lock left behind is no news: " << messages.texts.front();
+}
+
+TEST_F(Program, LockLeftBehindDoesNotKeepTheWindowShut) {
+    // As after a power cut: the number now belongs to a process that is no copy.
+    const std::string lock = std::string(std::getenv("HOME")) + "/" + LockName().utf8_string();
+    std::ofstream(lock) << getppid() << '\0';
+    std::filesystem::permissions(lock, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    auto& app = Start();
+    const Messages messages;
+
+    EXPECT_TRUE(app.CallOnInit());
+
+    EXPECT_TRUE(messages.texts.empty()) << messages.texts.front();
+    int number = 0;
+    std::ifstream(lock) >> number;
+    EXPECT_EQ(number, getpid());
+}
+
+TEST_F(Program, LockLeftBehindThatCannotBeRemovedDoesNotKeepTheWindowShut) {
+    const std::string home = std::getenv("HOME");
+    const std::string lock = home + "/" + LockName().utf8_string();
+    std::ofstream(lock) << getppid() << '\0';
+    std::filesystem::permissions(lock, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    ASSERT_EQ(mount(home.c_str(), home.c_str(), nullptr, MS_BIND, nullptr), 0);
+    ASSERT_EQ(mount(nullptr, home.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr), 0);
+    auto& app = Start();
+
+    EXPECT_TRUE(app.CallOnInit());
+}
+
+TEST_F(Program, CopyInAnotherContainerKeepsItsLock) {
+    OtherCopy running(LockName());
+    const std::string lock = std::string(std::getenv("HOME")) + "/" + LockName().utf8_string();
+    // Its number there means nothing here, where no process has it.
+    std::ofstream(lock) << 4194303 << '\0';
+    auto& app = Start();
+
+    EXPECT_FALSE(app.CallOnInit());
+
+    EXPECT_TRUE(std::filesystem::exists(lock));
 }
 
 TEST_F(Program, CopyOfAnotherUserDoesNotMatter) {

@@ -1,12 +1,15 @@
 // The built program from outside: how it starts, and how it refuses to.
 #include "tests/support/Pcscd.h"
 #include "tests/system/Program.h"
+#include "util/InstanceLock.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 
 #include <sys/mount.h>
 #include <unistd.h>
@@ -111,6 +114,40 @@ TEST(SecondCopy, StartsAfterTheFirstWasKilled) {
     Program second;
     second.press(Texts::kCancel);
     EXPECT_EQ(second.ending().status, 0);
+}
+
+// As a power cut leaves it: the number belongs to some other process by now.
+void leaveLock() {
+    std::ofstream(lockFile()) << getpid() << '\0';
+    fs::permissions(lockFile(), fs::perms::owner_read | fs::perms::owner_write);
+}
+
+TEST(SecondCopy, StartsAfterAPowerCut) {
+    leaveLock();
+    Program program;
+    program.press(Texts::kCancel);
+    EXPECT_EQ(program.ending().status, 0);
+    EXPECT_FALSE(fs::exists(lockFile()));
+}
+
+TEST(SecondCopy, OfManyStartsAtOnceOneStays) {
+    const Support::Desktop desktop;
+    for (int round = 0; round < 5; ++round) {
+        leaveLock();
+        std::vector<std::unique_ptr<Process>> starts;
+        for (int i = 0; i < 4; ++i)
+            starts.push_back(
+                std::make_unique<Process>(std::vector<std::string>{Program::path()}, Program::environment()));
+        const auto running = [&] {
+            return std::count_if(starts.begin(), starts.end(), [](const auto& start) { return start->running(); });
+        };
+        EXPECT_TRUE(Support::waitUntil([&] { return running() <= 1; })) << running() << " are running";
+        const auto stayed =
+            std::find_if(starts.begin(), starts.end(), [](const auto& start) { return start->running(); });
+        ASSERT_NE(stayed, starts.end());
+        EXPECT_TRUE(desktop.window((*stayed)->pid()).has_value());
+        EXPECT_EQ(Vantor::FindRunningCopy(lockFile())->process, (*stayed)->pid());
+    }
 }
 
 TEST(SecondCopy, OfAnotherUserOpensItsWindow) {

@@ -1,6 +1,7 @@
 #include "diag/Language.h"
 
 #include "tests/support/Environment.h"
+#include "tests/support/MessageCatalog.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -55,6 +56,44 @@ TEST_F(LanguageTest, MissingCatalogueLeavesGerman) {
     EXPECT_STREQ(Translate("Leser"), "Leser");
 }
 
+TEST_F(LanguageTest, ARegionWithoutACatalogueTakesItsLanguages) {
+    UseLanguage("en_GB", CATALOG_FOLDER);
+    EXPECT_STREQ(Translate("Leser"), "Reader");
+}
+
+TEST_F(LanguageTest, TextsThatTheCatalogueLeavesEmptyStayGerman) {
+    const test::TemporaryFolder catalogs;
+    std::filesystem::create_directories(catalogs / "en/LC_MESSAGES");
+    test::WriteText(catalogs / "en/LC_MESSAGES/LumoClient.mo", CompiledCatalog({{"Leser", ""}}));
+    UseLanguage("en", catalogs.Path());
+    EXPECT_STREQ(Translate("Leser"), "Leser");
+}
+
+/// A real catalogue, cut off at many lengths and with many numbers of its tables damaged in turn.
+TEST_F(LanguageTest, ADamagedCatalogueCountsAsMissing) {
+    const std::string whole = test::ReadText(CATALOG_FOLDER "/en/LC_MESSAGES/LumoClient.mo");
+    ASSERT_GT(whole.size(), 1000U);
+    const test::TemporaryFolder catalogs;
+    std::filesystem::create_directories(catalogs / "en/LC_MESSAGES");
+    const auto translated = [&](const std::string& bytes) {
+        test::WriteText(catalogs / "en/LC_MESSAGES/LumoClient.mo", bytes);
+        UseLanguage("en", catalogs.Path());
+        return std::string(Translate("Leser"));
+    };
+    EXPECT_EQ(translated(whole), "Reader");
+    for (std::size_t size = 0; size < whole.size(); size += size < 64 ? 1 : 401) {
+        EXPECT_EQ(translated(whole.substr(0, size)), "Leser") << "cut off at " << size;
+    }
+    for (std::size_t place = 0; place < 2048; place += place < 64 ? 4 : 36) {
+        for (const std::size_t number :
+             {std::size_t{0}, whole.size() - 1, std::size_t{0x80000000}, std::size_t{0xffffffff}}) {
+            std::string damaged = whole;
+            const std::string text = translated(damaged.replace(place, 4, LittleEndian(number)));
+            EXPECT_FALSE(text.empty()) << number << " at " << place;
+        }
+    }
+}
+
 TEST_F(LanguageTest, TheEmptyTextHasNoTranslation) {
     UseLanguage("en", CATALOG_FOLDER);
     EXPECT_STREQ(Translate(""), "") << "not the catalogue's head";
@@ -105,7 +144,7 @@ TEST_F(LanguageTest, ConfiguredNumbersStandForLanguages) {
 TEST_F(LanguageTest, KnownLanguagesAreGermanEnglishAndThoseWithACatalogue) {
     const test::TemporaryFolder catalogs;
     std::filesystem::create_directories(catalogs / "fr/LC_MESSAGES");
-    test::WriteText(catalogs / "fr/LC_MESSAGES/LumoClient.mo", "");
+    test::WriteText(catalogs / "fr/LC_MESSAGES/LumoClient.mo", CompiledCatalog({{"Leser", "Lecteur"}}));
     for (const char* const known : {"de", "en", "fr"}) {
         EXPECT_TRUE(IsKnownLanguage(known, catalogs.Path())) << known;
     }
@@ -118,9 +157,11 @@ TEST_F(LanguageTest, EveryLanguageWithACatalogueIsListed) {
     const test::TemporaryFolder folder;
     for (const char* const language : {"fr", "cs"}) {
         std::filesystem::create_directories(folder / (std::string(language) + "/LC_MESSAGES"));
-        test::WriteText(folder / (std::string(language) + "/LC_MESSAGES/LumoClient.mo"), "");
+        test::WriteText(folder / (std::string(language) + "/LC_MESSAGES/LumoClient.mo"), CompiledCatalog({}));
     }
     std::filesystem::create_directories(folder / "nothing");
+    std::filesystem::create_directories(folder / "it/LC_MESSAGES");
+    test::WriteText(folder / "it/LC_MESSAGES/LumoClient.mo", CompiledCatalog({}).substr(0, 40)); // damaged
     EXPECT_EQ(KnownLanguages(folder.Path()), (std::vector<std::string>{"cs", "de", "en", "fr"}));
     EXPECT_EQ(KnownLanguages(folder / "missing"), (std::vector<std::string>{"de", "en"}));
 }

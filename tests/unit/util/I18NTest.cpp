@@ -16,6 +16,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/stat.h>
+
 #include <gtest/gtest.h>
 
 namespace fs = std::filesystem;
@@ -396,6 +398,64 @@ TEST_F(I18NTest, DamagedCatalogsAreAsMissingOnes) {
         EXPECT_EQ(InitializeQuietly(wxLANGUAGE_ENGLISH), 0) << content.size();
         EXPECT_EQ(Shown("Kartenleser"), "Kartenleser") << content.size();
     }
+}
+
+TEST_F(I18NTest, DamagedCatalogLeavesTheSearchToTheNextFolder) {
+    InstallLocale("en_GB");
+    Write(Catalogs / "en" / "LC_MESSAGES" / "LumoClient.mo", CompiledCatalog({{"Abbrechen", "Cancel"}}).substr(0, 40));
+    Write(Catalogs / "en" / "LumoClient.mo", CompiledCatalog({{"Abbrechen", "Cancel"}}));
+    EXPECT_EQ(InitializeQuietly(wxLANGUAGE_ENGLISH), 0);
+    EXPECT_EQ(Shown("Abbrechen"), "Cancel");
+}
+
+TEST_F(I18NTest, NoDamageToACatalogIsFollowed) {
+    const std::string whole = CompiledCatalog({{"Abbrechen", "Cancel"}, {"Kartenleser", "Card readers"}});
+    InstallLocale("en_GB");
+    const auto show = [&](const std::string& content) {
+        Write(Catalogs / "en" / "LC_MESSAGES" / "LumoClient.mo", content);
+        EXPECT_EQ(InitializeQuietly(wxLANGUAGE_ENGLISH), 0);
+        EXPECT_FALSE(Shown("Abbrechen").empty());
+    };
+    for (std::size_t size = 0; size < whole.size(); ++size)
+        show(whole.substr(0, size));
+    for (std::size_t place = 0; place < 28 + 3 * 16; place += 4)
+        for (const std::size_t number :
+             {std::size_t{1}, whole.size() - 1, std::size_t{0x80000000}, std::size_t{0xfffffffc}})
+            show(std::string(whole).replace(place, 4, LittleEndian(number)));
+}
+
+TEST_F(I18NTest, HeadThatNamesWideCharactersOrDeepPluralsIsSurvived) {
+    InstallLocale("en_GB");
+    for (const std::string& type :
+         {std::string("charset=UTF-16\n"), std::string("charset=UCS-4LE\n"), std::string("charset=\n"),
+          "charset=UTF-8\nPlural-Forms: nplurals=2; plural=" + std::string(1000000, '(') + "n;\n"}) {
+        std::string content = CompiledCatalog({{"Abbrechen", "Cancel"}});
+        const std::string head = "Content-Type: text/plain; " + type;
+        // In place of the head, which is the first translation; its texts then end with the file.
+        const std::size_t place = content.size();
+        content.replace(28 + 2 * 8, 8, LittleEndian(head.size()) + LittleEndian(place));
+        Write(Catalogs / "en" / "LC_MESSAGES" / "LumoClient.mo", content + head + '\0');
+        EXPECT_EQ(InitializeQuietly(wxLANGUAGE_ENGLISH), 0) << type.substr(0, 20);
+    }
+}
+
+TEST_F(I18NTest, DamagedCatalogOfTheToolkitIsAsAMissingOne) {
+    InstallLocale("de_DE");
+    const wxString domain = wxString::Format("wxstd-%d.%d", wxMAJOR_VERSION, wxMINOR_VERSION);
+    const std::string whole = CompiledCatalog({{"Help", "Hilfe"}});
+    for (std::size_t size = 0; size < whole.size(); size += 3) {
+        Write(Catalogs / "de" / "LC_MESSAGES" / (domain.utf8_string() + ".mo"), whole.substr(0, size));
+        EXPECT_EQ(InitializeQuietly(wxLANGUAGE_GERMAN), 0);
+        EXPECT_EQ(Shown("Help"), "Help");
+    }
+}
+
+TEST_F(I18NTest, CatalogThatIsAPipeHoldsNothingUp) {
+    InstallLocale("en_GB");
+    fs::create_directories(Catalogs / "en" / "LC_MESSAGES");
+    ASSERT_EQ(mkfifo((Catalogs / "en" / "LC_MESSAGES" / "LumoClient.mo").c_str(), 0644), 0);
+    EXPECT_EQ(InitializeQuietly(wxLANGUAGE_ENGLISH), 0);
+    EXPECT_EQ(Shown("Abbrechen"), "Abbrechen");
 }
 
 TEST_F(I18NTest, CatalogThatIsAFolderIsAsAMissingOne) {
