@@ -135,6 +135,9 @@ const std::vector<FindingKind>& FindingKinds() {
          "lumoadmin"},
         {"log-large", Severity::Warning, Mark("Die Protokolle sind größer als 100 MiB."),
          Mark("Schalten Sie das Protokoll aus, wenn Sie es nicht mehr brauchen, und löschen Sie die Dateien."), ""},
+
+        {"window-open", Severity::Note, Mark("Das Fenster ist schon offen; ein zweites öffnet sich nicht."),
+         Mark("Ist es nirgends zu sehen, beendet es dieser Befehl:"), "kill %s"},
     };
     return kinds;
 }
@@ -155,6 +158,9 @@ const std::vector<OtherRemedy>& OtherRemedies() {
          Mark("Es läge im eigenen Verzeichnis dieses Benutzers, und dort darf er nicht schreiben. So sehen Sie, wo "
               "die Rechte nicht stimmen:"),
          "namei --long ~/.vantor/'lumo Client'/Trace"},
+        {"window-open", "elsewhere",
+         Mark("Schließen Sie es auf dem Rechner oder in dem Container, der dasselbe persönliche Verzeichnis benutzt."),
+         ""},
     };
     return remedies;
 }

@@ -78,6 +78,9 @@ public:
             Logs(report.configuration.settings);
         }
         LogSizes();
+        if (report.openWindow) {
+            OpenWindow(*report.openWindow);
+        }
         return std::move(findings);
     }
 
@@ -322,6 +325,13 @@ private:
             if (total > LargeLogs) {
                 Add("log-large", directory->path, SizeText(total));
             }
+        }
+    }
+
+    void OpenWindow(const Vantor::RunningCopy& copy) {
+        Add("window-open", copy.user, Fill(Translate("seit %s"), {TimeText(copy.since)}), std::to_string(copy.process));
+        if (copy.process == 0) {
+            UseOtherRemedy("elsewhere");
         }
     }
 

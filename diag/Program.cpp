@@ -100,6 +100,7 @@ Report MakeReport(ReaderQuestion& question, const ServiceFacts& seenEarly, std::
     report.usbReaders = std::move(usbReaders);
     report.configuration = std::move(configuration);
     report.logs = ProbeLogs();
+    report.openWindow = Vantor::FindRunningCopy();
 
     PcscFacts asked = question.Answer();
     report.service = Judge(seenEarly, asked);

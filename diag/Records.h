@@ -1,6 +1,8 @@
 // What the probes find out, as plain values: nothing here calls PC/SC, reads a file or knows a language.
 #pragma once
 
+#include "util/InstanceLock.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -166,6 +168,7 @@ struct Report {
     std::vector<UsbReader> usbReaders;
     ConfigurationState configuration;
     LogState logs;
+    std::optional<Vantor::RunningCopy> openWindow; ///< this user's
 };
 
 } // namespace Diag

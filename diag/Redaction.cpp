@@ -6,6 +6,7 @@
 #include <winscard.h>
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace Diag {
@@ -224,7 +225,8 @@ void Redaction::Apply(LogDirectory& directory) const {
 
 void Redaction::Apply(std::vector<Finding>& findings) const {
     for (Finding& finding : findings) {
-        finding.subject = Text(finding.subject);
+        // The subject of this one is an account.
+        finding.subject = std::strcmp(finding.kind->id, "window-open") == 0 ? Ellipsis : Text(finding.subject);
         for (std::string& detail : finding.details) {
             detail = Text(detail);
         }

@@ -2,6 +2,7 @@
 
 #include "diag/Language.h"
 #include "diag/PcscNames.h"
+#include "diag/Text.h"
 #include "diag/TextReport.h"
 #include "readers/BaseCspReader.h"
 #include "tests/fakes/FakePcsc.h"
@@ -406,6 +407,20 @@ TEST_F(FindingsTest, ElementsThatNobodyReadsAreANote) {
     EXPECT_THAT(Ids(), ElementsAre("configuration-unread-element"));
     EXPECT_THAT(Only().details, ElementsAre("config/a", "config/b"));
     EXPECT_FALSE(IsAnythingWrong(DeriveFindings(report)));
+}
+
+TEST_F(FindingsTest, AnOpenWindowIsANoteThatSaysWhoseItIsAndSinceWhen) {
+    report.openWindow = Vantor::RunningCopy{4711, "ann", 0};
+    EXPECT_THAT(Ids(), ElementsAre("window-open"));
+    EXPECT_EQ(Only().subject, "ann");
+    EXPECT_THAT(Only().details, ElementsAre("since " + TimeText(0)));
+    EXPECT_THAT(Only().commands, ElementsAre("kill 4711"));
+    EXPECT_FALSE(IsAnythingWrong(DeriveFindings(report)));
+}
+
+TEST_F(FindingsTest, AWindowOutOfSightIsNotToBeKilledByANumber) {
+    report.openWindow = Vantor::RunningCopy{0, "ann", 0};
+    EXPECT_THAT(Only().commands, IsEmpty());
 }
 
 TEST_F(FindingsTest, NoStoredReader) {

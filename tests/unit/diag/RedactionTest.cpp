@@ -160,6 +160,15 @@ TEST(RedactionTest, NothingPrivateIsLeftInAReport) {
     }
 }
 
+TEST(RedactionTest, WhoseWindowIsOpenIsLeftOut) {
+    Report report;
+    report.openWindow = Vantor::RunningCopy{4711, "ann", 0};
+    std::vector<Finding> findings = DeriveFindings(report);
+    Redaction(report, "").Apply(findings);
+    ASSERT_STREQ(findings.back().kind->id, "window-open");
+    EXPECT_EQ(findings.back().subject.find("ann"), std::string::npos);
+}
+
 TEST(RedactionTest, FindingsStayTheSameInNumberAndKind) {
     Report report = SampleReport();
     std::vector<Finding> findings = DeriveFindings(report);
