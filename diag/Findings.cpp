@@ -358,7 +358,7 @@ std::string ProblemText(const FileProblem& problem) {
         parts.push_back(problem.path);
     }
     parts.emplace_back(Translate(problem.text.c_str()));
-    return Printable(Join(parts, ": "));
+    return Join(parts, ": ");
 }
 
 std::vector<Finding> DeriveFindings(const Report& report) {

@@ -56,7 +56,7 @@ Json OrNull(const T& value, bool isThere) {
 }
 
 Json TextOrNull(const std::string& text) {
-    return OrNull(Printable(text), !text.empty());
+    return OrNull(text, !text.empty());
 }
 
 Json ResultJson(long code) {
@@ -93,7 +93,7 @@ Json AttributesJson(const Reader& reader) {
         const bool isRead = found->code == SCARD_S_SUCCESS;
         attributes[name.key] = {{"tag", HexNumber(name.tag)},
                                 {"result", ResultJson(found->code)},
-                                {"text", OrNull(Printable(found->bytes), isRead)},
+                                {"text", OrNull(found->bytes, isRead)},
                                 {"bytes", OrNull(HexBytes(found->bytes), isRead)}};
     }
     return attributes;
@@ -126,7 +126,7 @@ Json CardJson(const Reader& reader) {
 }
 
 Json ReaderJson(const Reader& reader) {
-    return {{"name", Printable(reader.name)},
+    return {{"name", reader.name},
             {"asked", reader.asked},
             {"status", {{"result", ResultJson(reader.statusCode)}, {"state", HexNumber(reader.state)}}},
             {"card", CardJson(reader)},
@@ -161,15 +161,7 @@ Json UsbJson(const Report& report) {
 Json ProblemJson(const FileProblem& problem) {
     return {{"line", OrNull(problem.line, problem.line != 0)},
             {"path", TextOrNull(problem.path)},
-            {"text", Printable(Translate(problem.text.c_str()))}};
-}
-
-Json PrintableArray(const std::vector<std::string>& texts) {
-    Json array = Json::array();
-    for (const std::string& text : texts) {
-        array.push_back(Printable(text));
-    }
-    return array;
+            {"text", Translate(problem.text.c_str())}};
 }
 
 Json FileJson(const ConfigurationFile& configuration) {
@@ -179,7 +171,7 @@ Json FileJson(const ConfigurationFile& configuration) {
     for (const FileProblem& problem : configuration.invalid) {
         invalid.push_back(ProblemJson(problem));
     }
-    return {{"path", Printable(file.path)},
+    return {{"path", file.path},
             {"exists", file.exists},
             {"owner", OrNull(file.owner, isKnown)},
             {"group", OrNull(file.group, isKnown)},
@@ -192,16 +184,16 @@ Json FileJson(const ConfigurationFile& configuration) {
             {"parsed", configuration.parsed},
             {"malformed", configuration.malformed ? ProblemJson(*configuration.malformed) : Json()},
             {"invalid", invalid},
-            {"unread", PrintableArray(configuration.unread)},
+            {"unread", configuration.unread},
             {"putAside", configuration.putAside}};
 }
 
 Json SettingsJson(const Settings& settings) {
     Json readers = Json::array();
     for (const StoredReader& reader : settings.readers) {
-        readers.push_back({{"element", Printable(reader.element)},
-                           {"kind", Printable(reader.kind)},
-                           {"name", Printable(reader.name)},
+        readers.push_back({{"element", reader.element},
+                           {"kind", reader.kind},
+                           {"name", reader.name},
                            {"library", TextOrNull(reader.library)},
                            {"isSecure", reader.isSecure}});
     }
@@ -218,12 +210,12 @@ Json SettingsJson(const Settings& settings) {
 Json LogJson(const LogDirectory& directory, std::int64_t now) {
     Json files = Json::array();
     for (const LogFileFacts& file : directory.files) {
-        files.push_back({{"name", Printable(file.name)},
+        files.push_back({{"name", file.name},
                          {"size", file.size},
                          {"modified", TimeText(file.modified)},
                          {"age", std::max<std::int64_t>(now - file.modified, 0)}});
     }
-    return {{"path", Printable(directory.path)},
+    return {{"path", directory.path},
             {"exists", OrNull(directory.exists, !directory.isHidden)},
             {"readable", directory.readable},
             {"writable", directory.writable},
@@ -234,11 +226,22 @@ Json FindingJson(const Finding& finding) {
     return {{"id", finding.kind->id},
             {"severity", SeverityName(finding.kind->severity)},
             {"subject", TextOrNull(finding.subject)},
-            {"details", PrintableArray(finding.details)},
+            {"details", finding.details},
             {"title", Translate(finding.kind->title)},
             {"remedy", Translate(finding.remedy)},
             {"commands", finding.commands},
             {"entry", std::string("failures.md#") + finding.kind->id}};
+}
+
+/// All texts of a document; its keys are ours.
+void MakePrintable(Json& value) {
+    if (value.is_string()) {
+        value = Printable(value.get_ref<const std::string&>());
+    } else if (value.is_structured()) {
+        for (Json& part : value) {
+            MakePrintable(part);
+        }
+    }
 }
 
 template <typename T>
@@ -253,7 +256,7 @@ Json ArrayOf(const std::vector<T>& records, Json (*format)(const T&)) {
 } // namespace
 
 std::string FormatJson(const Report& report, const std::vector<Finding>& findings, bool isRedacted) {
-    const Json document = {
+    Json document = {
         {"program", "lumodiag"},
         {"version", report.version},
         {"time", TimeText(report.time)},
@@ -272,8 +275,8 @@ std::string FormatJson(const Report& report, const std::vector<Finding>& finding
           {"miniDriver", LogJson(report.logs.miniDriver, report.time)}}},
         {"findings", ArrayOf(findings, FindingJson)},
     };
-    // What is not UTF-8 after all must not cost the report.
-    return document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    MakePrintable(document);
+    return document.dump(2) + "\n";
 }
 
 } // namespace Diag

@@ -22,8 +22,7 @@ using Problem = std::optional<Complaint>;
 
 Problem TakeLanguage(const std::string& language, Options& options) {
     if (!IsKnownLanguage(language)) {
-        return Complaint{Mark("keine Texte in der Sprache '%s', nur in: %s"),
-                         {Printable(language), Join(KnownLanguages(), ", ")}};
+        return Complaint{Mark("keine Texte in der Sprache '%s', nur in: %s"), {language, Join(KnownLanguages(), ", ")}};
     }
     options.language = language;
     return std::nullopt;
@@ -67,11 +66,11 @@ Complaint ComplainAboutOption(const std::string& argument) {
     const std::string name = StoppedAt(argument);
     const std::vector<std::string> candidates = Candidates(name);
     if (!IsLong(argument) || candidates.empty()) {
-        return {Mark("unbekannte Option '%s'"), {Printable(name)}};
+        return {Mark("unbekannte Option '%s'"), {name}};
     }
     // An option that is understood so far has its number in optopt: only its value can be wrong.
-    return optopt == 0 ? Complaint{Mark("mehrdeutige Option '%s': %s"), {Printable(name), Join(candidates, ", ")}}
-                       : Complaint{Mark("die Option '%s' nimmt keinen Wert"), {Printable(name)}};
+    return optopt == 0 ? Complaint{Mark("mehrdeutige Option '%s': %s"), {name, Join(candidates, ", ")}}
+                       : Complaint{Mark("die Option '%s' nimmt keinen Wert"), {name}};
 }
 
 Problem Take(int code, const char* argument, Options& options) {
@@ -91,7 +90,7 @@ Problem Take(int code, const char* argument, Options& options) {
     case Lang:
         return TakeLanguage(optarg, options);
     case ':':
-        return Complaint{Mark("der Option '%s' fehlt ihr Wert"), {Printable(StoppedAt(argument))}};
+        return Complaint{Mark("der Option '%s' fehlt ihr Wert"), {StoppedAt(argument)}};
     default:
         return ComplainAboutOption(argument);
     }
@@ -112,7 +111,7 @@ Problem ReadOptions(int count, char** arguments, Options& options) {
         }
     }
     if (optind < count) {
-        return Complaint{Mark("unerwartetes Argument '%s'"), {Printable(arguments[optind])}};
+        return Complaint{Mark("unerwartetes Argument '%s'"), {arguments[optind]}};
     }
     return std::nullopt;
 }

@@ -20,7 +20,7 @@ struct Options {
 /// What is wrong with a command line. It waits for a language, which may be chosen by the same command line.
 struct Complaint {
     const char* text = nullptr;      ///< message id
-    std::vector<std::string> values; ///< for its placeholders, safe to print
+    std::vector<std::string> values; ///< for its placeholders, as they were typed
 };
 
 /// Reads the command line by getopt_long, whose own messages would be in the system's language.

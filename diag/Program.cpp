@@ -57,8 +57,9 @@ LibLogging* OpenLog(const Options& options) {
     return file.isRegular && file.writable && file.size > 0 ? log : nullptr;
 }
 
+/// What readers call themselves must neither begin a line of its own nor steer the terminal that shows the file.
 void WriteLine(LibLogging& log, bool isError, const std::string& text) {
-    isError ? log.LogError(text) : log.LogMessage(text);
+    isError ? log.LogError(Printable(text)) : log.LogMessage(Printable(text));
 }
 
 LogLine LogTo(LibLogging* log) {
@@ -134,7 +135,7 @@ int Watch(const Options& options, LibLogging* log) {
         const std::string time = TimeText(std::time(nullptr));
         isPrinted = Print((options.json ? FormatEventJson(event, time) : FormatEvent(event, time)) + "\n");
         if (log != nullptr) {
-            log->LogMessage(FormatEvent(event, "lumodiag"));
+            WriteLine(*log, false, FormatEvent(event, "lumodiag"));
         }
         return isPrinted;
     });
@@ -168,7 +169,7 @@ int RunReport(const Options& options, LibLogging* log) {
 /// In the language that the report would have.
 void Complain(const Options& options, const Complaint& complaint) {
     UseLanguage(ChooseLanguage(options, ProbeConfiguration().settings));
-    std::fprintf(stderr, "lumodiag: %s\n", Fill(Translate(complaint.text), complaint.values).c_str());
+    std::fprintf(stderr, "lumodiag: %s\n", Printable(Fill(Translate(complaint.text), complaint.values)).c_str());
 }
 
 int RunOther(const Options& options, LibLogging* log) {
@@ -197,7 +198,7 @@ int Run(int count, char** arguments) {
     }
     LibLogging* const log = OpenLog(options);
     if (log == nullptr && !options.logFile.empty()) {
-        Complain(options, {Mark("Protokolldatei %s lässt sich nicht schreiben"), {Printable(options.logFile)}});
+        Complain(options, {Mark("Protokolldatei %s lässt sich nicht schreiben"), {options.logFile}});
         return ExitTrouble;
     }
     const int status = isOther ? RunOther(options, log) : RunReport(options, log);

@@ -40,19 +40,38 @@ std::size_t CharacterLength(std::string_view text) {
     return length;
 }
 
-/// Control characters, and those that turn the direction of writing, so that a name could pretend to be another.
+/// What steers a terminal, is not seen, or turns the direction of writing, so that a name could pretend to be another.
+constexpr struct {
+    char32_t first;
+    char32_t last;
+} NotPrintable[] = {
+    {0x00, 0x1F},       // C0 controls
+    {0x7F, 0x9F},       // delete, C1 controls
+    {0xAD, 0xAD},       // soft hyphen
+    {0x61C, 0x61C},     // Arabic letter mark
+    {0x180E, 0x180E},   // Mongolian vowel separator
+    {0x200B, 0x200F},   // zero width; left-to-right and right-to-left mark
+    {0x2028, 0x202E},   // line and paragraph separator; embeddings and overrides
+    {0x2060, 0x206F},   // invisible operators, isolates
+    {0xFEFF, 0xFEFF},   // zero width no-break space
+    {0xFFF9, 0xFFFB},   // interlinear annotation
+    {0xE0000, 0xE007F}, // tags
+};
+
+/// @param character  well-formed UTF-8
+char32_t CodePoint(std::string_view character) {
+    const unsigned first = Byte(character, 0);
+    char32_t code = character.size() == 1 ? first : first & (0xFFU >> (character.size() + 1));
+    for (std::size_t i = 1; i < character.size(); ++i) {
+        code = code << 6 | (Byte(character, i) & 0x3FU);
+    }
+    return code;
+}
+
 bool SteersTerminal(std::string_view character) {
-    if (character.size() == 1) {
-        return Byte(character, 0) < 0x20 || Byte(character, 0) == 0x7F;
-    }
-    if (character.size() == 2) {
-        return Byte(character, 0) == 0xC2 && Byte(character, 1) < 0xA0;
-    }
-    const bool isFormat = character.size() == 3 && Byte(character, 0) == 0xE2;
-    return isFormat &&
-           ((Byte(character, 1) == 0x80 && Byte(character, 2) >= 0x8B) ||
-            (Byte(character, 1) == 0x81 && Byte(character, 2) >= 0xA6)) &&
-           !(Byte(character, 1) == 0x80 && Byte(character, 2) >= 0x90 && Byte(character, 2) <= 0xA7);
+    const char32_t code = CodePoint(character);
+    return std::any_of(std::begin(NotPrintable), std::end(NotPrintable),
+                       [code](const auto& range) { return range.first <= code && code <= range.last; });
 }
 
 std::string_view WithoutZeros(std::string_view bytes) {

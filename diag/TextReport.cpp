@@ -18,22 +18,26 @@ namespace {
 constexpr std::size_t LabelColumns = 20;
 constexpr std::size_t ShownLogFiles = 10;
 
-/// Lines with labels in a column of their own.
+/// Lines with labels in a column of their own. All text of the report passes here, so here it is made printable.
 class Page {
 public:
-    void Heading(const std::string& title) { text += "\n" + title + "\n"; }
-    void Item(const std::string& title) { text += "  " + title + "\n"; }
+    void Heading(const std::string& title) {
+        text += "\n";
+        Plain(title, 0);
+    }
+    void Item(const std::string& title) { Plain(title, 2); }
     void Line(const char* label, const std::string& value, std::size_t indent = 2) {
         Named(Translate(label), value, indent);
     }
     /// A line whose label is no text of ours.
     void Named(const std::string& name, const std::string& value, std::size_t indent) {
-        const std::size_t columns = indent + Columns(name);
+        const std::size_t columns = indent + Columns(Printable(name));
         const std::size_t wanted = LabelColumns + 4;
-        text +=
-            std::string(indent, ' ') + name + std::string(columns < wanted ? wanted - columns : 1, ' ') + value + "\n";
+        Plain(name + std::string(columns < wanted ? wanted - columns : 1, ' ') + value, indent);
     }
-    void Plain(const std::string& line, std::size_t indent) { text += std::string(indent, ' ') + line + "\n"; }
+    void Plain(const std::string& line, std::size_t indent) {
+        text += std::string(indent, ' ') + Printable(line) + "\n";
+    }
 
     std::string text;
 };
@@ -169,7 +173,7 @@ void AddPinPad(Page& page, const Reader& reader) {
 }
 
 void AddReader(Page& page, const Reader& reader, std::size_t number) {
-    page.Item(std::to_string(number) + "  " + Printable(reader.name));
+    page.Item(std::to_string(number) + "  " + reader.name);
     if (!reader.asked) {
         page.Line(Mark("Zustand"), Translate("nicht gefragt"), 6);
         return;
@@ -288,9 +292,8 @@ std::string SwitchText(const std::optional<long>& value) {
 void AddSettings(Page& page, const Settings& settings) {
     page.Item(Translate("Gespeichert"));
     page.Line(Mark("Sprache"), LanguageText(settings.language), 6);
-    page.Line(
-        Mark("PKCS#11-Protokoll"),
-        SwitchText(settings.traceLevel) + (settings.traceFile.empty() ? "" : ", " + Printable(settings.traceFile)), 6);
+    page.Line(Mark("PKCS#11-Protokoll"),
+              SwitchText(settings.traceLevel) + (settings.traceFile.empty() ? "" : ", " + settings.traceFile), 6);
     page.Line(Mark("Minitreiber-Prot."), SwitchText(settings.miniDriverLogging), 6);
     if (IsAnyReader(settings.readers)) {
         page.Line(Mark("Leser"), Translate("jeder"), 6);
@@ -300,8 +303,8 @@ void AddSettings(Page& page, const Settings& settings) {
         page.Line(Mark("Leser"), Translate("keiner"), 6);
     }
     for (const StoredReader& reader : settings.readers) {
-        const std::string kind = reader.library.empty() ? "PC/SC" : "CT-API, " + Printable(reader.library);
-        page.Named(Printable(reader.element), Printable(reader.name) + " (" + kind + ")", 6);
+        const std::string kind = reader.library.empty() ? "PC/SC" : "CT-API, " + reader.library;
+        page.Named(reader.element, reader.name + " (" + kind + ")", 6);
     }
 }
 
@@ -323,10 +326,7 @@ void AddLogDirectory(Page& page, const LogDirectory& directory, std::int64_t now
     for (std::size_t i = 0; i < directory.files.size() && i < ShownLogFiles; ++i) {
         const LogFileFacts& file = directory.files[i];
         page.Line(
-            "",
-            Join({TimeText(file.modified), AgeText(now - file.modified), SizeText(file.size), Printable(file.name)},
-                 "  "),
-            6);
+            "", Join({TimeText(file.modified), AgeText(now - file.modified), SizeText(file.size), file.name}, "  "), 6);
     }
 }
 
@@ -344,10 +344,10 @@ const char* SeverityText(Severity severity) {
 void AddFinding(Page& page, const Finding& finding) {
     page.Item(std::string(Translate(SeverityText(finding.kind->severity))) + ": " + Translate(finding.kind->title));
     if (!finding.subject.empty()) {
-        page.Plain(Printable(finding.subject), 6);
+        page.Plain(finding.subject, 6);
     }
     for (const std::string& detail : finding.details) {
-        page.Plain(Printable(detail), 6);
+        page.Plain(detail, 6);
     }
     page.Plain(Translate(finding.remedy), 6);
     for (const std::string& command : finding.commands) {

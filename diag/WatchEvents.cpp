@@ -144,8 +144,8 @@ std::vector<Event> CompareSights(const Sight& before, const Sight& after) {
 
 std::string FormatEvent(const Event& event, const std::string& time) {
     std::string line = time + "  " + Translate(TextOf(event.kind).text);
-    line += event.reader.empty() ? "" : ": " + Printable(event.reader);
-    return event.detail.empty() ? line : line + " (" + event.detail + ")";
+    line += event.reader.empty() ? "" : ": " + event.reader;
+    return Printable(event.detail.empty() ? line : line + " (" + event.detail + ")");
 }
 
 std::string FormatEventJson(const Event& event, const std::string& time) {
@@ -154,9 +154,9 @@ std::string FormatEventJson(const Event& event, const std::string& time) {
         document["reader"] = Printable(event.reader);
     }
     if (!event.detail.empty()) {
-        document["detail"] = event.detail;
+        document["detail"] = Printable(event.detail);
     }
-    return document.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    return document.dump();
 }
 
 } // namespace Diag

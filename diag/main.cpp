@@ -1,5 +1,6 @@
 // Entry of the program.
 #include "diag/Program.h"
+#include "diag/Text.h"
 
 #include <cstdio>
 #include <exception>
@@ -8,7 +9,7 @@ int main(int argc, char** argv) {
     try {
         return Diag::Run(argc, argv);
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "lumodiag: %s\n", error.what());
+        std::fprintf(stderr, "lumodiag: %s\n", Diag::Printable(error.what()).c_str());
         return Diag::ExitTrouble;
     }
 }

@@ -44,7 +44,16 @@ TEST(TextTest, WhatCouldSteerATerminalIsEscaped) {
     EXPECT_FALSE(IsPrintable("a\x1B[2Jb"));
 }
 
+TEST(TextTest, WhatIsNotSeenOrTurnsTheDirectionOfWritingIsEscaped) {
+    for (const char* const text : {"\xC2\x85", "\xC2\xAD", "\xD8\x9C", "\xE1\xA0\x8E", "\xE2\x80\x8F", "\xE2\x80\xA8",
+                                   "\xE2\x81\xA0", "\xEF\xBB\xBF", "\xEF\xBF\xB9", "\xF3\xA0\x81\x81"}) {
+        EXPECT_FALSE(IsPrintable(text)) << HexBytes(text);
+    }
+}
+
 TEST(TextTest, PunctuationBesideTheControlCharactersStays) {
+    EXPECT_EQ(Printable("5 \xE2\x80\xB0 \xE2\x80\xB9x\xE2\x80\xBA \xC2\xA0"),
+              "5 \xE2\x80\xB0 \xE2\x80\xB9x\xE2\x80\xBA \xC2\xA0");
     EXPECT_EQ(Printable("\xE2\x80\x93 \xE2\x80\x9E"
                         "a\xE2\x80\x9C \xE2\x80\xA6"),
               "\xE2\x80\x93 \xE2\x80\x9E"
