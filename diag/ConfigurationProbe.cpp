@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Diag {
@@ -182,6 +183,13 @@ FileProblem AskParser(const std::string& document, const Vantor::XmlScan& scan) 
     }
 }
 
+/// Others than root and the group are kept out by the folder, and by the one that it lies in.
+bool IsOpenToOthers(const FileFacts& folder, const std::string& above) {
+    const bool isSound =
+        !folder.exists || (folder.isFolder && !folder.isLink && folder.ownerId == 0 && (folder.mode & S_IWOTH) == 0);
+    return !isSound || (DescribeFile(above).exists && !OnlyRootWrites(above));
+}
+
 ConfigurationFile ProbeFile(const std::string& folder, std::string& document) {
     ConfigurationFile result;
     const std::string path = Vantor::CombinePaths(folder, "config");
@@ -201,7 +209,7 @@ ConfigurationFile ProbeFile(const std::string& folder, std::string& document) {
         result.malformed = FileProblem{0, {}, Mark("größer als 4 MiB")};
         return result;
     }
-    document = Vantor::ReadCompleteFile(path);
+    document = ReadFile(path, Vantor::MaxXmlSize);
     result.malformed = FindSyntaxProblem(document);
     result.parsed = !result.malformed;
     return result;
@@ -214,6 +222,9 @@ ConfigurationState ProbeConfiguration() {
     std::string document;
     std::string ignored;
     state.machine = ProbeFile(Vantor::GetAllUsersDir() + "vantor/lumoclient", document);
+    const FileFacts& file = state.machine.file;
+    state.machine.hasForeignOwner = file.exists && file.ownerId != 0 && !IsInGroup(file.ownerId, "lumoadmin");
+    state.machine.isFolderOpen = IsOpenToOthers(state.machine.folder, Vantor::GetAllUsersDir() + "vantor");
     state.user = ProbeFile(Vantor::CombinePaths(Vantor::GetUserDir(), ".vantor/lumoclient"), ignored);
     state.isRoot = geteuid() == 0;
     state.isMember = IsInGroup("lumoadmin");

@@ -5,6 +5,30 @@
 
 namespace Diag {
 
+namespace {
+
+// Members may exchange whatever lies in /etc/vantor/lumoclient, at any time. So these commands, which root types, never
+// change rights through a name in there. Either the folder is closed to all but root first, and what lies there is
+// looked at before it is touched; or a new file is finished in /etc/vantor, where only root writes, and moved.
+
+/// find(1) acts on one regular file, no link, without a second name, which looks like a configuration; and shows it.
+#define RIGHTS_COMMANDS                                                                                                \
+    "sudo chown root:lumoadmin /etc/vantor/lumoclient\n"                                                               \
+    "sudo chmod 755 /etc/vantor/lumoclient\n"                                                                          \
+    "sudo find /etc/vantor/lumoclient -maxdepth 1 -name config -type f -links 1 -exec grep --quiet '<config' {} \\; "  \
+    "-exec chown root:lumoadmin {} \\; -exec chmod 664 {} \\; -ls\n"                                                   \
+    "sudo chmod 2775 /etc/vantor/lumoclient"
+
+#define REPLACE_COMMANDS                                                                                               \
+    "namei --long /etc/vantor/lumoclient/config\n"                                                                     \
+    "sudo mv --no-target-directory /etc/vantor/lumoclient/config /etc/vantor/config.found\n"                           \
+    "echo '<config/>' | sudo install --group=lumoadmin --mode=664 /dev/stdin /etc/vantor/config.new\n"                 \
+    "sudo mv --no-target-directory /etc/vantor/config.new /etc/vantor/lumoclient/config"
+
+constexpr char LookCommand[] = "namei --long /etc/vantor/lumoclient/config";
+
+} // namespace
+
 const std::vector<FindingKind>& FindingKinds() {
     static const std::vector<FindingKind> kinds = {
         {"service-not-installed", Severity::Error, Mark("Der PC/SC-Dienst ist nicht installiert."),
@@ -93,7 +117,7 @@ const std::vector<FindingKind>& FindingKinds() {
          Mark("Öffnen Sie das Administrationsprogramm und speichern Sie:"), "lumoadmin"},
         {"configuration-unreadable", Severity::Error, Mark("Dieser Benutzer darf die Konfiguration nicht lesen."),
          Mark("Jeder muss sie lesen dürfen, sonst kann der Client es nicht:"),
-         "sudo chmod a+rx /etc/vantor /etc/vantor/lumoclient\nsudo chmod a+r /etc/vantor/lumoclient/config"},
+         "sudo chmod a+rx /etc/vantor\n" RIGHTS_COMMANDS},
         {"configuration-malformed", Severity::Error,
          Mark("Die Konfiguration ist kein lesbares XML; sie gilt als leer."),
          Mark("Berichtigen Sie die genannte Zeile, ehe jemand speichert; sonst wird die Datei ersetzt und als "
@@ -124,6 +148,25 @@ const std::vector<FindingKind>& FindingKinds() {
          "lumoadmin"},
         {"configuration-language-unknown", Severity::Warning, Mark("Die Konfiguration nennt eine unbekannte Sprache."),
          Mark("Wählen Sie die Sprache im Administrationsprogramm neu und speichern Sie:"), "lumoadmin"},
+        {"configuration-link", Severity::Warning,
+         Mark("An der Stelle der Konfiguration liegt ein Verweis, der nicht root gehört."),
+         Mark("Ändern Sie keine Rechte durch ihn hindurch; sie gälten für das, worauf er zeigt. Sehen Sie nach, wohin "
+              "er führt, nehmen Sie ihn weg und legen Sie eine neue Datei an seine Stelle:"),
+         REPLACE_COMMANDS},
+        {"configuration-hard-link", Severity::Warning,
+         Mark("Die Konfiguration hat noch einen Namen in einem anderen Ordner."),
+         Mark("Was hier an Rechten geändert wird, gilt auch dort. Nehmen Sie diesen Namen weg und legen Sie eine neue "
+              "Datei an seine Stelle:"),
+         REPLACE_COMMANDS},
+        {"configuration-foreign-owner", Severity::Warning,
+         Mark("Die Konfiguration gehört jemandem, der nicht speichern darf."),
+         Mark("Er kann sie trotzdem jederzeit ändern. Geben Sie sie root zurück:"), RIGHTS_COMMANDS},
+        {"configuration-folder-open", Severity::Warning,
+         Mark("Auch andere als root und die Gruppe lumoadmin können die Konfiguration durch etwas anderes ersetzen."),
+         Mark("Stellen Sie zuerst die Rechte der Ordner wieder her:"),
+         "namei --long /etc/vantor/lumoclient\nsudo chown root:root /etc/vantor\nsudo chmod 755 /etc/vantor\n"
+         "sudo find /etc/vantor -maxdepth 1 -name lumoclient -type d -exec chown root:lumoadmin {} \\; "
+         "-exec chmod 2775 {} \\; -ls"},
 
         {"log-not-writable", Severity::Warning,
          Mark("Ein Protokoll ist eingeschaltet, aber dieser Benutzer kann es nicht schreiben."),
@@ -152,8 +195,16 @@ const std::vector<OtherRemedy>& OtherRemedies() {
          "ls -la /etc/vantor/lumoclient\nlsattr -d /etc/vantor/lumoclient /etc/vantor/lumoclient/config"},
         {"configuration-read-only", "rights",
          Mark("Er ist in der Gruppe lumoadmin, aber die Rechte stimmen nicht. Stellen Sie sie wieder her:"),
-         "sudo chgrp --recursive lumoadmin /etc/vantor/lumoclient\nsudo chmod 2775 /etc/vantor/lumoclient\n"
-         "sudo chmod 664 /etc/vantor/lumoclient/config"},
+         RIGHTS_COMMANDS},
+        {"configuration-read-only", "strange",
+         Mark("Ändern Sie keine Rechte, ehe Sie wissen, was dort liegt, wem es gehört und wohin es führt:"),
+         LookCommand},
+        {"configuration-unreadable", "strange",
+         Mark("Ändern Sie keine Rechte, ehe Sie wissen, was dort liegt, wem es gehört und wohin es führt:"),
+         LookCommand},
+        {"configuration-malformed", "no-file",
+         Mark("Dort liegt keine Datei. Sehen Sie nach, was es ist, und legen Sie eine neue an seine Stelle:"),
+         REPLACE_COMMANDS},
         {"log-not-writable", "home",
          Mark("Es läge im eigenen Verzeichnis dieses Benutzers, und dort darf er nicht schreiben. So sehen Sie, wo "
               "die Rechte nicht stimmen:"),

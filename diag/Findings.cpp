@@ -57,6 +57,12 @@ bool IsFrozen(const Service& service) {
     return service.state == ServiceState::NotAnswering && service.processState == 'T';
 }
 
+/// What stands in a command that somebody types as root: nothing that a shell could take for more than a word.
+std::string AsWord(const std::string& parameter) {
+    constexpr char Harmless[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_";
+    return parameter.find_first_not_of(Harmless) == std::string::npos ? parameter : "DRIVER";
+}
+
 /// Collects findings; each part of the report has its function.
 class Deriver {
 public:
@@ -88,7 +94,7 @@ private:
     void Add(const char* id, const std::string& subject = {}, const std::string& detail = {},
              const std::string& parameter = {}) {
         const FindingKind& kind = Kind(id);
-        findings.push_back({&kind, subject, {}, Commands(kind.commands, parameter), kind.remedy});
+        findings.push_back({&kind, subject, {}, Commands(kind.commands, AsWord(parameter)), kind.remedy});
         if (!detail.empty()) {
             findings.back().details.push_back(detail);
         }
@@ -241,20 +247,25 @@ private:
 
     void ConfigurationFile(const Diag::ConfigurationFile& machine) {
         const std::string& path = machine.file.path;
+        const bool isStrange = StrangeFile(machine) || machine.file.isLink;
         if (!machine.file.exists) {
             Add("configuration-missing", path);
         } else if (!machine.file.readable) {
             Add("configuration-unreadable", path, machine.file.obstacle);
+            if (isStrange) {
+                UseOtherRemedy("strange");
+            }
         } else if (machine.malformed) {
             Add("configuration-malformed", path, ProblemText(*machine.malformed));
         } else if (!machine.file.isRegular) {
             Add("configuration-malformed", path);
+            UseOtherRemedy("no-file");
         }
         if (machine.putAside) {
             Add("configuration-put-aside", path + ".unreadable");
         }
         if (!machine.file.writable) {
-            ReadOnly(machine.file);
+            ReadOnly(machine.file, isStrange);
         }
         std::vector<std::string> problems;
         for (const FileProblem& problem : machine.invalid) {
@@ -264,9 +275,34 @@ private:
         AddWithDetails("configuration-unread-element", path, machine.unread);
     }
 
-    void ReadOnly(const FileFacts& file) {
+    /// What somebody else may have put in the file's place. Rights that are mended through such a name are given away.
+    bool StrangeFile(const Diag::ConfigurationFile& machine) {
+        const FileFacts& file = machine.file;
+        const std::size_t before = findings.size();
+        if (machine.isFolderOpen) {
+            Add("configuration-folder-open", machine.folder.path, RightsText(machine.folder));
+        }
+        if (file.isLink && file.linkOwner != "root") {
+            Add("configuration-link", file.path, file.linkOwner + " -> " + file.target);
+        }
+        if (file.names > 1) {
+            Add("configuration-hard-link", file.path, RightsText(file));
+        }
+        if (machine.hasForeignOwner) {
+            Add("configuration-foreign-owner", file.path, RightsText(file));
+        }
+        return findings.size() > before;
+    }
+
+    static std::string RightsText(const FileFacts& file) {
+        return ModeText(file.mode) + " " + file.owner + ":" + file.group + (file.isLink ? " -> " + file.target : "");
+    }
+
+    void ReadOnly(const FileFacts& file, bool isStrange) {
         Add("configuration-read-only", file.path, file.obstacle);
-        if (file.obstacle == ErrorText(EROFS)) {
+        if (isStrange) {
+            UseOtherRemedy("strange");
+        } else if (file.obstacle == ErrorText(EROFS)) {
             UseOtherRemedy("file-system");
         } else if (report.configuration.isRoot) {
             UseOtherRemedy("root");

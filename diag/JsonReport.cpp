@@ -176,6 +176,8 @@ Json FileJson(const ConfigurationFile& configuration) {
             {"owner", OrNull(file.owner, isKnown)},
             {"group", OrNull(file.group, isKnown)},
             {"mode", OrNull(ModeText(file.mode), isKnown)},
+            {"target", TextOrNull(file.target)},
+            {"names", OrNull(file.names, isKnown)},
             {"size", OrNull(file.size, isKnown)},
             {"modified", OrNull(TimeText(file.modified), isKnown)},
             {"readable", file.readable},

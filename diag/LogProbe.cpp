@@ -2,7 +2,6 @@
 
 #include "config/FileSystem.h"
 #include "diag/FileProbe.h"
-#include "util/FileAndDirectory.h"
 
 #include <algorithm>
 
@@ -16,13 +15,8 @@ LogDirectory ProbeLogDirectory(const std::string& path) {
     directory.isHidden = folder.exists && folder.owner.empty();
     directory.readable = folder.readable;
     std::string ignored;
-    directory.writable = CanCreateIn(path, ignored);
-    std::vector<std::string> names;
-    Vantor::ListAllFilesInDirectory(path, names);
-    for (const std::string& name : names) {
-        const FileFacts file = DescribeFile(Vantor::CombinePaths(path, name));
-        directory.files.push_back({name, file.size, file.modified});
-    }
+    directory.writable = folder.isFollowed && CanCreateIn(path, ignored);
+    directory.files = ListFiles(path);
     std::sort(directory.files.begin(), directory.files.end(), [](const LogFileFacts& a, const LogFileFacts& b) {
         return a.modified != b.modified ? a.modified > b.modified : a.name < b.name;
     });

@@ -92,6 +92,12 @@ struct FileFacts {
     std::string obstacle;       ///< why it is not writable, in the system's words
     bool ownedByPerson = false; ///< the owner is an account of a person, not of the system
     bool groupOfPeople = false; ///< likewise the group
+    bool isLink = false;        ///< the name is a symbolic link's
+    std::string target = {};    ///< where that leads, as it is written there
+    std::string linkOwner = {}; ///< whose link it is
+    bool isFollowed = true;     ///< false: a link of somebody else's; all that is told is the link's own
+    unsigned ownerId = 0;
+    unsigned long names = 1; ///< hard links
 };
 
 /// A line of a file and what is wrong there.
@@ -109,6 +115,8 @@ struct ConfigurationFile {
     std::vector<FileProblem> invalid;     ///< what the schema says against it
     std::vector<std::string> unread;      ///< paths of elements that no program of the product reads
     bool putAside = false;                ///< a file "config.unreadable" lies beside it
+    bool hasForeignOwner = false; ///< neither root nor anybody who may save owns the file, or the link in its place
+    bool isFolderOpen = false;    ///< others than root and the group could put something else in its place
 };
 
 /// One reader sub-tree of the configuration.

@@ -256,6 +256,9 @@ void AddConfigurationFile(Page& page, const ConfigurationFile& configuration, bo
         page.Line(Mark("Geändert"), TimeText(file.modified) + ", " + SizeText(file.size), 6);
         page.Line(Mark("Schreiben dürfen"), WritersText(file), 6);
     }
+    if (file.isLink) {
+        page.Line(Mark("Verweis auf"), file.target, 6);
+    }
     if (file.exists) {
         page.Line(Mark("Inhalt"), DescribeParsing(configuration), 6);
     } else {

@@ -25,8 +25,8 @@ protected:
             GTEST_SKIP() << "a mapped root has no other users, or these may not run the program: " << made.errors;
         fs::create_directories(kMiniDriverLogs);
         store(configuration(""));
-        ASSERT_EQ(shell("chgrp -R lumoadmin /etc/vantor && find /etc/vantor -type d -exec chmod 2775 {} + && "
-                        "chmod 664 /etc/vantor/lumoclient/config")
+        ASSERT_EQ(shell("cd /etc/vantor && chgrp lumoadmin lumoclient lumoclient/config LumoMiniDriver/Log && "
+                        "chmod 2775 lumoclient LumoMiniDriver/Log && chmod 664 lumoclient/config")
                       .status,
                   0);
     }
@@ -84,7 +84,7 @@ TEST_F(DiagRights, AMemberMayNotSaveWhereTheRightsAreWrongUntilTheRemedyIsTyped)
               0);
     const auto before = report();
     const auto& finding = before.finding("configuration-read-only");
-    EXPECT_THAT(finding.at("commands").dump(), HasSubstr("chgrp --recursive lumoadmin"));
+    EXPECT_THAT(finding.at("commands").dump(), HasSubstr("chown root:lumoadmin"));
     EXPECT_THAT(finding.at("commands").dump(), Not(HasSubstr("usermod"))) << "who is in the group already";
     type(finding);
     const auto after = report();

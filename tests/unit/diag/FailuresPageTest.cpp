@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <regex>
 #include <set>
 #include <sstream>
 
@@ -82,6 +83,17 @@ TEST(FailuresPageTest, OtherRemediesAreThoseOfAKindAndStandInItsEntry) {
         }
         const std::string remedy = other.remedy;
         EXPECT_EQ(remedy.back() == ':', *other.commands != '\0') << other.id << " " << other.cause;
+    }
+}
+
+TEST(FailuresPageTest, NoPageChangesRightsOrWritesThroughANameThatMembersMayExchange) {
+    const std::regex unsafe("\\b(chmod|chgrp|chown|chattr|setfacl|tee|cp|install)\\b[^|`\n;]*/lumoclient/[a-z]|"
+                            "(--recursive|-R)[^|`\n]*/etc/vantor");
+    for (const char* const page : {"README.md", "docs/failures.md", "docs/manual.md", "docs/configuration.md",
+                                   "packaging/man/lumoadmin.1", "packaging/man/lumodiag.1"}) {
+        for (const std::string& line : test::Lines(test::ReadText(std::string(SOURCE_FOLDER "/") + page))) {
+            EXPECT_FALSE(std::regex_search(line, unsafe)) << page << ": " << line;
+        }
     }
 }
 
