@@ -1,6 +1,6 @@
 #include "util/CatalogFile.h"
 
-#include "util/SystemCalls.h"
+#include "posix/SystemCalls.h"
 
 #include <cstdint>
 

@@ -1,7 +1,7 @@
 #include "util/InstanceLock.h"
 
 #include "util/FileSystemLinux.h"
-#include "util/SystemCalls.h"
+#include "posix/SystemCalls.h"
 
 #include <cerrno>
 #include <chrono>

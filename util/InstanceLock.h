@@ -4,7 +4,7 @@
 // it lives does.
 #pragma once
 
-#include "logging/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 
 #include <cstdint>
 #include <optional>
