@@ -28,22 +28,25 @@ bool CutTo(const FileDescriptor& file, off_t size) {
 constexpr int LongestWait = 2000;
 constexpr int WaitBetween = 10;
 
-/// Asks for the lock on the whole file, which ends with the descriptor, or who holds one.
-bool Ask(const FileDescriptor& file, int command, struct flock& lock) {
-    lock = {};
+/// A lock on the whole file, of the open file and not of the process.
+bool SetLock(const FileDescriptor& file, short type) {
+    struct flock lock = {};
+    lock.l_type = type;
+    return RetryOnInterrupt([&] { return fcntl(file.Get(), F_OFD_SETLK, &lock); }) == 0;
+}
+
+bool IsHeldByReader(const FileDescriptor& file) {
+    struct flock lock = {};
     lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    return RetryOnInterrupt([&] { return fcntl(file.Get(), command, &lock); }) == 0;
+    return fcntl(file.Get(), F_OFD_GETLK, &lock) == 0 && lock.l_type == F_RDLCK;
 }
 
 /// Locks out others who overwrite the file, which takes the right to write it. A lock for reading is not theirs, and
 /// does not count: else everybody who may read the file could stop all saves. A file system without locks has no
 /// others to be found. @return false when another one holds the file all the time
 bool LockOutOthers(const FileDescriptor& file) {
-    struct flock lock = {};
     for (int waited = 0; waited < LongestWait; waited += WaitBetween) {
-        if (Ask(file, F_OFD_SETLK, lock) || (errno != EAGAIN && errno != EACCES) ||
-            (Ask(file, F_OFD_GETLK, lock) && lock.l_type == F_RDLCK)) {
+        if (SetLock(file, F_WRLCK) || (errno != EAGAIN && errno != EACCES) || IsHeldByReader(file)) {
             return true;
         }
         usleep(WaitBetween * 1000);
@@ -58,11 +61,9 @@ void Restore(const FileDescriptor& file, const std::string& old, off_t size) {
     }
 }
 
-} // namespace
-
-bool OverwriteFile(const FileDescriptor& file, const std::string& content) {
+bool Overwrite(const FileDescriptor& file, const std::string& content) {
     struct stat status = {};
-    if (!LockOutOthers(file) || fstat(file.Get(), &status) != 0) {
+    if (fstat(file.Get(), &status) != 0) {
         return false;
     }
     const off_t size = status.st_size;
@@ -81,6 +82,17 @@ bool OverwriteFile(const FileDescriptor& file, const std::string& content) {
         return false;
     }
     return CutTo(file, newSize) && Sync(file);
+}
+
+} // namespace
+
+bool OverwriteFile(const FileDescriptor& file, const std::string& content) {
+    if (!LockOutOthers(file)) {
+        return false;
+    }
+    const bool done = Overwrite(file, content);
+    SetLock(file, F_UNLCK); // a process that this one has forked meanwhile may hold the file open for longer
+    return done;
 }
 
 } // namespace Vantor

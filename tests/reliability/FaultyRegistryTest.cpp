@@ -166,6 +166,17 @@ protected:
             GTEST_SKIP() << "needs a second user; this machine maps only one";
         }
         saver.emplace(std::get<Who>(GetParam()));
+        // What a sanitizer does when it meets a class for the first time is not to be spoilt.
+        PutBroken();
+        const auto acting = saver->Act();
+        Start();
+        EXPECT_TRUE(Set("first"));
+    }
+
+    void Start() { backend.Init("lumoclient"); }
+    bool Set(const std::string& value) {
+        sConfig entry = {CONFIG_ALLUSERS, "a", "k", SYSTYPE_FIRST};
+        return backend.SetString(&entry, value);
     }
 
     void PutBroken() const {
@@ -180,11 +191,9 @@ protected:
     }
 
     /// Two changes of a program that has just started, where a call of the first fails.
-    FaultyRun ChangeWithFault(std::size_t index, long& spoilt) const {
+    FaultyRun ChangeWithFault(std::size_t index, long& spoilt) {
         const auto acting = saver->Act();
-        ConfigImpl_XML backend;
-        backend.Init("lumoclient");
-        sConfig entry = {CONFIG_ALLUSERS, "a", "k", SYSTYPE_FIRST};
+        Start();
         const auto spoil = [&](const Call& call) {
             if (call.index != index) {
                 return Action{};
@@ -192,12 +201,12 @@ protected:
             spoilt = call.number;
             return Action{Action::Kind::Fail, EIO};
         };
-        return RunWithFaults([&] { return backend.SetString(&entry, "first") ? 1 : 0; }, spoil,
-                             [&](int) { return backend.SetString(&entry, "second") ? 1 : 0; });
+        return RunWithFaults([&] { return Set("first") ? 1 : 0; }, spoil, [&](int) { return Set("second") ? 1 : 0; });
     }
 
     const std::string Broken = "<config>precious";
     std::optional<Saver> saver;
+    ConfigImpl_XML backend;
 };
 
 } // namespace

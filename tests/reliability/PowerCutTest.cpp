@@ -191,7 +191,7 @@ std::string formOfTheFile() {
     return text.str();
 }
 
-class PowerCut : public testing::TestWithParam<std::tuple<const char*, Who>> {};
+class PowerCut : public testing::TestWithParam<std::tuple<std::string, Who>> {};
 
 } // namespace
 
@@ -215,9 +215,9 @@ TEST_P(PowerCut, LeavesAWholeFileAndLosesNoSave) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Ext4, PowerCut,
-                         testing::Combine(testing::Values("auto_da_alloc", "noauto_da_alloc"),
+                         testing::Combine(testing::Values(std::string("auto_da_alloc"), std::string("noauto_da_alloc")),
                                           testing::Values(Who::Root, Who::Member)),
                          [](const auto& option) {
-                             return std::get<0>(option.param) + std::string("By") +
+                             return std::get<0>(option.param) + "By" +
                                     testing::PrintToString(std::get<1>(option.param));
                          });

@@ -8,8 +8,8 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <new>
+#include <sstream>
 #include <stdexcept>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -49,8 +49,9 @@ struct Saves::Progress {
 };
 
 std::string contents(const std::string& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
+    std::ostringstream bytes;
+    bytes << std::ifstream(file, std::ios::binary).rdbuf();
+    return bytes.str();
 }
 
 Saves::Saves(const test::Saver& saver, int count) : saver_(saver), count_(count) {

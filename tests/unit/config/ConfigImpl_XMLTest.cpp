@@ -271,6 +271,17 @@ TEST_F(XmlBackendFiles, DestroyWritesTheSecondTreeEvenIfTheFirstCannotBeWritten)
     EXPECT_TRUE(std::filesystem::exists(MachineFile));
 }
 
+TEST_F(XmlBackendFiles, WhatAKilledProgramLeftIsLookedForOnce) {
+    Open();
+    const std::string leftover = MachineFile + ".saving-4711-3";
+    WriteFile(leftover, "half a fi");
+    EXPECT_TRUE(Set("a", "k", "first"));
+    EXPECT_FALSE(std::filesystem::exists(leftover));
+    WriteFile(leftover, "half a fi");
+    EXPECT_TRUE(Set("a", "k", "second"));
+    EXPECT_TRUE(std::filesystem::exists(leftover)) << "one press of OK is over a hundred writes";
+}
+
 TEST_F(XmlBackendFiles, EndingWithoutDestroyWritesNothing) {
     Open();
     backend.reset();
