@@ -1,0 +1,85 @@
+#include "posix/Place.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <utility>
+
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace Vantor {
+
+namespace {
+
+constexpr int mostLinks = 40; // as in the kernel
+
+FileDescriptor OpenFolder(int from, const std::string& name) {
+    return FileDescriptor(openat(from, name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+}
+
+// In one call where no link is on the way, as almost always.
+FileDescriptor OpenWithoutLinks(const std::string& path) {
+    struct open_how how {};
+    how.flags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+    how.resolve = RESOLVE_NO_SYMLINKS;
+    return FileDescriptor(static_cast<int>(syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof(how))));
+}
+
+FileDescriptor StartOf(const std::string& path) {
+    return OpenFolder(AT_FDCWD, !path.empty() && path.front() == '/' ? "/" : ".");
+}
+
+// Empty for what is no link, and for one that must not be followed.
+std::string ReadTrustedLink(int folder, const std::string& name) {
+    const FileDescriptor link(openat(folder, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    struct stat status {};
+    if (fstat(link.Get(), &status) != 0 || (status.st_uid != 0 && status.st_uid != geteuid())) {
+        return {};
+    }
+    std::array<char, PATH_MAX> target{};
+    const ssize_t length = readlinkat(link.Get(), "", target.data(), target.size());
+    return {target.data(), length > 0 ? static_cast<std::size_t>(length) : 0};
+}
+
+std::string TakeFirstName(std::string& path) {
+    const auto begin = std::min(path.find_first_not_of('/'), path.size());
+    const auto end = std::min(path.find('/', begin), path.size());
+    std::string name = path.substr(begin, end - begin);
+    path.erase(0, end);
+    return name;
+}
+
+FileDescriptor Walk(std::string path) {
+    FileDescriptor folder = StartOf(path);
+    for (int links = 0; folder.IsOpen() && path.find_first_not_of('/') != std::string::npos;) {
+        const std::string name = TakeFirstName(path);
+        FileDescriptor next = OpenFolder(folder.Get(), name);
+        if (!next.IsOpen() && errno == ENOTDIR) {
+            const std::string target = ReadTrustedLink(folder.Get(), name);
+            if (target.empty() || ++links > mostLinks) {
+                errno = ELOOP;
+                return {};
+            }
+            path = target + path;
+            next = target.front() == '/' ? StartOf(target) : std::move(folder);
+        }
+        folder = std::move(next);
+    }
+    return folder;
+}
+
+} // namespace
+
+Place Locate(const std::string& path) {
+    const auto name = path.rfind('/') + 1; // 0 without a '/'
+    const std::string folder = name == 0 ? "." : path.substr(0, name);
+    FileDescriptor opened = OpenWithoutLinks(folder);
+    return {opened.IsOpen() ? std::move(opened) : Walk(folder), path.substr(name)};
+}
+
+} // namespace Vantor
