@@ -1,29 +1,26 @@
 #include "logging/LogFile.h"
 
-#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <utility>
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "logging/LogNames.h"
+#include "posix/Place.h"
 #include "posix/SystemCalls.h"
 
 namespace Vantor {
 
 namespace {
 
-std::atomic<unsigned int> forks{0};
-[[maybe_unused]] const int watchingForks = pthread_atfork(nullptr, nullptr, [] { ++forks; });
-
-// Two bytes that no log file reaches: shared by all who hold the file, and held by who moves it in company.
+// Two bytes that no log file reaches: locked by all who have the file open, and by who moves or empties it.
 constexpr off_t presenceByte = off_t{1} << 62;
 constexpr off_t moverByte = presenceByte + 1;
 
-// In milliseconds. Longer than another needs to empty the file, unless it is stopped while it does.
+// In milliseconds. Longer than another needs to empty the file.
 constexpr int longestWait = 100;
 
 struct flock LockOf(int type, off_t byte) {
@@ -37,234 +34,223 @@ struct flock LockOf(int type, off_t byte) {
 
 // Never waits. Record locks of the open file description: a failed change of the kind keeps what was held, and threads
 // and copies of the process are told apart. A file system without such locks has nobody else to be found.
-bool SetLock(int fd, int type, off_t byte) {
+bool SetLock(const FileDescriptor& file, int type, off_t byte) {
     struct flock lock = LockOf(type, byte);
-    return fcntl(fd, F_OFD_SETLK, &lock) == 0 || (errno != EAGAIN && errno != EACCES);
+    return fcntl(file.Get(), F_OFD_SETLK, &lock) == 0 || (errno != EAGAIN && errno != EACCES);
 }
 
 // Whether another open file has set a lock there.
-bool IsLocked(int fd, off_t byte) {
+bool IsLocked(const FileDescriptor& file, off_t byte) {
     struct flock lock = LockOf(F_WRLCK, byte);
-    return fcntl(fd, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+    return fcntl(file.Get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
 
+FileDescriptor OpenAt(const Place& place, int flags, mode_t mode) {
+    constexpr int always = O_NOFOLLOW | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+    return FileDescriptor(openat(place.folder.Get(), place.name.c_str(), flags | always, mode));
+}
+
+// A second name may be that of somebody's file, put here for us to write it.
+FileDescriptor OpenPlain(const std::string& path, int flags) {
+    FileDescriptor file = OpenAt(Locate(path), flags, 0666);
+    struct stat status {};
+    const bool plain = fstat(file.Get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink <= 1;
+    return plain ? std::move(file) : FileDescriptor();
+}
+
+// Reading is needed for the shared lock only.
 FileDescriptor OpenForAppending(const std::string& path) {
-    constexpr int flags = O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-    FileDescriptor file(open(path.c_str(), O_RDWR | flags, 0666));
-    if (!file.IsOpen() && errno == EACCES) {
-        file = FileDescriptor(open(path.c_str(), O_WRONLY | flags, 0666)); // then it can only not be split
-    }
-    struct stat status {};
-    const bool usable =
-        file.IsOpen() && fstat(file.Get(), &status) == 0 && (S_ISREG(status.st_mode) || S_ISCHR(status.st_mode));
-    return usable ? std::move(file) : FileDescriptor();
+    FileDescriptor file = OpenPlain(path, O_RDWR | O_APPEND | O_CREAT);
+    return file.IsOpen() ? std::move(file) : OpenPlain(path, O_WRONLY | O_APPEND | O_CREAT);
 }
 
-bool LeadsTo(const std::string& path, const struct stat& file) {
+bool Look(const Place& place, struct stat& status) {
+    return fstatat(place.folder.Get(), place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+bool Exists(const std::string& path) {
+    struct stat status {};
+    return Look(Locate(path), status);
+}
+
+bool LeadsTo(const Place& place, const FileDescriptor& file) {
     struct stat named {};
-    return stat(path.c_str(), &named) == 0 && IsSameFile(named, file);
+    struct stat open {};
+    return Look(place, named) && fstat(file.Get(), &open) == 0 && IsSameFile(named, open);
 }
 
-off_t SizeOf(const std::string& path) {
-    struct stat status {};
-    return stat(path.c_str(), &status) == 0 ? status.st_size : -1;
+// @return 0 or the error
+int Move(const std::string& from, const std::string& to, unsigned int flags) {
+    const Place source = Locate(from);
+    const Place target = Locate(to);
+    const auto rename = [&](unsigned int how) {
+        return renameat2(source.folder.Get(), source.name.c_str(), target.folder.Get(), target.name.c_str(), how);
+    };
+    if (rename(flags) == 0) {
+        return 0;
+    }
+    if (errno != EINVAL || flags == 0) {
+        return errno;
+    }
+    // The file system cannot refuse to replace a file.
+    return Exists(to) ? EEXIST : rename(0) == 0 ? 0 : errno;
 }
 
-// What the file holds between two offsets, or less.
-std::string ReadFrom(int fd, off_t begin, off_t end) {
-    std::string bytes(begin < end ? static_cast<std::size_t>(end - begin) : 0, '\0');
-    const ssize_t count = pread(fd, bytes.data(), bytes.size(), begin);
-    bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
-    return bytes;
+// Moves a file to the first name that is free: `target`, then the numbered names of `base`.
+// @return the name that the file has now; empty when it could not be moved
+std::string MoveToFreeName(const std::string& from, std::string target, const std::string& base, unsigned long number) {
+    int error = Move(from, target, RENAME_NOREPLACE);
+    for (; error == EEXIST; ++number) {
+        target = NumberedLogName(base, number);
+        error = Move(from, target, RENAME_NOREPLACE);
+    }
+    return error == 0 ? target : "";
+}
+
+std::string MoveToArchive(const std::string& name) {
+    const std::string stamped = StampedLogName(name);
+    return MoveToFreeName(name, stamped, stamped, 0);
+}
+
+void ArchiveParts(const std::string& name) {
+    for (unsigned long number = 0; Exists(NumberedLogName(name, number)); ++number) {
+        MoveToArchive(NumberedLogName(name, number));
+    }
+}
+
+// A file of the target's name makes way rather than being written: it may have another name, elsewhere.
+bool MakeWay(const Place& target, const struct stat& source) {
+    struct stat existing {};
+    return !Look(target, existing) || (S_ISREG(existing.st_mode) && !IsSameFile(existing, source) &&
+                                       unlinkat(target.folder.Get(), target.name.c_str(), 0) == 0);
 }
 
 } // namespace
 
-unsigned int ForkGeneration() {
-    return forks.load(std::memory_order_relaxed);
+bool CopyLogFile(const std::string& source, const std::string& target) {
+    const FileDescriptor from = OpenPlain(source, O_RDONLY);
+    const Place place = Locate(target);
+    struct stat status {};
+    if (fstat(from.Get(), &status) != 0 || !MakeWay(place, status)) {
+        return false;
+    }
+    FileDescriptor to = OpenAt(place, O_WRONLY | O_CREAT | O_EXCL, status.st_mode & 0777);
+    if (!to.IsOpen()) {
+        return false;
+    }
+    const bool complete = CopyAll(from.Get(), to.Get());
+    if (to.Close() && complete) {
+        return true;
+    }
+    unlinkat(place.folder.Get(), place.name.c_str(), 0);
+    return false;
 }
 
 bool LogFile::Open(const std::string& path) {
     m_path = path;
-    m_hadCompany = false;
-    Adopt(OpenForAppending(path));
-    WaitToJoin();
-    return IsOpen();
-}
-
-void LogFile::Close() {
+    m_shared = false;
     m_file.Close();
+    return Reopen();
 }
 
-void LogFile::Adopt(FileDescriptor file) {
-    m_file = std::move(file);
-    m_forks = ForkGeneration();
-    struct stat status {};
-    m_followedSize = IsOpen() && fstat(m_file.Get(), &status) == 0 ? status.st_size : 0;
-    m_present = false;
-    JoinHolders();
+// The parts come before the file: with the file's name goes the claim.
+void LogFile::OpenAnew(const std::string& path) {
+    const bool existed = Exists(path);
+    const bool opened = Open(path);
+    const FileDescriptor claim = Claim();
+    if (!opened || claim.IsOpen()) {
+        ArchiveParts(path);
+    }
+    if (claim.IsOpen() && existed) {
+        StartAnew(MoveToArchive(path));
+    } else if (!opened && existed) {
+        static_cast<void>(CopyLogFile(path, FreeLogName(StampedLogName(path))));
+    }
 }
 
-// While another empties that file our lines could go with it; the file that was moved away keeps them.
-bool LogFile::ChangeTo(FileDescriptor next) {
-    if (!next.IsOpen() || !SetLock(next.Get(), F_RDLCK, presenceByte)) {
+// The file that is open stays open when there is no other.
+bool LogFile::Reopen() {
+    FileDescriptor next = OpenForAppending(m_path);
+    if (!next.IsOpen()) {
         return false;
     }
-    Adopt(std::move(next));
+    m_file = std::move(next);
+    Join();
     return true;
 }
 
-void LogFile::WaitToJoin() {
-    for (int wait = 0; IsOpen() && !JoinHolders() && wait < longestWait; ++wait) {
+// Refused while another empties the file.
+void LogFile::Join() {
+    for (int wait = 0; !SetLock(m_file, F_RDLCK, presenceByte) && wait < longestWait; ++wait) {
         usleep(1000);
     }
+    m_shared = m_shared || IsLocked(m_file, presenceByte);
 }
 
-// Refused while another empties the file.
-bool LogFile::JoinHolders() {
-    m_present = m_present || (IsOpen() && SetLock(m_file.Get(), F_RDLCK, presenceByte));
-    return m_present;
+// The right to move or empty the open file, or to number and archive its parts: held while what is returned is open.
+// An open file of its own, because a child of fork has the other one too, and with it would have the lock.
+FileDescriptor LogFile::Claim() const {
+    const Place place = Locate(m_path);
+    FileDescriptor claim = OpenAt(place, O_WRONLY, 0);
+    const bool granted = SetLock(claim, F_WRLCK, moverByte) && LeadsTo(place, claim) && LeadsTo(place, m_file);
+    return granted ? std::move(claim) : FileDescriptor();
 }
 
-bool LogFile::LeadsHere() const {
-    struct stat status {};
-    return fstat(m_file.Get(), &status) == 0 && LeadsTo(m_path, status);
-}
-
-void LogFile::Write(std::string_view line) {
-    if (!IsOpen()) {
-        return;
+// Behind a file that was moved away. If there can be none, it gets its name back.
+void LogFile::StartAnew(const std::string& moved) {
+    if (!moved.empty() && !Reopen()) {
+        Move(moved, m_path, RENAME_NOREPLACE);
     }
-    const std::size_t written = WriteAll(m_file.Get(), line);
+}
+
+void LogFile::Clear() {
+    const FileDescriptor claim = Claim();
+    if (claim.IsOpen() && SetLock(m_file, F_WRLCK, presenceByte)) {
+        static_cast<void>(ftruncate(m_file.Get(), 0) == 0);
+        SetLock(m_file, F_RDLCK, presenceByte);
+    }
+}
+
+bool LogFile::Write(std::string_view line) {
+    const std::size_t written = IsOpen() ? WriteAll(m_file.Get(), line) : 0;
     if (written != 0 && written != line.size()) {
-        DropFragment(written);
+        DropFragment(static_cast<off_t>(written));
     }
+    return IsOpen() && written == line.size();
 }
 
 // Only while it is the end of the file: behind it would be another process's line.
-void LogFile::DropFragment(std::size_t written) {
+void LogFile::DropFragment(off_t written) {
     const off_t end = lseek(m_file.Get(), 0, SEEK_CUR);
     struct stat status {};
     if (fstat(m_file.Get(), &status) == 0 && status.st_size == end) {
-        static_cast<void>(ftruncate(m_file.Get(), end - static_cast<off_t>(written)) == 0);
-    }
-}
-
-// A child of fork shares its parent's open file, locks included, and would not be seen beside it.
-void LogFile::LeaveParentsFile() {
-    m_forks = ForkGeneration();
-    m_hadCompany = true;
-    FileDescriptor own = OpenForAppending(m_path);
-    if (own.IsOpen()) {
-        Adopt(std::move(own));
-        WaitToJoin();
+        static_cast<void>(ftruncate(m_file.Get(), end - written) == 0);
     }
 }
 
 bool LogFile::Follow() {
-    if (!IsOpen()) {
+    if (!IsOpen() || LeadsTo(Locate(m_path), m_file)) {
         return true;
     }
-    if (IsInherited()) {
-        LeaveParentsFile();
-    }
-    struct stat status {};
-    if (fstat(m_file.Get(), &status) != 0 || LeadsTo(m_path, status)) {
-        m_followedSize = status.st_size;
-        return true;
-    }
-    m_hadCompany = true;
-    const std::string lines = status.st_nlink == 0 ? ReadFrom(m_file.Get(), m_followedSize, status.st_size) : "";
-    if (ChangeTo(OpenForAppending(m_path))) {
-        Write(lines);
-    }
+    m_shared = true;
+    Reopen();
     return false;
 }
 
-void LogFile::StepAside(const std::string& target) {
-    m_hadCompany = true;
-    if (LeadsHere() && std::rename(m_path.c_str(), target.c_str()) != 0) {
-        return;
+void LogFile::Split(unsigned long& number) {
+    if (!Follow()) {
+        return; // another has just taken the lines away
     }
-    FileDescriptor next = OpenForAppending(m_path);
-    if (next.IsOpen()) {
-        Adopt(std::move(next));
+    const FileDescriptor claim = Claim();
+    if (!claim.IsOpen()) {
+        return; // another is just doing it
     }
-}
-
-LogFileClaim::LogFileClaim(LogFile& file) : m_log(file) {
-    const int fd = m_log.m_file.Get();
-    if (!m_log.JoinHolders() || IsLocked(fd, presenceByte)) {
-        m_log.m_hadCompany = true;
+    const std::string part = NumberedLogName(m_path, m_shared ? 0 : number++);
+    if (m_shared) {
+        StartAnew(MoveToFreeName(m_path, part, m_path, 1));
+    } else if (Move(m_path, part, 0) == 0) {
+        StartAnew(part);
     }
-    m_granted = m_log.m_present && SetLock(fd, F_WRLCK, moverByte);
-    if (m_granted && !m_log.LeadsHere()) {
-        SetLock(fd, F_UNLCK, moverByte);
-        m_granted = false;
-    }
-}
-
-// After a move in company the lock went with the file that was moved, and there is nothing to unlock.
-LogFileClaim::~LogFileClaim() {
-    if (m_granted) {
-        SetLock(m_log.m_file.Get(), F_UNLCK, moverByte);
-    }
-}
-
-// For the moment that it takes nobody can join; who tries waits for it.
-bool LogFileClaim::EmptyIfAlone(off_t size) {
-    const int fd = m_log.m_file.Get();
-    if (!SetLock(fd, F_WRLCK, presenceByte)) {
-        m_log.m_hadCompany = true;
-        return false;
-    }
-    struct stat status {};
-    const bool emptied = fstat(fd, &status) == 0 && status.st_size == size && ftruncate(fd, 0) == 0;
-    SetLock(fd, F_RDLCK, presenceByte);
-    if (emptied) {
-        m_log.m_followedSize = 0;
-    }
-    return emptied;
-}
-
-void LogFileClaim::Clear() {
-    struct stat status {};
-    if (IsGranted() && fstat(m_log.m_file.Get(), &status) == 0) {
-        EmptyIfAlone(status.st_size);
-    }
-}
-
-bool LogFileClaim::MoveContentsTo(const std::string& target) {
-    struct stat status {};
-    if (!IsGranted() || fstat(m_log.m_file.Get(), &status) != 0 || !S_ISREG(status.st_mode) ||
-        LeadsTo(target, status)) {
-        return false; // a device has no contents, or no end of them
-    }
-    if (IsLocked(m_log.m_file.Get(), presenceByte)) {
-        return RenameTo(target);
-    }
-    return CopyTo(target);
-}
-
-// Others may join while it is copied; then the copy gives way to the file itself.
-bool LogFileClaim::CopyTo(const std::string& target) {
-    if (!CopyToFile(m_log.m_file.Get(), target)) {
-        return false;
-    }
-    if (EmptyIfAlone(SizeOf(target)) || RenameTo(target)) {
-        return true;
-    }
-    unlink(target.c_str());
-    return false;
-}
-
-bool LogFileClaim::RenameTo(const std::string& target) {
-    m_log.m_hadCompany = true;
-    if (std::rename(m_log.m_path.c_str(), target.c_str()) != 0) {
-        return false;
-    }
-    m_log.ChangeTo(OpenForAppending(m_log.m_path));
-    return true;
 }
 
 } // namespace Vantor

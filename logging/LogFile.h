@@ -1,4 +1,4 @@
-// The live log file on disk, shared kindly with other processes, log rotation programs and full disks.
+// The live log file on disk, shared kindly with other processes, log rotation programs and hostile folders.
 #pragma once
 
 #include <string>
@@ -10,94 +10,58 @@
 
 namespace Vantor {
 
-/// How many times this process's ancestors and itself were made by fork since the program began: tells a child that
-/// what it inherited belongs to its parent.
-[[nodiscard]] unsigned int ForkGeneration();
+/// Copies a log file, whole, to the file `target`, which is made anew with the source's mode less the umask.
+/// A copy that could not be completed is removed.
+/// @return true when every byte is there; false also for two names of one file, and where either name is that of a
+/// link,
+///         a folder, a device or a pipe
+[[nodiscard]] bool CopyLogFile(const std::string& source, const std::string& target);
 
 /// One open log file to which whole lines are appended. Not thread-safe: its logger's lock guards it.
 ///
-/// Several processes may hold the same file open: each line is one append, so none overwrites another, and each holder
-/// keeps a shared record lock on a byte far behind the end, by which they know of each other without a lock per line.
-/// Who moves or empties the file claims it first (see LogFileClaim).
+/// Only a regular file that has one name is opened, and by no link but one to a folder that root or the caller has
+/// made: who may write in the folder must not have another file written, emptied or copied.
+///
+/// Several loggers, of any process, may have the file open: each line is one append, so none overwrites another. A file
+/// is not copied and emptied but renamed, so that no moment loses a line; who has it open still writes there until he
+/// looks (see Follow). One at a time moves a file.
 class LogFile {
 public:
     /// Opens the file for appending and makes it if it is missing; what it holds stays. Closes another one first.
-    /// Gives a logger that is just emptying the file up to a tenth of a second to finish.
-    /// Only regular files and devices are opened: a pipe could block its writer, or end the program.
     /// @return false when it cannot be opened; the log file is closed then
     bool Open(const std::string& path);
-    void Close();
+    /// Archives the file and its numbered parts under time-stamped names, none of which is taken twice, and opens the
+    /// file. What cannot be archived stays where it is; a file that cannot be opened is copied.
+    void OpenAnew(const std::string& path);
+    void Close() { m_file.Close(); }
     bool IsOpen() const { return m_file.IsOpen(); }
 
-    /// Appends the line whole. When the disk has no room for all of it, nothing of it stays.
-    void Write(std::string_view line);
+    /// Empties the file, unless another logger has it open.
+    void Clear();
 
-    /// True when the file was opened by the parent of this process, with which it must not be shared; see Follow.
-    bool IsInherited() const { return m_forks != ForkGeneration(); }
+    /// Appends the line whole. When the disk has no room for all of it, nothing of it stays.
+    /// @return true when it was written; false also while no file is open
+    bool Write(std::string_view line);
 
     /// Looks whether the file's name still leads to the open file; if not (it was removed or renamed), opens what is
-    /// there now, for appending. Lines that went into a removed file since the last look are written again.
-    /// Meant to be called about once a second, and before a child of fork writes. @return true when the name led here
+    /// there now, for appending. Meant to be called about once a second. @return true when the name led here
     bool Follow();
 
-    /// True when another, who is just emptying the file, does not finish: he was stopped, and lines would be lost when
-    /// he goes on. See StepAside.
-    bool IsHeldUp() { return IsOpen() && !m_present && !JoinHolders(); }
-    /// Renames the file to `target` and opens a new one under its name.
-    void StepAside(const std::string& target);
-
-    /// True when, since Open, another logger was seen to have the file open or the file was taken away: numbered parts
-    /// that exist may then be of this run.
-    bool HadCompany() const { return m_hadCompany; }
+    /// Makes the file's lines a numbered part, which replaces one of that number, and opens an empty file. Beside other
+    /// loggers, whose parts must stay, the first free number is taken. Lines that cannot be moved stay in the file.
+    /// @param number of the part; the next one afterwards, if this one was tried
+    void Split(unsigned long& number);
 
 private:
-    friend class LogFileClaim;
-    void Adopt(FileDescriptor file);
-    bool ChangeTo(FileDescriptor next);
-    void WaitToJoin();
-    void LeaveParentsFile();
-    bool JoinHolders();
-    bool LeadsHere() const;
-    void DropFragment(std::size_t written);
+    bool Reopen();
+    void Join();
+    FileDescriptor Claim() const;
+    void StartAnew(const std::string& moved);
+    void DropFragment(off_t written);
 
     FileDescriptor m_file;
     std::string m_path;
-    bool m_present = false; // our shared lock is set
-    bool m_hadCompany = false;
-    unsigned int m_forks = 0; // ForkGeneration() when this process opened it
-    off_t m_followedSize = 0; // the file's length when its name last led here
-};
-
-/// The right to move or empty an open log file, and to number and archive its parts. One holder in the world has it.
-class LogFileClaim {
-public:
-    /// Claims without waiting.
-    explicit LogFileClaim(LogFile& file);
-    ~LogFileClaim();
-    LogFileClaim(const LogFileClaim&) = delete;
-    LogFileClaim& operator=(const LogFileClaim&) = delete;
-
-    /// False when somebody else is just about the file, or its name no longer leads to it: it is to be left as it is.
-    bool IsGranted() const { return m_granted; }
-
-    /// Empties the file if nobody else has it open; else it is left as it is.
-    void Clear();
-
-    /// Moves what the file holds to the file `target`, which is replaced, and leaves the log file open and empty.
-    ///
-    /// Who is alone with the file copies it and empties it in place, so that who follows the file keeps it. In company
-    /// another's line could fall between the copy and the emptying; there the file's name is moved instead, and the
-    /// others, whose lines go on into the moved file for up to a second, come after.
-    /// @return false when that could not be done completely; then the log file holds what it held, and goes on
-    bool MoveContentsTo(const std::string& target);
-
-private:
-    bool EmptyIfAlone(off_t size);
-    bool CopyTo(const std::string& target);
-    bool RenameTo(const std::string& target);
-
-    LogFile& m_log;
-    bool m_granted = false;
+    bool m_shared = false; // since Open another logger had the file open, or the file was taken away
 };
 
 } // namespace Vantor

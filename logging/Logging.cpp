@@ -1,7 +1,6 @@
 #include "logging/Logging.h"
 
-#include <algorithm>
-#include <array>
+#include <cstdio>
 #include <limits>
 #include <mutex>
 #include <string_view>
@@ -9,74 +8,65 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "logging/LogLine.h"
+
 namespace Vantor {
 
 namespace {
 
 using Guard = std::lock_guard<Mutex>;
 
-// As they stand in a line, right-aligned.
-constexpr std::array<std::string_view, 7> paddedTypeNames = {
-    "        ERROR", "      MESSAGE", "        DEBUG", "  IN FUNCTION",
-    " OUT FUNCTION", "   STACKTRACE", "      WARNING",
-};
+constexpr unsigned int noId = 0xFFFFFFFF;
 
-std::string_view PaddedTypeName(DebugLevel type) {
-    const auto index = static_cast<std::size_t>(type); // a negative one comes out far above the table
-    return index < paddedTypeNames.size() ? paddedTypeNames[index] : paddedTypeNames[DEBUGLEVEL_MESSAGE];
+LibLogging* NewLogger(std::size_t id) {
+    return std::make_unique<LibLogging>(static_cast<unsigned int>(id)).release();
 }
 
 // A single longer line does not hold its memory for the rest of the run.
 constexpr std::size_t longestKeptLine = 65536;
 
-std::string LocalTimeText(std::time_t time) {
-    std::tm local{};
-    std::array<char, 80> text{};
-    tzset(); // localtime_r alone would keep to the time zone of its first call
-    if (localtime_r(&time, &local) == nullptr) {
-        return {};
-    }
-    return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local)};
-}
-
-// " (1234)"; asking the kernel again for each line would cost a tenth of it. A child of fork asks anew.
-std::string_view ThreadIdText() {
-    struct Cache {
-        unsigned int forks;
-        std::size_t length;
-        char text[24];
-    };
-    thread_local Cache cache{}; // plain memory: no constructor to be checked for in each line
-    if (cache.length == 0 || cache.forks != ForkGeneration()) {
-        cache.forks = ForkGeneration();
-        const std::string text = " (" + std::to_string(LibLogging::GetThreadId()) + ")";
-        cache.length = text.copy(cache.text, sizeof(cache.text));
-    }
-    return {cache.text, cache.length};
-}
-
-void Put(char*& end, std::string_view part) {
-    end = std::copy(part.begin(), part.end(), end);
-}
-
-// The parts of a line are put side by side into memory of the known size.
-void FormatLine(std::string& line, DebugLevel type, std::string_view timeText, bool withThreadId,
-                std::string_view text) {
-    const bool raw = type == DEBUGLEVEL_RAW;
-    const std::string_view time = raw ? "" : timeText;
-    const std::string_view name = raw ? "" : PaddedTypeName(type);
-    const std::string_view thread = raw || !withThreadId ? "" : ThreadIdText();
-    line.resize(time.size() + name.size() + thread.size() + text.size() + 2);
-    char* end = line.data();
-    Put(end, time);
-    Put(end, name);
-    Put(end, thread);
-    *end++ = ' ';
-    Put(end, text);
-    *end = '\n';
-}
-
 } // namespace
+
+LibLogging* LibLogging::GetHandle(unsigned int id) {
+    const Guard guard(mutexCreateLibLogging);
+    auto& loggers = LoggerVector::vector();
+    if (loggers.empty()) {
+        loggers.push_back(NewLogger(0));
+        return loggers.front();
+    }
+    if (id >= loggers.size()) {
+        return nullptr;
+    }
+    if (loggers[id] == nullptr) {
+        loggers[id] = NewLogger(id);
+    }
+    return loggers[id];
+}
+
+int LibLogging::Register() {
+    const Guard guard(mutexCreateLibLogging);
+    auto& loggers = LoggerVector::vector();
+    if (loggers.empty()) {
+        loggers.push_back(nullptr); // the default logger's, made when it is asked for
+    }
+    loggers.push_back(NewLogger(loggers.size()));
+    return static_cast<int>(loggers.size() - 1);
+}
+
+void LibLogging::Destroy() {
+    const Guard guard(mutexCreateLibLogging);
+    auto& loggers = LoggerVector::vector();
+    if (m_id >= loggers.size() || loggers[m_id] != this) {
+        return;
+    }
+    const std::unique_ptr<LibLogging> self(this);
+    LogDebug("Destroy()");
+    Log("close LibLogging", DEBUGLEVEL_DEBUG);
+    loggers[m_id] = nullptr;
+    m_id = noId;
+    const Guard fileGuard(*m_lock);
+    m_file.Close();
+}
 
 LibLogging::LibLogging(unsigned int id) : m_id(id), m_lock(std::make_unique<Mutex>()) {}
 
@@ -92,36 +82,11 @@ void LibLogging::Init(const std::string& file, unsigned int maxEntries, bool rot
     m_verbose = true;
     m_outputDebugString = true;
     m_logThreadId = false;
-    m_file.Close();
     if (rotate) {
-        OpenFileAndRotateLocked(AppendLogExtension(file));
-        return;
+        m_file.OpenAnew(AppendLogExtension(file));
+    } else if (m_file.Open(AppendLogExtension(file))) {
+        m_file.Clear();
     }
-    m_fileName = AppendLogExtension(file);
-    if (m_file.Open(m_fileName)) {
-        ReadyFileLocked();
-        LogFileClaim(m_file).Clear();
-    }
-}
-
-void LibLogging::SetLoggingLevel(LOG_LEVEL level) {
-    m_level = level;
-}
-
-void LibLogging::Enabled(bool on) {
-    m_enabled = on;
-}
-
-bool LibLogging::IsEnabled() const {
-    return m_enabled;
-}
-
-void LibLogging::Verbose(bool on) {
-    m_verbose = on;
-}
-
-bool LibLogging::IsVerbose() const {
-    return m_verbose;
 }
 
 void LibLogging::LogRotation(bool on, unsigned int maxEntries) {
@@ -141,20 +106,52 @@ bool LibLogging::IsLogRotationEnabled() const {
     return m_rotateByEntries || m_rotateBySize;
 }
 
-void LibLogging::OutputDbgString(bool on) {
-    m_outputDebugString = on;
+void LibLogging::LogToBuffer(LOG_BUFFER_MODE mode, int limit) {
+    const Guard guard(*m_lock);
+    m_bufferMode = mode;
+    m_bufferLimit = limit;
 }
 
-bool LibLogging::IsOutputDbgString() const {
-    return m_outputDebugString;
+bool LibLogging::IsLogToBuffer() const {
+    const Guard guard(*m_lock);
+    return m_bufferMode != LOG_BUFFER_NONE;
 }
 
-void LibLogging::LogThreadId(bool on) {
-    m_logThreadId = on;
+int LibLogging::GetLogBufferSize() const {
+    const Guard guard(*m_lock);
+    return static_cast<int>(m_buffer.size());
 }
 
-bool LibLogging::IsLogThreadId() const {
-    return m_logThreadId;
+std::list<LogEntry> LibLogging::GetLogBuffer() const {
+    const Guard guard(*m_lock);
+    return m_buffer;
+}
+
+void LibLogging::ClearLogBuffer() {
+    const Guard guard(*m_lock);
+    m_buffer.clear();
+}
+
+// Each entry may enter the buffer again while it is logged, so a copy is walked.
+void LibLogging::LogBufferToFile() {
+    for (const LogEntry& entry : GetLogBuffer()) {
+        Log(entry.text, entry.type);
+    }
+}
+
+void LibLogging::LogToBuffer(DebugLevel type, const std::string& text) {
+    const Guard guard(*m_lock);
+    LogToBufferLocked(type, text);
+}
+
+void LibLogging::LogToBufferLocked(DebugLevel type, const std::string& text) {
+    const std::size_t limit = m_bufferLimit > 0 ? static_cast<std::size_t>(m_bufferLimit) : 0;
+    if (!m_buffer.empty() && m_buffer.size() >= limit) {
+        m_buffer.pop_back();
+    }
+    if (limit > 0) {
+        m_buffer.push_front({GetEntryTime(), type, text});
+    }
 }
 
 void LibLogging::Log(const std::string& text, DebugLevel type) {
@@ -169,7 +166,7 @@ void LibLogging::LogLocked(const std::string& text, DebugLevel type) {
     if (!m_enabled || !m_file.IsOpen()) {
         return;
     }
-    ReadyFileLocked();
+    TurnSecondLocked();
     if (IsFullLocked()) {
         SplitLogLocked();
     }
@@ -179,33 +176,24 @@ void LibLogging::LogLocked(const std::string& text, DebugLevel type) {
     if (m_bufferMode != LOG_BUFFER_ONLY) {
         FormatLine(m_line, type, m_timeText, m_logThreadId, text);
         LogToWinDbgView(m_line);
-        m_file.Write(m_line);
-        CountEntryLocked();
-        CountBytesLocked(m_line.size());
+        if (m_file.Write(m_line)) { // a full disk must not fill with empty parts
+            CountEntryLocked();
+            CountBytesLocked(m_line.size());
+        }
         if (m_line.capacity() > longestKeptLine) {
             std::string().swap(m_line);
         }
     }
 }
 
-void LibLogging::ReadyFileLocked() {
-    if (TurnSecondLocked() || m_file.IsInherited()) {
+// In the first entry of each second.
+void LibLogging::TurnSecondLocked() {
+    const std::time_t now = GetEntryTime();
+    if (now != m_timeTextSecond) {
+        m_timeTextSecond = now;
+        m_timeText = LocalTimeText(now);
         m_file.Follow();
     }
-    if (m_file.IsHeldUp()) {
-        m_file.StepAside(NumberedName(NameWithTimeStamp(m_fileName)));
-    }
-}
-
-// True in the first entry of each second.
-bool LibLogging::TurnSecondLocked() {
-    const std::time_t now = GetEntryTime();
-    if (now == m_timeTextSecond) {
-        return false;
-    }
-    m_timeTextSecond = now;
-    m_timeText = LocalTimeText(now);
-    return true;
 }
 
 bool LibLogging::IsFullLocked() const {
@@ -213,42 +201,34 @@ bool LibLogging::IsFullLocked() const {
            (m_rotateBySize && m_loggedFileSize >= m_maxFileSize);
 }
 
-bool LibLogging::AboveLevel(int threshold) const {
-    return m_level > threshold;
+void LibLogging::LogAbove(int threshold, const std::string& text, DebugLevel type) {
+    if (m_level > threshold) {
+        Log(text, type);
+    }
 }
 
 void LibLogging::LogError(const std::string& text) {
-    if (AboveLevel(0)) {
-        Log(text, DEBUGLEVEL_ERROR);
-    }
+    LogAbove(0, text, DEBUGLEVEL_ERROR);
 }
 
 void LibLogging::LogWarning(const std::string& text) {
-    if (AboveLevel(1)) {
-        Log(text, DEBUGLEVEL_WARNING);
-    }
+    LogAbove(1, text, DEBUGLEVEL_WARNING);
 }
 
 void LibLogging::LogMessage(const std::string& text) {
-    if (AboveLevel(2)) {
-        Log(text, DEBUGLEVEL_MESSAGE);
-    }
+    LogAbove(2, text, DEBUGLEVEL_MESSAGE);
 }
 
 void LibLogging::LogDebug(const std::string& text) {
-    if (AboveLevel(3)) {
-        Log(text, DEBUGLEVEL_DEBUG);
-    }
+    LogAbove(3, text, DEBUGLEVEL_DEBUG);
 }
 
 void LibLogging::LogRaw(const std::string& text) {
-    if (AboveLevel(2)) {
-        Log(text, DEBUGLEVEL_RAW);
-    }
+    LogAbove(2, text, DEBUGLEVEL_RAW);
 }
 
 void LibLogging::LogFunction(const std::string& name, FunctionInOut inOut) {
-    if (!AboveLevel(3) || (inOut != FUNCTION_IN && inOut != FUNCTION_OUT)) {
+    if (m_level <= 3 || (inOut != FUNCTION_IN && inOut != FUNCTION_OUT)) {
         return;
     }
     const Guard guard(*m_lock);
@@ -264,7 +244,7 @@ void LibLogging::LogFunction(const std::string& name, FunctionInOut inOut) {
 }
 
 void LibLogging::LogStackTrace() {
-    if (!AboveLevel(3)) {
+    if (m_level <= 3) {
         return;
     }
     const Guard guard(*m_lock);
@@ -288,21 +268,15 @@ std::string LibLogging::GetTimeString(long seconds) {
     return LocalTimeText(seconds);
 }
 
-std::time_t LibLogging::GetEntryTime() {
-    return std::time(nullptr);
-}
-
 long LibLogging::GetThreadId() {
     return syscall(SYS_gettid);
 }
 
 void LibLogging::LogToFile(const std::string& line) {
     const Guard guard(*m_lock);
-    ReadyFileLocked();
+    TurnSecondLocked();
     m_file.Write(line);
 }
-
-void LibLogging::LogToWinDbgView(const std::string& /*line*/) {}
 
 void LibLogging::IncreaseLoggedEntries() {
     const Guard guard(*m_lock);
@@ -326,6 +300,32 @@ void LibLogging::CountBytesLocked(unsigned long bytes) {
         const unsigned long left = std::numeric_limits<unsigned long>::max() - m_loggedFileSize;
         m_loggedFileSize += bytes < left ? bytes : left;
     }
+}
+
+std::string LibLogging::AppendLogExtension(const std::string& name) {
+    std::string base;
+    std::string ext;
+    return GetExtension(name, base, ext) ? name : name + ".log";
+}
+
+bool LibLogging::BackupFile(const std::string& source, const std::string& target, bool removeSource) {
+    return CopyLogFile(source, target) && (!removeSource || std::remove(source.c_str()) == 0);
+}
+
+void LibLogging::OpenFileAndRotate(const std::string& name) {
+    const Guard guard(*m_lock);
+    m_file.OpenAnew(name);
+}
+
+void LibLogging::SplitLog() {
+    const Guard guard(*m_lock);
+    SplitLogLocked();
+}
+
+void LibLogging::SplitLogLocked() {
+    m_loggedEntries = 0;
+    m_loggedFileSize = 0;
+    m_file.Split(m_splitNumber);
 }
 
 } // namespace Vantor

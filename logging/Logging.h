@@ -9,6 +9,7 @@
 #include <string>
 
 #include "logging/LogFile.h"
+#include "logging/LogNames.h"
 #include "logging/LoggerVector.h"
 #include "logging/Mutex.h"
 
@@ -77,13 +78,13 @@ public:
     void Init(const std::string& file, unsigned int maxEntries, bool rotate);
 
     /// How much the typed calls write from now on; 4 at first.
-    void SetLoggingLevel(LOG_LEVEL level);
+    void SetLoggingLevel(LOG_LEVEL level) { m_level = level; }
     /// The master switch, off at first.
-    void Enabled(bool on);
-    bool IsEnabled() const;
+    void Enabled(bool on) { m_enabled = on; }
+    bool IsEnabled() const { return m_enabled; }
     /// A flag kept for callers; the engine does not read it.
-    void Verbose(bool on);
-    bool IsVerbose() const;
+    void Verbose(bool on) { m_verbose = on; }
+    bool IsVerbose() const { return m_verbose; }
     /// Splitting after so many entries; on at first, with 10000.
     void LogRotation(bool on, unsigned int maxEntries);
     /// Splitting after so many bytes; off at first, with 10000.
@@ -91,13 +92,15 @@ public:
     /// True when either rotation is on.
     bool IsLogRotationEnabled() const;
     /// A flag kept for callers: this platform has no debugger output.
-    void OutputDbgString(bool on);
-    bool IsOutputDbgString() const;
+    void OutputDbgString(bool on) { m_outputDebugString = on; }
+    bool IsOutputDbgString() const { return m_outputDebugString; }
     /// The kernel's thread id in each entry; on at first, off after Init.
-    void LogThreadId(bool on);
-    bool IsLogThreadId() const;
+    void LogThreadId(bool on) { m_logThreadId = on; }
+    bool IsLogThreadId() const { return m_logThreadId; }
 
-    /// Where entries go from now on. @param limit most entries kept in memory; 0 or less keeps none
+    /// Where entries go from now on. @param limit most entries kept in memory; 0 or less keeps none.
+    /// Once it is lowered each new entry takes the place of the oldest; what is too many stays until the buffer is
+    /// cleared.
     void LogToBuffer(LOG_BUFFER_MODE mode, int limit);
     /// True in every mode but LOG_BUFFER_NONE.
     bool IsLogToBuffer() const;
@@ -135,7 +138,7 @@ public:
     /// The local time as "2026-03-01 14:05:09"; empty for a time that no calendar holds.
     static std::string GetTimeString(long seconds);
     /// Seconds since the epoch.
-    static std::time_t GetEntryTime();
+    static std::time_t GetEntryTime() { return std::time(nullptr); }
     /// The kernel's id of the calling thread, see gettid(2).
     static long GetThreadId();
     /// Adds an entry to the memory buffer, whatever the mode.
@@ -143,29 +146,28 @@ public:
     /// Writes the line as it stands; dropped when no file is open.
     void LogToFile(const std::string& line);
     /// The debugger's view, which this platform does not have: does nothing.
-    static void LogToWinDbgView(const std::string& line);
+    static void LogToWinDbgView(const std::string& /*line*/) {}
     /// Counts an entry, while rotation by entries is on.
     void IncreaseLoggedEntries();
     /// Counts bytes, while rotation by size is on.
     void IncreaseLoggedFileSize(unsigned long bytes);
 
-    /// Splits a log file's name at ".log", ".txt" or another short extension; derived names always end in ".log".
-    /// @param ext "log", or empty when no extension was found and `base` is the whole name
-    /// @return true when an extension was found
-    static bool GetExtension(const std::string& name, std::string& base, std::string& ext);
+    /// See GetLogExtension, FreeLogName and StampedLogName.
+    static bool GetExtension(const std::string& name, std::string& base, std::string& ext) {
+        return GetLogExtension(name, base, ext);
+    }
+    static std::string NumberedName(const std::string& name) { return FreeLogName(name); }
+    static std::string NameWithTimeStamp(const std::string& name) { return StampedLogName(name); }
     /// The name, with ".log" when it has no extension.
     static std::string AppendLogExtension(const std::string& name);
-    /// The name itself when no such file can be read, else the first of base_0.log, base_1.log … that cannot.
-    static std::string NumberedName(const std::string& name);
-    /// base_2026-03-01_13-05-09.log, in UTC, so that names sort through a change of the clocks; entries are local time.
-    static std::string NameWithTimeStamp(const std::string& name);
-    /// Copies a whole file; the source is removed, if wanted, only when the copy is complete.
+    /// Copies a whole file, see CopyLogFile; the source is removed, if wanted, only when the copy is complete.
     /// @return true when the copy is complete (and the source removed, if wanted)
     static bool BackupFile(const std::string& source, const std::string& target, bool removeSource);
     /// Archives the live file and its numbered parts under time-stamped names, then opens the live file empty.
     /// What cannot be archived stays where it is.
     void OpenFileAndRotate(const std::string& name);
-    /// Moves the live file's lines to the next numbered part, base_0.log first; the live file stays the same file.
+    /// Makes the live file the next numbered part, base_0.log first, and opens an empty one. Lines that cannot be moved
+    /// stay in the live file; the next split takes the next number all the same.
     void SplitLog();
 
 private:
@@ -174,12 +176,10 @@ private:
     void LogToBufferLocked(DebugLevel type, const std::string& text);
     void CountEntryLocked();
     void CountBytesLocked(unsigned long bytes);
-    bool TurnSecondLocked();
-    void ReadyFileLocked();
+    void TurnSecondLocked();
     bool IsFullLocked() const;
-    void OpenFileAndRotateLocked(const std::string& name);
     void SplitLogLocked();
-    bool AboveLevel(int threshold) const;
+    void LogAbove(int threshold, const std::string& text, DebugLevel type);
 
     unsigned int m_id;
     std::atomic<bool> m_enabled{false};
@@ -193,7 +193,6 @@ private:
     unsigned long m_maxFileSize = 10000;
     unsigned long m_loggedFileSize = 0;
     LogFile m_file;
-    std::string m_fileName;
     unsigned long m_splitNumber = 0;
     std::deque<std::string> m_functionStack;
     std::atomic<int> m_level{LOG_LEVEL_DEBUG};

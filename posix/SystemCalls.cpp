@@ -76,25 +76,4 @@ bool CopyAll(int from, int to) {
     }
 }
 
-bool CopyToFile(int from, const std::string& target) {
-    struct stat source {};
-    struct stat existing {};
-    if (fstat(from, &source) != 0 || !S_ISREG(source.st_mode) ||
-        (stat(target.c_str(), &existing) == 0 && IsSameFile(source, existing))) {
-        return false;
-    }
-    // O_NONBLOCK: a pipe of that name must fail, not wait for a reader.
-    constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-    FileDescriptor to(open(target.c_str(), flags, source.st_mode & 0777));
-    if (!to.IsOpen()) {
-        return false;
-    }
-    const bool complete = CopyAll(from, to.Get());
-    if (!to.Close() || !complete) {
-        unlink(target.c_str());
-        return false;
-    }
-    return true;
-}
-
 } // namespace Vantor

@@ -43,9 +43,4 @@ auto RetryOnInterrupt(Call call) {
 /// @return true when every byte is there
 [[nodiscard]] bool CopyAll(int from, int to);
 
-/// Copies the regular file open as `from`, whole, to the file `target`, which is made with the mode of the source (less
-/// the umask) or truncated. A copy that could not be completed is removed. Done in the kernel where that is possible.
-/// @return true when every byte is there and the target closed without an error; false also for two names of one file
-[[nodiscard]] bool CopyToFile(int from, const std::string& target);
-
 } // namespace Vantor

@@ -1,25 +1,17 @@
 #include "logging/LogFile.h"
 
-#include <atomic>
 #include <cerrno>
-#include <csignal>
-#include <map>
-#include <thread>
+#include <filesystem>
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "tests/support/Privileges.h"
-#include "tests/support/Tracer.h"
-#include "tests/support/Valgrind.h"
+#include "tests/support/TinyDisk.h"
 #include "tests/unit/logging/LoggerTest.h"
 
 using namespace Vantor;
-using Support::Action;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -29,21 +21,12 @@ class LogFileTest : public test::LoggerTest {
 protected:
     std::vector<std::string> Files() const { return test::Names(folder.Path()); }
     std::string Text(const std::string& name) const { return test::ReadText(folder / name); }
-    /// How often each whole line stands in the folder's files.
-    std::map<std::string, int> AllLines() const {
-        std::map<std::string, int> lines;
-        for (const auto& name : Files()) {
-            const std::string text = Text(name);
-            for (const auto& line : test::Lines(text.substr(0, text.rfind('\n') + 1))) {
-                ++lines[line];
-            }
-        }
-        return lines;
-    }
-    bool MoveTo(LogFile& moved, const std::string& name) const {
-        return LogFileClaim(moved).MoveContentsTo(folder / name);
-    }
+    void Write(const std::string& name, const std::string& text) const { test::WriteText(folder / name, text); }
     std::string Contents() const { return test::ReadText(live); }
+    void Rotate() {
+        log.Init(live, 10000, true);
+        log.Enabled(true);
+    }
 
     LogFile file;
 };
@@ -71,11 +54,13 @@ TEST_F(LogFileTest, ANewFileHasTheModeThatTheUmaskLeaves) {
 }
 
 TEST_F(LogFileTest, AClosedFileTakesNothing) {
-    file.Write("lost\n");
+    unsigned long number = 0;
+    EXPECT_FALSE(file.Write("lost\n"));
     EXPECT_TRUE(file.Follow());
-    EXPECT_FALSE(LogFileClaim(file).IsGranted());
-    EXPECT_FALSE(MoveTo(file, "part.log"));
+    file.Clear();
+    file.Split(number);
     EXPECT_THAT(Files(), IsEmpty());
+    EXPECT_EQ(number, 0u);
 }
 
 TEST_F(LogFileTest, FoldersAndPipesAreNotOpened) {
@@ -97,32 +82,76 @@ TEST_F(LogFileTest, AFailedOpenClosesTheFileThatWasOpen) {
 }
 
 TEST_F(LogFileTest, TheFileIsNotHandedToOtherPrograms) {
-    const int next = dup(0);
-    close(next);
     file.Open(live);
-    EXPECT_EQ(fcntl(next, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+    int found = 0;
+    for (const auto& name : test::Names("/proc/self/fd")) {
+        std::error_code gone; // the folder's own descriptor
+        if (std::filesystem::read_symlink("/proc/self/fd/" + name, gone) == live) {
+            ++found;
+            EXPECT_EQ(fcntl(std::stoi(name), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+        }
+    }
+    EXPECT_EQ(found, 1) << "and nothing else of it stays open";
 }
 
-TEST_F(LogFileTest, ADeviceMayBeALogFileButIsNeverCopied) {
-    symlink("/dev/full", live.c_str()); // reads without an end, writes always fail
-    ASSERT_TRUE(file.Open(live));
-    file.Write("lost\n");
-    LogFileClaim(file).Clear();
-    EXPECT_FALSE(MoveTo(file, "part.log"));
-    EXPECT_THAT(Files(), ElementsAre("trace.log"));
+TEST_F(LogFileTest, ADeviceIsNotOpened) {
+    EXPECT_FALSE(file.Open("/dev/null"));
+    EXPECT_FALSE(CopyLogFile("/dev/null", folder / "copy.log"));
 }
 
-TEST_F(LogFileTest, AFileThatMayOnlyBeWrittenIsAppendedToAndNotMoved) {
+TEST_F(LogFileTest, ALinkIsNotOpenedWhereverItLeads) {
+    test::WriteText(folder / "target", "kept\n");
+    symlink("target", live.c_str());
+    EXPECT_FALSE(file.Open(live));
+    unlink(live.c_str());
+    symlink("missing", live.c_str());
+    EXPECT_FALSE(file.Open(live));
+    EXPECT_EQ(Text("target"), "kept\n");
+    EXPECT_THAT(Files(), ElementsAre("target", "trace.log"));
+}
+
+TEST_F(LogFileTest, AFileWithASecondNameIsNotOpened) {
+    test::WriteText(folder / "target", "kept\n");
+    link((folder / "target").c_str(), live.c_str());
+    EXPECT_FALSE(file.Open(live));
+    log.Init(live, 10, false);
+    EXPECT_EQ(Text("target"), "kept\n");
+}
+
+TEST_F(LogFileTest, LinksToFoldersAreFollowed) {
+    mkdir((folder / "there").c_str(), 0777);
+    symlink("there", (folder / "relative").c_str());
+    symlink((folder / "relative").c_str(), (folder / "absolute").c_str());
+    ASSERT_TRUE(file.Open(folder / "absolute//trace.log"));
+    file.Write("one\n");
+    unsigned long number = 0;
+    file.Split(number);
+    EXPECT_EQ(Text("there/trace_0.log"), "one\n");
+    symlink("loop", (folder / "loop").c_str());
+    EXPECT_FALSE(file.Open(folder / "loop/trace.log"));
+}
+
+TEST_F(LogFileTest, ANameWithoutAFolderIsOneInTheFolderOfNow) {
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.Path());
+    EXPECT_TRUE(file.Open("trace.log"));
+    unsigned long number = 0;
+    file.Split(number);
+    std::filesystem::current_path(before);
+    EXPECT_THAT(Files(), ElementsAre("trace.log", "trace_0.log"));
+}
+
+TEST_F(LogFileTest, AFileThatMayOnlyBeWrittenIsAppendedToAndSplit) {
     test::WriteText(live, "old\n");
     chmod(live.c_str(), 0200);
     {
         const test::WithoutPrivileges user;
         ASSERT_TRUE(file.Open(live));
         file.Write("new\n");
-        EXPECT_FALSE(MoveTo(file, "part.log"));
+        unsigned long number = 0;
+        file.Split(number);
     }
-    EXPECT_EQ(Contents(), "old\nnew\n");
-    EXPECT_THAT(Files(), ElementsAre("trace.log"));
+    EXPECT_EQ(Text("trace_0.log"), "old\nnew\n");
 }
 
 // --- writing
@@ -162,10 +191,10 @@ TEST_F(LogFileTest, OfALineThatCannotBeCompletedNothingStays) {
             errno = error;
             return -1;
         });
-        file.Write("lost\n");
+        EXPECT_FALSE(file.Write("lost\n"));
         EXPECT_EQ(Contents(), "before\n") << error;
     }
-    file.Write("after\n");
+    EXPECT_TRUE(file.Write("after\n"));
     EXPECT_EQ(Contents(), "before\nafter\n");
 }
 
@@ -199,172 +228,6 @@ TEST_F(LogFileTest, AFileThatAnotherTruncatesGoesOnAtItsNewEnd) {
     EXPECT_EQ(Contents(), "two\n") << "no gap of NUL bytes may come";
 }
 
-// --- moving and company
-
-TEST_F(LogFileTest, AloneTheContentsAreCopiedAndTheFileStays) {
-    file.Open(live);
-    file.Write("one\n");
-    struct stat before {};
-    stat(live.c_str(), &before);
-
-    EXPECT_TRUE(MoveTo(file, "part.log"));
-    file.Write("two\n");
-    EXPECT_FALSE(file.HadCompany());
-
-    struct stat after {};
-    stat(live.c_str(), &after);
-    EXPECT_EQ(before.st_ino, after.st_ino);
-    EXPECT_EQ(Text("part.log"), "one\n");
-    EXPECT_EQ(Contents(), "two\n");
-}
-
-TEST_F(LogFileTest, ContentsAreNotMovedOntoThemselves) {
-    file.Open(live);
-    file.Write("one\n");
-    link(live.c_str(), (folder / "same.log").c_str());
-    EXPECT_FALSE(MoveTo(file, "trace.log"));
-    EXPECT_FALSE(MoveTo(file, "same.log"));
-    EXPECT_EQ(Contents(), "one\n");
-}
-
-TEST_F(LogFileTest, ContentsThatCannotBeMovedStay) {
-    file.Open(live);
-    file.Write("one\n");
-    mkfifo((folder / "pipe").c_str(), 0666);
-    EXPECT_FALSE(MoveTo(file, "missing/part.log"));
-    EXPECT_FALSE(MoveTo(file, "."));
-    EXPECT_FALSE(MoveTo(file, "pipe"));
-    file.Write("two\n");
-    EXPECT_EQ(Contents(), "one\ntwo\n");
-}
-
-TEST_F(LogFileTest, WhoHasTheFileOpenTooIsSeen) {
-    file.Open(live);
-    EXPECT_TRUE(LogFileClaim(file).IsGranted());
-    EXPECT_FALSE(file.HadCompany());
-    {
-        LogFile other;
-        other.Open(live);
-        EXPECT_TRUE(LogFileClaim(file).IsGranted());
-        EXPECT_TRUE(LogFileClaim(other).IsGranted());
-        EXPECT_TRUE(file.HadCompany());
-        EXPECT_TRUE(other.HadCompany());
-    }
-    EXPECT_TRUE(LogFileClaim(file).IsGranted());
-    EXPECT_TRUE(file.HadCompany()) << "it stays careful for the rest of the run";
-    file.Open(live);
-    EXPECT_TRUE(LogFileClaim(file).IsGranted());
-    EXPECT_FALSE(file.HadCompany());
-}
-
-TEST_F(LogFileTest, OneClaimIsGrantedAtATime) {
-    LogFile other;
-    file.Open(live);
-    other.Open(live);
-    {
-        const LogFileClaim first(file);
-        EXPECT_TRUE(first.IsGranted());
-        EXPECT_FALSE(LogFileClaim(other).IsGranted());
-    }
-    EXPECT_TRUE(LogFileClaim(other).IsGranted());
-}
-
-TEST_F(LogFileTest, WhoJoinsWhileTheContentsAreCopiedLosesNothing) {
-    file.Open(live);
-    file.Write("one\n");
-    LogFile late;
-    {
-        LogFileClaim claim(file);
-        ASSERT_TRUE(claim.IsGranted());
-        ASSERT_TRUE(late.Open(live));
-        late.Write("two\n");
-        EXPECT_TRUE(claim.MoveContentsTo(folder / "part.log"));
-    }
-    late.Write("three\n");
-    file.Write("four\n");
-    EXPECT_EQ(Text("part.log"), "one\ntwo\nthree\n");
-    EXPECT_EQ(Contents(), "four\n");
-}
-
-TEST_F(LogFileTest, InCompanyTheFileIsNotCleared) {
-    file.Open(live);
-    file.Write("one\n");
-    {
-        LogFile other;
-        other.Open(live);
-        LogFileClaim(other).Clear();
-        EXPECT_EQ(Contents(), "one\n");
-    }
-    LogFileClaim(file).Clear();
-    EXPECT_EQ(Contents(), "") << "alone again";
-}
-
-TEST_F(LogFileTest, InCompanyTheFileIsMovedAndTheOthersComeAfter) {
-    file.Open(live);
-    LogFile other;
-    other.Open(live);
-    other.Write("1\n");
-
-    EXPECT_TRUE(MoveTo(file, "part.log"));
-    file.Write("3\n");
-    other.Write("2\n");           // has not looked yet
-    EXPECT_FALSE(other.Follow()); // looks
-    other.Write("4\n");
-
-    EXPECT_EQ(Text("part.log"), "1\n2\n");
-    EXPECT_EQ(Contents(), "3\n4\n");
-    EXPECT_TRUE(other.Follow());
-    EXPECT_TRUE(other.HadCompany());
-}
-
-TEST_F(LogFileTest, WhatHasJustBeenMovedIsNotMovedAgain) {
-    file.Open(live);
-    LogFile other;
-    other.Open(live);
-    file.Write("1\n");
-    ASSERT_TRUE(MoveTo(file, "part.log"));
-    EXPECT_FALSE(MoveTo(other, "again.log"));
-    EXPECT_EQ(Text("part.log"), "1\n");
-}
-
-TEST_F(LogFileTest, LoggersInCompanyDoNotOverwriteEachOthersParts) {
-    LibLogging other(8);
-    for (LibLogging* logger : {&log, &other}) {
-        logger->Init(live, 2, false);
-        logger->Enabled(true);
-    }
-    for (int i = 0; i < 20; ++i) {
-        log.LogRaw("a" + std::to_string(i));
-        other.LogRaw("b" + std::to_string(i));
-    }
-    const auto lines = AllLines();
-    EXPECT_EQ(lines.size(), 40u);
-}
-
-TEST_F(LogFileTest, ASecondStartWithoutRotationDoesNotEmptyAFileInUse) {
-    Open();
-    log.LogRaw("one");
-    LibLogging other(8);
-    other.Init(live, 10, false);
-    other.Enabled(true);
-    other.LogRaw("two");
-    log.LogRaw("three");
-    EXPECT_EQ(Contents(), " one\n two\n three\n");
-}
-
-TEST_F(LogFileTest, ASecondStartWithRotationArchivesAFileInUse) {
-    Open();
-    log.LogRaw("one");
-    LibLogging other(8);
-    other.Init(live, 10, true);
-    other.Enabled(true);
-    other.LogRaw("two");
-    clock.Advance(1);
-    log.LogRaw("three");
-    EXPECT_EQ(Contents(), " two\n three\n");
-    EXPECT_EQ(Text("trace_2026-03-01_13-05-09.log"), " one\n");
-}
-
 // --- a file that goes away
 
 TEST_F(LogFileTest, ARenamedFileIsFinishedAndTheNameStartsAnew) {
@@ -378,17 +241,25 @@ TEST_F(LogFileTest, ARenamedFileIsFinishedAndTheNameStartsAnew) {
     EXPECT_EQ(Contents(), " three\n");
 }
 
-TEST_F(LogFileTest, LinesIntoARemovedFileAreWrittenAgainWithinASecond) {
+TEST_F(LogFileTest, ARemovedFileIsMadeAgainWithinASecond) {
     Open();
     log.LogRaw("removed on purpose");
+    unlink(live.c_str());
     clock.Advance(1);
     log.LogRaw("one");
-    unlink(live.c_str());
-    log.LogRaw("two");
-    log.LogRaw("three");
+    EXPECT_EQ(Contents(), " one\n");
+}
+
+TEST_F(LogFileTest, ALinkInItsPlaceIsNotFollowed) {
+    Open();
+    log.LogRaw("one");
+    rename(live.c_str(), (folder / "kept.log").c_str());
+    test::WriteText(folder / "target", "");
+    symlink("target", live.c_str());
     clock.Advance(1);
-    log.LogRaw("four");
-    EXPECT_EQ(Contents(), " one\n two\n three\n four\n");
+    log.LogRaw("two");
+    EXPECT_EQ(Text("kept.log"), " one\n two\n");
+    EXPECT_EQ(Text("target"), "");
 }
 
 TEST_F(LogFileTest, ARemovedFileIsNotSplitButStartedAnew) {
@@ -396,7 +267,7 @@ TEST_F(LogFileTest, ARemovedFileIsNotSplitButStartedAnew) {
     LogTexts({"1", "2", "3"});
     unlink(live.c_str());
     LogTexts({"4"});
-    EXPECT_THAT(Texts("trace.log"), ElementsAre("1", "2", "3", "4"));
+    EXPECT_THAT(Texts("trace.log"), ElementsAre("4"));
     EXPECT_THAT(Files(), ElementsAre("trace.log"));
 }
 
@@ -434,281 +305,487 @@ TEST_F(LogFileTest, AFolderThatComesBackGetsItsLogAgain) {
     mkdir(inner.c_str(), 0777);
     clock.Advance(1);
     log.LogRaw("three");
-    EXPECT_EQ(Contents(), " one\n two\n three\n");
+    EXPECT_EQ(Contents(), " three\n");
 }
 
-// --- processes
+// --- copies
 
-pid_t Fork(const std::function<void()>& child) {
-    std::fflush(nullptr); // or the child might print it again
-    const pid_t pid = fork();
-    if (pid == 0) {
-        child();
-        _exit(0);
+TEST_F(LogFileTest, ABackupIsTheSameBytes) {
+    std::string bytes;
+    for (int i = 0; i < 300000; ++i) {
+        bytes += static_cast<char>(i * 7 % 256);
     }
-    return pid;
+    Write("source", bytes);
+    Write("target", std::string(400000, 'x'));
+
+    EXPECT_TRUE(LibLogging::BackupFile(folder / "source", folder / "target", false));
+
+    EXPECT_EQ(Text("target"), bytes);
+    EXPECT_EQ(Text("source"), bytes);
 }
 
-void LogLines(LibLogging& log, const std::string& name, int count) {
-    for (int i = 0; i < count; ++i) {
-        log.LogRaw(name + std::to_string(i) + " " + std::string(static_cast<std::size_t>(i % 40), '.') + "|");
+TEST_F(LogFileTest, ABackupRemovesItsSourceIfAsked) {
+    Write("source", "text");
+    EXPECT_TRUE(LibLogging::BackupFile(folder / "source", folder / "target", true));
+    EXPECT_THAT(Files(), ElementsAre("target"));
+    EXPECT_EQ(Text("target"), "text");
+}
+
+TEST_F(LogFileTest, ABackupOfAnEmptyFileIsAnEmptyFile) {
+    Write("source", "");
+    EXPECT_TRUE(LibLogging::BackupFile(folder / "source", folder / "target", false));
+    EXPECT_THAT(Files(), ElementsAre("source", "target"));
+}
+
+TEST_F(LogFileTest, ABackupOfNothingChangesNothing) {
+    Write("target", "old");
+    EXPECT_FALSE(LibLogging::BackupFile(folder / "missing", folder / "target", true));
+    EXPECT_FALSE(LibLogging::BackupFile(folder.Path(), folder / "target", true));
+    EXPECT_EQ(Text("target"), "old");
+}
+
+TEST_F(LogFileTest, AFileIsNotBackedUpOntoItself) {
+    Write("source", "text");
+    symlink("source", (folder / "link").c_str());
+    EXPECT_FALSE(LibLogging::BackupFile(folder / "source", folder / "source", true));
+    EXPECT_FALSE(LibLogging::BackupFile(folder / "source", folder / "link", true));
+    EXPECT_EQ(Text("source"), "text");
+}
+
+TEST_F(LogFileTest, AnIncompleteBackupIsRemovedAndItsSourceStays) {
+    const test::TinyDisk disk("size=64k");
+    Write("source", std::string(100000, 'x'));
+
+    EXPECT_FALSE(LibLogging::BackupFile(folder / "source", disk / "target", true));
+
+    EXPECT_THAT(test::Names(disk.Path()), IsEmpty());
+    EXPECT_EQ(Text("source").size(), 100000u);
+}
+
+TEST_F(LogFileTest, ABackupIsNoMoreReadableThanItsSource) {
+    Write("source", "secret");
+    chmod((folder / "source").c_str(), 0600);
+    ASSERT_TRUE(LibLogging::BackupFile(folder / "source", folder / "target", false));
+    struct stat status {};
+    stat((folder / "target").c_str(), &status);
+    EXPECT_EQ(status.st_mode & 0777, 0600u);
+}
+
+TEST_F(LogFileTest, ABackupNeitherReadsNorWritesThroughALink) {
+    Write("secret", "secret");
+    Write("source", "text");
+    symlink("secret", (folder / "link").c_str());
+    link((folder / "secret").c_str(), (folder / "second").c_str());
+    for (const char* name : {"link", "second"}) {
+        EXPECT_FALSE(LibLogging::BackupFile(folder / name, folder / "copy", false)) << name;
     }
+    EXPECT_FALSE(LibLogging::BackupFile(folder / "source", folder / "link", true));
+    EXPECT_TRUE(LibLogging::BackupFile(folder / "source", folder / "second", false)) << "a name of its own from now on";
+    EXPECT_EQ(Text("secret"), "secret");
+    EXPECT_EQ(Text("second"), "text");
+    EXPECT_THAT(Files(), ElementsAre("link", "second", "secret", "source"));
 }
 
-void ExpectEachLineOnce(const std::map<std::string, int>& lines, const std::vector<std::string>& names, int count) {
-    for (const auto& name : names) {
-        for (int i = 0; i < count; ++i) {
-            const std::string line =
-                " " + name + std::to_string(i) + " " + std::string(static_cast<std::size_t>(i % 40), '.') + "|";
-            const auto found = lines.find(line);
-            ASSERT_TRUE(found != lines.end()) << line;
-            ASSERT_EQ(found->second, 1) << line;
+TEST_F(LogFileTest, APipeIsNoTargetForABackup) {
+    Write("source", "text");
+    mkfifo((folder / "pipe").c_str(), 0666);
+    EXPECT_FALSE(LibLogging::BackupFile(folder / "source", folder / "pipe", true));
+    EXPECT_THAT(Files(), ElementsAre("pipe", "source"));
+}
+
+// --- splitting
+
+TEST_F(LogFileTest, TheFourthEntryOfThreeMovesTheThreeIntoAPart) {
+    Open(3);
+    LogTexts({"1", "2", "3"});
+    ASSERT_THAT(Files(), ElementsAre("trace.log"));
+
+    LogTexts({"4"});
+
+    EXPECT_THAT(Files(), ElementsAre("trace.log", "trace_0.log"));
+    EXPECT_THAT(Texts("trace_0.log"), ElementsAre("1", "2", "3"));
+    EXPECT_THAT(Texts("trace.log"), ElementsAre("4"));
+}
+
+TEST_F(LogFileTest, PartsAreNumberedFromZeroOldestFirst) {
+    Open(2);
+    LogTexts({"1", "2", "3", "4", "5", "6", "7"});
+    EXPECT_THAT(Files(), ElementsAre("trace.log", "trace_0.log", "trace_1.log", "trace_2.log"));
+    EXPECT_THAT(Texts("trace_0.log"), ElementsAre("1", "2"));
+    EXPECT_THAT(Texts("trace_1.log"), ElementsAre("3", "4"));
+    EXPECT_THAT(Texts("trace_2.log"), ElementsAre("5", "6"));
+    EXPECT_THAT(Texts("trace.log"), ElementsAre("7"));
+}
+
+TEST_F(LogFileTest, PartsOfATextFileEndInLog) {
+    log.Init(folder / "trace.txt", 1, false);
+    log.Enabled(true);
+    LogTexts({"1", "2", "3"});
+    EXPECT_THAT(Files(), ElementsAre("trace.txt", "trace_0.log", "trace_1.log"));
+}
+
+TEST_F(LogFileTest, AnExistingPartIsOverwritten) {
+    Write("trace_0.log", std::string(10000, 'x'));
+    Open(1);
+    LogTexts({"1", "2"});
+    EXPECT_THAT(Texts("trace_0.log"), ElementsAre("1"));
+}
+
+TEST_F(LogFileTest, AMaximumOfNoEntriesSplitsBeforeEach) {
+    Open(0);
+    LogTexts({"1", "2"});
+    EXPECT_EQ(Text("trace_0.log"), "");
+    EXPECT_THAT(Texts("trace_1.log"), ElementsAre("1"));
+    EXPECT_THAT(Texts("trace.log"), ElementsAre("2"));
+}
+
+TEST_F(LogFileTest, WithoutRotationByEntriesTheFileIsNotSplit) {
+    Open(1);
+    log.LogRotation(false, 1);
+    LogTexts({"1", "2", "3"});
+    EXPECT_THAT(Files(), ElementsAre("trace.log"));
+}
+
+TEST_F(LogFileTest, EntriesAreCountedOnlyWhileRotationByEntriesIsOn) {
+    Open();
+    log.LogRotation(false, 2);
+    LogTexts({"1", "2", "3"});
+    log.IncreaseLoggedEntries();
+    log.LogRotation(true, 2);
+    LogTexts({"4", "5"});
+    ASSERT_THAT(Files(), ElementsAre("trace.log"));
+    LogTexts({"6"});
+    EXPECT_THAT(Texts("trace_0.log"), ElementsAre("1", "2", "3", "4", "5"));
+}
+
+TEST_F(LogFileTest, EntriesMayBeCountedFromOutside) {
+    Open(3);
+    log.IncreaseLoggedEntries();
+    log.IncreaseLoggedEntries();
+    LogTexts({"1", "2"});
+    EXPECT_THAT(Texts("trace_0.log"), ElementsAre("1"));
+}
+
+TEST_F(LogFileTest, AFileIsSplitWhenItsSizeIsReachedAndMayExceedItByOneEntry) {
+    Open();
+    log.LogRotation(false, 0);
+    log.LogRotationFileSize(true, 100); // a line is 36 bytes
+    LogTexts({"AB", "CD", "EF"});
+    ASSERT_EQ(Live().size(), 108u);
+    LogTexts({"GH"});
+    EXPECT_THAT(Texts("trace_0.log"), ElementsAre("AB", "CD", "EF"));
+    EXPECT_THAT(Texts("trace.log"), ElementsAre("GH"));
+}
+
+TEST_F(LogFileTest, AFileOfExactlyTheMaximumSizeIsSplit) {
+    Open();
+    log.LogRotation(false, 0);
+    log.LogRotationFileSize(true, 72);
+    LogTexts({"AB", "CD"});
+    ASSERT_EQ(Live().size(), 72u);
+    LogTexts({"EF"});
+    EXPECT_THAT(Texts("trace.log"), ElementsAre("EF"));
+}
+
+TEST_F(LogFileTest, BytesAreCountedOnlyWhileRotationBySizeIsOn) {
+    Open();
+    log.IncreaseLoggedFileSize(1000);
+    LogTexts({"1"});
+    log.LogRotationFileSize(true, 100);
+    LogTexts({"2", "3", "4"});
+    ASSERT_THAT(Files(), ElementsAre("trace.log"));
+    LogTexts({"5"});
+    EXPECT_THAT(Texts("trace_0.log"), ElementsAre("1", "2", "3", "4"));
+}
+
+TEST_F(LogFileTest, TheByteCountStopsAtItsLargestValue) {
+    Open();
+    log.LogRotationFileSize(true, static_cast<unsigned long>(-1));
+    log.IncreaseLoggedFileSize(static_cast<unsigned long>(-1) - 10);
+    LogTexts({"1"});
+    ASSERT_THAT(Files(), ElementsAre("trace.log"));
+    LogTexts({"2"});
+    EXPECT_THAT(Texts("trace_0.log"), ElementsAre("1")) << "the count must not start from 0 again";
+}
+
+TEST_F(LogFileTest, SplittingResetsBothCounts) {
+    Open(3);
+    log.LogRotationFileSize(true, 100);
+    LogTexts({"1", "2"});
+    log.SplitLog();
+    LogTexts({"3", "4"});
+    EXPECT_THAT(Files(), ElementsAre("trace.log", "trace_0.log"));
+    EXPECT_THAT(Texts("trace.log"), ElementsAre("3", "4"));
+}
+
+TEST_F(LogFileTest, APartIsTheFileThatWasLiveAndItsRightsStay) {
+    Open(1);
+    LogTexts({"1"});
+    chmod(live.c_str(), 0640);
+    struct stat before {};
+    stat(live.c_str(), &before);
+    LogTexts({"2"});
+    struct stat after {};
+    stat((folder / "trace_0.log").c_str(), &after);
+    EXPECT_EQ(after.st_ino, before.st_ino);
+    EXPECT_EQ(after.st_mode, before.st_mode);
+}
+
+TEST_F(LogFileTest, LinesOfAPartThatCannotBeWrittenStayAndTheNextSplitTakesTheNextNumber) {
+    mkdir((folder / "trace_0.log").c_str(), 0777);
+    Open(2);
+    LogTexts({"1", "2", "3", "4"});
+    EXPECT_THAT(Texts("trace.log"), ElementsAre("1", "2", "3", "4"));
+    LogTexts({"5", "6", "7"});
+    EXPECT_THAT(Texts("trace_1.log"), ElementsAre("1", "2", "3", "4"));
+    EXPECT_THAT(Texts("trace_2.log"), ElementsAre("5", "6"));
+    EXPECT_THAT(Texts("trace.log"), ElementsAre("7"));
+}
+
+TEST_F(LogFileTest, APartTakesThePlaceOfALinkWithoutFollowingIt) {
+    Write("target", "kept");
+    symlink("target", (folder / "trace_0.log").c_str());
+    mkfifo((folder / "trace_1.log").c_str(), 0666);
+    Open(1);
+    LogTexts({"1", "2", "3"});
+    EXPECT_EQ(Text("target"), "kept");
+    EXPECT_THAT(Texts("trace_0.log"), ElementsAre("1"));
+    EXPECT_THAT(Texts("trace_1.log"), ElementsAre("2"));
+}
+
+// --- archiving at the start
+
+TEST_F(LogFileTest, RotationArchivesTheFileUnderItsTimeStamp) {
+    Write("trace.log", "old\n");
+    Rotate();
+    log.LogMessage("new");
+    EXPECT_THAT(Files(), ElementsAre("trace.log", "trace_2026-03-01_13-05-09.log"));
+    EXPECT_EQ(Text("trace_2026-03-01_13-05-09.log"), "old\n");
+    EXPECT_THAT(Texts("trace.log"), ElementsAre("new"));
+}
+
+TEST_F(LogFileTest, RotationWithoutAnOldFileJustOpensANewOne) {
+    Rotate();
+    EXPECT_THAT(Files(), ElementsAre("trace.log"));
+    log.LogMessage("new");
+    EXPECT_THAT(Texts("trace.log"), ElementsAre("new"));
+}
+
+TEST_F(LogFileTest, StartsWithinOneSecondGetNumbers) {
+    for (const char* text : {"first", "second", "third", "fourth"}) {
+        Rotate();
+        log.LogRaw(text);
+    }
+    EXPECT_THAT(Files(), ElementsAre("trace.log", "trace_2026-03-01_13-05-09.log", "trace_2026-03-01_13-05-09_0.log",
+                                     "trace_2026-03-01_13-05-09_1.log"));
+    EXPECT_EQ(Text("trace_2026-03-01_13-05-09.log"), " first\n");
+    EXPECT_EQ(Text("trace_2026-03-01_13-05-09_0.log"), " second\n");
+    EXPECT_EQ(Text("trace_2026-03-01_13-05-09_1.log"), " third\n");
+    EXPECT_EQ(Live(), " fourth\n");
+}
+
+TEST_F(LogFileTest, RotationMovesThePartsUpToTheFirstMissingNumber) {
+    for (const char* number : {"0", "1", "3"}) {
+        Write("trace_" + std::string(number) + ".log", number);
+    }
+    Rotate();
+    EXPECT_THAT(Files(), ElementsAre("trace.log", "trace_0_2026-03-01_13-05-09.log", "trace_1_2026-03-01_13-05-09.log",
+                                     "trace_3.log"));
+    EXPECT_EQ(Text("trace_0_2026-03-01_13-05-09.log"), "0");
+    EXPECT_EQ(Text("trace_1_2026-03-01_13-05-09.log"), "1");
+}
+
+TEST_F(LogFileTest, AStampedPartThatExistsIsKept) {
+    Write("trace_0_2026-03-01_13-05-09.log", "earlier");
+    Write("trace_0.log", "later");
+    Rotate();
+    EXPECT_THAT(Files(),
+                ElementsAre("trace.log", "trace_0_2026-03-01_13-05-09.log", "trace_0_2026-03-01_13-05-09_0.log"));
+    EXPECT_EQ(Text("trace_0_2026-03-01_13-05-09.log"), "earlier");
+    EXPECT_EQ(Text("trace_0_2026-03-01_13-05-09_0.log"), "later");
+}
+
+TEST_F(LogFileTest, RotationOfATextFileArchivesItAsLog) {
+    Write("trace.txt", "old");
+    log.Init(folder / "trace.txt", 10, true);
+    EXPECT_THAT(Files(), ElementsAre("trace.txt", "trace_2026-03-01_13-05-09.log"));
+    EXPECT_EQ(Text("trace.txt"), "");
+}
+
+TEST_F(LogFileTest, RotationKeepsEveryOldFile) {
+    for (int run = 0; run < 5; ++run) {
+        log.Init(live, 2, true);
+        log.Enabled(true);
+        for (int line = 0; line < 7; ++line) {
+            log.LogRaw(std::to_string(run) + "." + std::to_string(line));
+        }
+        clock.Advance(run % 2); // some starts share a second
+    }
+    std::vector<std::string> lines;
+    for (const auto& name : Files()) {
+        for (const auto& line : test::Lines(Text(name))) {
+            lines.push_back(line);
         }
     }
-    EXPECT_EQ(lines.size(), names.size() * static_cast<std::size_t>(count)) << "no torn lines";
+    std::sort(lines.begin(), lines.end());
+    ASSERT_EQ(lines.size(), 35u);
+    EXPECT_EQ(std::unique(lines.begin(), lines.end()), lines.end());
+    EXPECT_EQ(Files().size(), 5u * 4u);
 }
 
-// A number in memory that the test and its processes share.
-class SharedNumber {
-public:
-    SharedNumber()
-        : m_number(static_cast<std::atomic<int>*>(
-              mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))) {}
-    ~SharedNumber() { munmap(m_number, sizeof(std::atomic<int>)); }
-    SharedNumber(const SharedNumber&) = delete;
-    SharedNumber& operator=(const SharedNumber&) = delete;
-    std::atomic<int>& operator*() const { return *m_number; }
+TEST_F(LogFileTest, AnEmptyFileIsArchivedToo) {
+    Write("trace.log", "");
+    Rotate();
+    EXPECT_THAT(Files(), ElementsAre("trace.log", "trace_2026-03-01_13-05-09.log"));
+}
 
-private:
-    std::atomic<int>* m_number;
+TEST_F(LogFileTest, FilesThatMayNotBeReadAreArchivedToo) {
+    for (const char* name : {"trace.log", "trace_0.log", "trace_1.log"}) {
+        Write(name, name);
+        chmod((folder / name).c_str(), 0200);
+    }
+    {
+        const test::WithoutPrivileges user;
+        Rotate();
+    }
+    EXPECT_EQ(Text("trace_2026-03-01_13-05-09.log"), "trace.log");
+    EXPECT_EQ(Text("trace_0_2026-03-01_13-05-09.log"), "trace_0.log");
+    EXPECT_EQ(Text("trace_1_2026-03-01_13-05-09.log"), "trace_1.log");
+}
+
+TEST_F(LogFileTest, NothingThatHasAnArchivesNameIsOverwritten) {
+    const std::string archive = "trace_2026-03-01_13-05-09";
+    Write(archive + ".log", "earlier");
+    chmod((folder / (archive + ".log")).c_str(), 0200);
+    Write("target", "kept");
+    symlink("target", (folder / (archive + "_0.log")).c_str());
+    symlink("missing", (folder / (archive + "_1.log")).c_str());
+    mkfifo((folder / (archive + "_2.log")).c_str(), 0666);
+    Write("trace.log", "old");
+    {
+        const test::WithoutPrivileges user;
+        Rotate();
+    }
+    EXPECT_EQ(Text(archive + "_3.log"), "old");
+    EXPECT_EQ(Text(archive + ".log"), "earlier");
+    EXPECT_EQ(Text("target"), "kept");
+    EXPECT_EQ(Live(), "");
+}
+
+TEST_F(LogFileTest, RotationThatCannotOpenTheFileStillArchivesItAndItsParts) {
+    Write("trace.log", "old");
+    Write("trace_0.log", "part");
+    chmod(live.c_str(), 0400);
+    {
+        const test::WithoutPrivileges user;
+        Rotate();
+        log.LogError("lost");
+    }
+    EXPECT_EQ(Live(), "old");
+    EXPECT_EQ(Text("trace_2026-03-01_13-05-09.log"), "old");
+    EXPECT_EQ(Text("trace_0_2026-03-01_13-05-09.log"), "part");
+    EXPECT_THAT(Files(), testing::SizeIs(3));
+}
+
+TEST_F(LogFileTest, ALinkIsNotArchivedAndNothingIsLoggedThroughIt) {
+    Write("secret", "secret");
+    symlink("secret", live.c_str());
+    Rotate();
+    log.LogError("lost");
+    EXPECT_THAT(Files(), ElementsAre("secret", "trace.log"));
+    EXPECT_EQ(Text("secret"), "secret");
+}
+
+TEST_F(LogFileTest, RotationInAMissingFolderDropsEntries) {
+    log.Init(folder / "missing/trace", 10, true);
+    log.Enabled(true);
+    log.LogError("lost");
+    EXPECT_THAT(Files(), IsEmpty());
+}
+
+TEST_F(LogFileTest, OpenFileAndRotateMakesItsFileTheLiveOne) {
+    Open(1);
+    log.OpenFileAndRotate(folder / "other.log");
+    LogTexts({"1", "2", "3"});
+    EXPECT_THAT(Files(), ElementsAre("other.log", "other_0.log", "other_1.log", "trace.log"));
+}
+
+// --- a full disk
+
+class FullDiskTest : public test::LoggerTest {
+protected:
+    test::TinyDisk disk{"size=64k"};
+    std::string name = disk / "trace.log";
+
+    void Fill(unsigned int maxEntries, bool rotate = false) {
+        log.Init(name, maxEntries, rotate);
+        log.Enabled(true);
+        for (int i = 0; i < 3; ++i) {
+            log.LogRaw("kept " + std::to_string(i));
+        }
+        disk.Fill();
+    }
+    static std::string Kept() { return " kept 0\n kept 1\n kept 2\n"; }
 };
 
-void WaitForAll(const std::vector<pid_t>& children) {
-    for (const pid_t child : children) {
-        int status = -1;
-        waitpid(child, &status, 0);
-        EXPECT_EQ(status, 0);
+TEST_F(FullDiskTest, LinesAreWholeOrMissingAndGoOnWhenThereIsRoom) {
+    Fill(10000);
+    std::string expected = Kept();
+    for (int i = 0; i < 1000; ++i) {
+        log.LogRaw(std::string(90, 'a'));
     }
+    const std::string full = test::ReadText(name);
+    ASSERT_EQ(full.substr(0, expected.size()), expected);
+    ASSERT_EQ((full.size() - expected.size()) % 92, 0u) << "no fragment may stay";
+    ASSERT_LT(full.size(), 4097u);
+
+    disk.Free();
+    log.LogRaw("again");
+
+    EXPECT_EQ(test::ReadText(name), full + " again\n");
 }
 
-TEST_F(LogFileTest, ProcessesThatOpenOneFileLoseAndTearNoLine) {
-    test::clockTime = 0; // a moved file is left each second of the real time
-    constexpr int count = 10000;
-    const std::vector<std::string> names = {"a", "b", "c", "d"};
-    const SharedNumber started;
-    std::vector<pid_t> children;
-    for (const auto& name : names) {
-        children.push_back(Fork([&] {
-            LibLogging own(1);
-            own.Init(live, 300, false);
-            own.Enabled(true);
-            ++*started;
-            while (*started < static_cast<int>(names.size())) { // a start after another's end may empty the file
-                usleep(100);
-            }
-            LogLines(own, name, count);
-        }));
+TEST_F(FullDiskTest, ASplitNeedsNoRoomAndNoEmptyPartsFollow) {
+    Fill(3);
+    for (int i = 0; i < 10; ++i) {
+        log.LogRaw(std::string(5000, 'a')); // never fits
     }
-    WaitForAll(children);
-    ExpectEachLineOnce(AllLines(), names, count);
-}
+    EXPECT_EQ(test::ReadText(disk / "trace_0.log"), Kept());
+    EXPECT_THAT(test::Names(disk.Path()), ElementsAre("filler", "trace.log", "trace_0.log"));
 
-TEST_F(LogFileTest, ProcessesThatStartWithRotationLoseAndTearNoLine) {
-    test::clockTime = 0;
-    constexpr int count = 2000;
-    std::vector<std::string> names;
-    std::vector<pid_t> children;
-    for (int i = 0; i < 12; ++i) {
-        names.emplace_back(1, static_cast<char>('a' + i));
-        children.push_back(Fork([&] {
-            LibLogging own(1);
-            own.Init(live, 250, true);
-            own.Enabled(true);
-            LogLines(own, names.back(), count);
-        }));
+    disk.Free();
+    for (int i = 0; i < 4; ++i) {
+        log.LogRaw(std::to_string(i));
     }
-    WaitForAll(children);
-    ExpectEachLineOnce(AllLines(), names, count);
+    EXPECT_EQ(test::ReadText(disk / "trace_1.log"), " 0\n 1\n 2\n");
+    EXPECT_EQ(test::ReadText(name), " 3\n");
 }
 
-TEST_F(LogFileTest, AForkedChildAndItsParentLoseAndTearNoLine) {
-    test::clockTime = 0;
-    constexpr int count = 10000;
-    Open(300);
-    const pid_t child = Fork([&] { LogLines(log, "child", count); });
-    LogLines(log, "parent", count);
-    waitpid(child, nullptr, 0);
-    ExpectEachLineOnce(AllLines(), {"child", "parent"}, count);
+TEST_F(FullDiskTest, AStartWithRotationNeedsNoRoom) {
+    Fill(10000);
+    log.Init(name, 10000, true);
+    EXPECT_EQ(test::ReadText(disk / "trace_2026-03-01_13-05-09.log"), Kept());
+    disk.Free();
+    log.LogRaw("new");
+    EXPECT_EQ(test::ReadText(name), " new\n");
 }
 
-TEST_F(LogFileTest, AStoppedProcessDoesNotHoldTheOthersUp) {
-    Open(10);
-    log.LogRaw("parent");
-    int ready[2] = {};
-    ASSERT_EQ(pipe(ready), 0);
-    const pid_t child = Fork([&] {
-        LibLogging own(1);
-        own.Init(live, 10, false);
-        static_cast<void>(test::RealWrite(ready[1], "r", 1) == 1);
-        own.Enabled(true);
-        LogLines(own, "child", 1000000000);
-    });
-    char byte = 0;
-    ASSERT_EQ(read(ready[0], &byte, 1), 1);
-    for (int i = 0; i < 200; ++i) { // wherever it stands
-        kill(child, SIGSTOP);
-        waitpid(child, nullptr, WUNTRACED);
-        LogLines(log, "parent" + std::to_string(i) + ".", 25);
-        kill(child, SIGCONT);
+TEST_F(FullDiskTest, AStartWithRotationArchivesPartsWithoutRoom) {
+    test::WriteText(disk / "trace_0.log", "part");
+    Fill(10000);
+    log.Init(name, 10000, true);
+    EXPECT_EQ(test::ReadText(disk / "trace_0_2026-03-01_13-05-09.log"), "part");
+    EXPECT_THAT(test::Names(disk.Path()), testing::Not(testing::Contains("trace_0.log")));
+}
+
+TEST_F(FullDiskTest, AFileSystemWithoutRoomForNamesKeepsTheLines) {
+    const test::TinyDisk few("nr_inodes=2"); // the folder and one file
+    log.Init(few / "trace.log", 2, false);
+    log.Enabled(true);
+    for (int i = 0; i < 7; ++i) {
+        log.LogRaw(std::to_string(i));
     }
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    close(ready[0]);
-    close(ready[1]);
-
-    const auto lines = AllLines();
-    for (int i = 0; i < 200; ++i) {
-        for (int j = 0; j < 25; ++j) {
-            const std::string line = " parent" + std::to_string(i) + "." + std::to_string(j) + " " +
-                                     std::string(static_cast<std::size_t>(j), '.') + "|";
-            ASSERT_EQ(lines.count(line), 1u) << line;
-        }
-    }
+    EXPECT_EQ(test::ReadText(few / "trace.log"), " 0\n 1\n 2\n 3\n 4\n 5\n 6\n");
 }
-
-// --- kills
-
-bool IsRename(long call) {
-#ifdef SYS_rename
-    if (call == SYS_rename) {
-        return true;
-    }
-#endif
-    return call == SYS_renameat || call == SYS_renameat2;
-}
-
-class KillTest : public LogFileTest, public testing::WithParamInterface<bool> {};
-
-TEST_P(KillTest, AtNoStopALineWhoseCallReturnedIsLost) {
-    NOT_UNDER_VALGRIND("traces system calls");
-    constexpr int count = 14;
-    const SharedNumber returned;
-    const auto run = [&] {
-        LibLogging own(1);
-        own.Init(live, 4, true);
-        own.Enabled(true);
-        for (int i = 0; i < count; ++i) {
-            own.LogRaw("line " + std::to_string(i));
-            *returned = i + 1;
-        }
-        return 0;
-    };
-    const std::string inPlace = GetParam() ? "in company" : "alone";
-    std::size_t stops = 0;
-    int renames = 0;
-    for (bool reached = true; reached; ++stops) {
-        std::filesystem::remove_all(folder.Path());
-        mkdir(folder.Path().c_str(), 0777);
-        test::WriteText(live, " of the run before\n");
-        test::WriteText(folder / "trace_0.log", " part of the run before\n");
-        LogFile other;
-        if (GetParam()) {
-            other.Open(live);
-        }
-        *returned = 0;
-        renames = 0;
-        reached = Support::trace(run, [&](const Support::Stop& stop) {
-                      other.Follow(); // stays in company wherever the file goes
-                      renames += stop.entering && IsRename(stop.number) ? 1 : 0;
-                      return Action{stop.index == stops ? Action::Kind::Kill : Action::Kind::Continue};
-                  }).killed;
-
-        auto lines = AllLines();
-        ASSERT_GE(lines[" of the run before"], 1) << "killed at stop " << stops << " " << inPlace;
-        ASSERT_GE(lines[" part of the run before"], 1) << "killed at stop " << stops << " " << inPlace;
-        for (int i = 0; i < *returned; ++i) {
-            ASSERT_GE(lines[" line " + std::to_string(i)], 1) << "killed at stop " << stops << " " << inPlace;
-        }
-    }
-    std::printf("killed at %zu stops %s, %d files renamed\n", stops - 1, inPlace.c_str(), renames);
-    EXPECT_EQ(renames, GetParam() ? 5 : 1) << "the old part always, the old file and three new parts in company";
-    EXPECT_GT(stops, 100u);
-}
-
-INSTANTIATE_TEST_SUITE_P(AloneAndInCompany, KillTest, testing::Bool());
-
-// --- every meeting of two processes
-
-struct Meeting {
-    const char* name;
-    bool openBefore; // the other has the file open before the process starts
-    bool rotate;
-};
-
-// Or it would be shown byte by byte, padding included, which nobody has set.
-void PrintTo(const Meeting& meeting, std::ostream* out) {
-    *out << meeting.name;
-}
-
-class MeetingTest : public LogFileTest, public testing::WithParamInterface<Meeting> {};
-
-TEST_P(MeetingTest, AtNoStopOfOneDoTheLinesOfBothLoseAnything) {
-    NOT_UNDER_VALGRIND("traces system calls");
-    test::clockTime = 0;
-    const Meeting meeting = GetParam();
-    constexpr int count = 12;
-    const auto start = [&](LibLogging& logger) {
-        logger.Init(live, 4, meeting.rotate);
-        logger.Enabled(true);
-    };
-    const auto write = [&](LibLogging& logger, const std::string& name) {
-        for (int i = 0; i < count; ++i) {
-            logger.LogRaw(name + std::to_string(i));
-        }
-    };
-    std::size_t stops = 0;
-    for (;; ++stops) {
-        std::filesystem::remove_all(folder.Path());
-        mkdir(folder.Path().c_str(), 0777);
-        LibLogging other(2);
-        if (meeting.openBefore) {
-            start(other);
-            write(other, "early");
-        }
-        const auto run = [&] {
-            LibLogging own(1);
-            start(own);
-            write(own, "own");
-            return 0;
-        };
-        bool met = false;
-        Support::traceTo(stops, run, [&] {
-            if (!meeting.openBefore) {
-                start(other);
-            }
-            write(other, "other");
-            met = true;
-            return Action{Action::Kind::Release};
-        });
-        if (!met) {
-            break;
-        }
-        auto lines = AllLines();
-        for (int i = 0; i < count; ++i) {
-            const std::string number = std::to_string(i);
-            ASSERT_EQ(lines[" own" + number], 1) << "at stop " << stops;
-            ASSERT_EQ(lines[" other" + number], 1) << "at stop " << stops;
-            ASSERT_EQ(lines[" early" + number], meeting.openBefore ? 1 : 0) << "at stop " << stops;
-        }
-    }
-    std::printf("%s: met at %zu stops\n", meeting.name, stops);
-    EXPECT_GT(stops, 50u);
-}
-
-INSTANTIATE_TEST_SUITE_P(OfTwo, MeetingTest,
-                         testing::Values(Meeting{"OneWithRotationStartsWhileOneLogs", false, true},
-                                         Meeting{"OneStartsWithRotationWhileOneLogs", true, true},
-                                         Meeting{"OneStartsWhileOneLogs", true, false}),
-                         [](const auto& test) { return test.param.name; });
 
 } // namespace

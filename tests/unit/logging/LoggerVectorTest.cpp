@@ -133,6 +133,12 @@ TEST_F(LoggerVectorTest, AFreedSlotGetsAFreshUnconfiguredLogger) {
     EXPECT_EQ(Live(), before);
 }
 
+TEST_F(LoggerVectorTest, ALoggerInAFreedSlotCanBeDestroyedAgain) {
+    LibLogging::GetHandle(static_cast<unsigned int>(LibLogging::Register()))->Destroy();
+    LibLogging::GetHandle(1)->Destroy();
+    EXPECT_THAT(LoggerVector::vector()[1], IsNull());
+}
+
 TEST_F(LoggerVectorTest, AFreedSlotIsNotRegisteredAgain) {
     LibLogging::Register();
     LibLogging::GetHandle(1)->Destroy();

@@ -1,15 +1,7 @@
 #include "logging/Logging.h"
 
-#include <cerrno>
-#include <climits>
-#include <clocale>
-#include <locale>
 #include <thread>
 #include <type_traits>
-
-#include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "tests/support/Valgrind.h"
 #include "tests/unit/logging/LoggerTest.h"
@@ -21,7 +13,17 @@ using testing::MatchesRegex;
 
 namespace {
 
-class LoggingTest : public test::LoggerTest {};
+class LoggingTest : public test::LoggerTest {
+protected:
+    std::vector<std::string> Files() const { return test::Names(folder.Path()); }
+    std::vector<std::string> Buffered() const {
+        std::vector<std::string> texts;
+        for (const LogEntry& entry : log.GetLogBuffer()) {
+            texts.push_back(entry.text);
+        }
+        return texts;
+    }
+};
 
 static_assert(!std::is_copy_constructible_v<LibLogging> && !std::is_copy_assignable_v<LibLogging>);
 static_assert(!std::is_polymorphic_v<LibLogging>);
@@ -154,6 +156,74 @@ TEST_F(LoggingTest, InitCountsFromZeroAgain) {
     EXPECT_THAT(test::Names(folder.Path()), ElementsAre("trace.log", "trace_0.log"));
 }
 
+TEST_F(LoggingTest, InitCountsBytesFromZeroAgain) {
+    Open();
+    log.LogRotationFileSize(true, 100);
+    log.IncreaseLoggedFileSize(100);
+    log.Init(live, 10, false);
+    LogTexts({"m"});
+    EXPECT_THAT(Files(), ElementsAre("trace.log"));
+}
+
+TEST_F(LoggingTest, InitLeavesTheKindsOfRotationAndTheLargestSizeAlone) {
+    log.LogRotation(false, 1);
+    log.LogRotationFileSize(true, 100);
+    log.Init(live, 1, false); // a line is 35 bytes
+    log.Enabled(true);
+    LogTexts({"1", "2", "3"});
+    EXPECT_THAT(Files(), ElementsAre("trace.log"));
+    LogTexts({"4"});
+    EXPECT_THAT(Texts("trace_0.log"), ElementsAre("1", "2", "3"));
+}
+
+TEST_F(LoggingTest, AChangedMaximumKeepsTheCounts) {
+    Open(10);
+    log.LogRotationFileSize(true, 10000);
+    LogTexts({"1", "2"});
+    log.LogRotation(true, 2);
+    LogTexts({"3"});
+    ASSERT_THAT(Texts("trace_0.log"), ElementsAre("1", "2"));
+
+    log.LogRotation(false, 2);
+    log.LogRotationFileSize(true, 35);
+    LogTexts({"4"});
+    EXPECT_THAT(Texts("trace_1.log"), ElementsAre("3"));
+}
+
+TEST_F(LoggingTest, OpenFileAndRotateKeepsTheCountsAndTheNumberOfTheNextPart) {
+    Open(2);
+    log.LogRotationFileSize(true, 10000);
+    LogTexts({"1", "2", "3"});
+    log.OpenFileAndRotate(folder / "other.log");
+    LogTexts({"4", "5"});
+    EXPECT_THAT(Texts("other_1.log"), ElementsAre("4"));
+
+    log.LogRotation(false, 0);
+    log.IncreaseLoggedFileSize(10000);
+    log.OpenFileAndRotate(folder / "third.log");
+    LogTexts({"6"});
+    EXPECT_EQ(test::ReadText(folder / "third_2.log"), "");
+    EXPECT_THAT(Files(), testing::Contains("third_2.log"));
+}
+
+TEST_F(LoggingTest, WhatIsCountedFromOutsideCountsWhileLoggingIsOff) {
+    Open(2);
+    log.LogRotationFileSize(true, 100);
+    log.Enabled(false);
+    log.IncreaseLoggedEntries();
+    log.IncreaseLoggedEntries();
+    log.Enabled(true);
+    LogTexts({"1"});
+    EXPECT_THAT(Files(), ElementsAre("trace.log", "trace_0.log"));
+
+    log.LogRotation(false, 2);
+    log.Enabled(false);
+    log.IncreaseLoggedFileSize(100);
+    log.Enabled(true);
+    LogTexts({"2"});
+    EXPECT_THAT(Texts("trace_1.log"), ElementsAre("1"));
+}
+
 TEST_F(LoggingTest, AFileThatCannotBeOpenedDropsEntriesSilently) {
     log.Init(folder / "missing/trace", 10, false);
     log.Enabled(true);
@@ -183,118 +253,6 @@ TEST_F(LoggingTest, ALoggerWithoutAFileWritesAndBuffersNothing) {
     log.LogToBuffer(LOG_BUFFER_AND_FILE, 10);
     log.LogError("e");
     EXPECT_EQ(log.GetLogBufferSize(), 0);
-}
-
-TEST_F(LoggingTest, EachTypeHasItsNameRightAlignedInThirteenCharacters) {
-    Open();
-    for (const int type : {0, 1, 2, 3, 4, 5, 6, 7, 8, 99, -1, INT_MIN, INT_MAX}) {
-        log.Log("text", static_cast<DebugLevel>(type));
-    }
-    EXPECT_EQ(Live(), "2026-03-01 14:05:09        ERROR text\n"
-                      "2026-03-01 14:05:09      MESSAGE text\n"
-                      "2026-03-01 14:05:09        DEBUG text\n"
-                      "2026-03-01 14:05:09  IN FUNCTION text\n"
-                      "2026-03-01 14:05:09 OUT FUNCTION text\n"
-                      "2026-03-01 14:05:09   STACKTRACE text\n"
-                      "2026-03-01 14:05:09      WARNING text\n"
-                      " text\n"
-                      "2026-03-01 14:05:09      MESSAGE text\n"
-                      "2026-03-01 14:05:09      MESSAGE text\n"
-                      "2026-03-01 14:05:09      MESSAGE text\n"
-                      "2026-03-01 14:05:09      MESSAGE text\n"
-                      "2026-03-01 14:05:09      MESSAGE text\n");
-}
-
-TEST_F(LoggingTest, TypesHaveTheirNames) {
-    const std::vector<std::string> names = {"ERROR",        "MESSAGE",    "DEBUG",   "IN FUNCTION",
-                                            "OUT FUNCTION", "STACKTRACE", "WARNING", "MESSAGE"};
-    for (std::size_t type = 0; type < names.size(); ++type) {
-        EXPECT_EQ(log.LogTypeToString(static_cast<DebugLevel>(type)), names[type]);
-    }
-    EXPECT_EQ(log.LogTypeToString(static_cast<DebugLevel>(8)), "MESSAGE");
-    EXPECT_EQ(log.LogTypeToString(static_cast<DebugLevel>(-1)), "MESSAGE");
-}
-
-TEST_F(LoggingTest, TheThreadIdStandsBehindTheType) {
-    Open();
-    log.LogThreadId(true);
-    const std::string id = std::to_string(syscall(SYS_gettid));
-
-    log.LogError("open failed");
-    log.LogRaw("raw");
-
-    EXPECT_EQ(Live(), "2026-03-01 14:05:09        ERROR (" + id + ") open failed\n raw\n");
-}
-
-TEST_F(LoggingTest, EachThreadWritesItsOwnId) {
-    Open();
-    log.LogThreadId(true);
-    std::string expected;
-    for (int i = 0; i < 3; ++i) {
-        std::thread([&] {
-            log.LogError("e");
-            expected += "2026-03-01 14:05:09        ERROR (" + std::to_string(syscall(SYS_gettid)) + ") e\n";
-        }).join();
-    }
-    EXPECT_EQ(Live(), expected);
-}
-
-TEST_F(LoggingTest, AForkedChildWritesItsOwnId) {
-    Open();
-    log.LogThreadId(true);
-    log.LogError("parent");
-
-    const pid_t child = fork();
-    if (child == 0) {
-        log.LogError("child");
-        _exit(0);
-    }
-    waitpid(child, nullptr, 0);
-
-    EXPECT_EQ(Live(), "2026-03-01 14:05:09        ERROR (" + std::to_string(getpid()) + ") parent\n" +
-                          "2026-03-01 14:05:09        ERROR (" + std::to_string(child) + ") child\n");
-}
-
-TEST_F(LoggingTest, TextsAreWrittenAsTheyAre) {
-    Open();
-    const std::string nul("a\0b", 3);
-    const std::string texts[] = {"", "100 %s %n", "two\nlines", "Straße \xff", nul, std::string(1 << 20, 'x')};
-    std::string expected;
-    for (const auto& text : texts) {
-        log.LogRaw(text);
-        expected += " " + text + "\n";
-    }
-    EXPECT_EQ(Live(), expected);
-}
-
-TEST_F(LoggingTest, GetLogEntryReturnsTheLineThatLogWrites) {
-    Open();
-    for (const bool threadId : {false, true}) {
-        log.LogThreadId(threadId);
-        for (int type = 0; type < 8; ++type) {
-            const std::string before = Live();
-            log.Log("text", static_cast<DebugLevel>(type));
-            EXPECT_EQ(Live(), before + log.GetLogEntry(static_cast<DebugLevel>(type), "text"));
-        }
-    }
-}
-
-TEST_F(LoggingTest, LinesDoNotDependOnTheLocale) {
-    struct Grouped : std::numpunct<char> {
-        std::string do_grouping() const override { return "\1"; }
-    };
-    const std::locale before = std::locale::global(std::locale(std::locale::classic(), new Grouped));
-    std::setlocale(LC_ALL, "de_DE.UTF-8");
-    Open(1);
-    log.LogThreadId(true);
-    for (int i = 0; i < 12; ++i) {
-        log.LogError("e");
-    }
-    std::setlocale(LC_ALL, "C");
-    std::locale::global(before);
-
-    EXPECT_EQ(Live(), "2026-03-01 14:05:09        ERROR (" + std::to_string(getpid()) + ") e\n");
-    EXPECT_THAT(test::Names(folder.Path()), testing::Contains("trace_10.log"));
 }
 
 // --- levels
@@ -414,87 +372,30 @@ TEST_F(LoggingTest, BelowLevelFourTheFunctionStackIsLeftAlone) {
                       "2026-03-01 14:05:09   STACKTRACE kept\n");
 }
 
+TEST_F(LoggingTest, FunctionsAreRememberedAndForgottenWhileLoggingIsOff) {
+    Open();
+    log.Enabled(false);
+    log.LogFunction("outer", FUNCTION_IN);
+    log.LogFunction("inner", FUNCTION_IN);
+    log.LogFunction("inner", FUNCTION_OUT);
+    log.Enabled(true);
+    log.LogStackTrace();
+    EXPECT_EQ(Live(), "2026-03-01 14:05:09   STACKTRACE outer\n");
+
+    log.LogFunction("f", FUNCTION_IN);
+    log.Enabled(false);
+    log.LogStackTrace();
+    log.Enabled(true);
+    const std::string before = Live();
+    log.LogStackTrace();
+    EXPECT_EQ(Live(), before) << "a trace empties the stack even when nothing is written";
+}
+
 TEST_F(LoggingTest, TheFunctionStackIsOneForAllThreads) {
     Open();
     std::thread([&] { log.LogFunction("of a thread", FUNCTION_IN); }).join();
     log.LogStackTrace();
     EXPECT_EQ(test::Lines(Live()).back(), "2026-03-01 14:05:09   STACKTRACE of a thread");
-}
-
-// --- time
-
-TEST_F(LoggingTest, TimeTextsAreLocalTime) {
-    EXPECT_EQ(log.GetTimeString(test::marchAfternoon), "2026-03-01 14:05:09");
-    EXPECT_EQ(log.GetTimeString(0), "1970-01-01 01:00:00");
-    EXPECT_EQ(log.GetTimeString(-3601), "1969-12-31 23:59:59");
-}
-
-TEST_F(LoggingTest, TimeTextsFollowSummerTime) {
-    constexpr long spring = 1774746000; // 2026-03-29 01:00:00 UTC
-    constexpr long autumn = 1792890000; // 2026-10-25 01:00:00 UTC
-    EXPECT_EQ(log.GetTimeString(spring - 1), "2026-03-29 01:59:59");
-    EXPECT_EQ(log.GetTimeString(spring), "2026-03-29 03:00:00");
-    EXPECT_EQ(log.GetTimeString(autumn - 1), "2026-10-25 02:59:59");
-    EXPECT_EQ(log.GetTimeString(autumn), "2026-10-25 02:00:00");
-}
-
-TEST_F(LoggingTest, ATimeThatNoCalendarHoldsHasNoText) {
-    if (sizeof(long) < 8) {
-        GTEST_SKIP() << "every 32-bit time has a date";
-    }
-    EXPECT_EQ(log.GetTimeString(LONG_MAX), "");
-    EXPECT_EQ(log.GetTimeString(LONG_MIN), "");
-}
-
-TEST_F(LoggingTest, EachSecondHasItsOwnTimeText) {
-    Open();
-    log.LogMessage("a");
-    log.LogMessage("b");
-    clock.Advance(1);
-    log.LogMessage("c");
-    clock.Advance(-60); // clocks are set back, too
-    log.LogMessage("d");
-
-    EXPECT_EQ(Live(), "2026-03-01 14:05:09      MESSAGE a\n"
-                      "2026-03-01 14:05:09      MESSAGE b\n"
-                      "2026-03-01 14:05:10      MESSAGE c\n"
-                      "2026-03-01 14:04:10      MESSAGE d\n");
-}
-
-TEST_F(LoggingTest, LinesFollowSummerTimeFromOneSecondToTheNext) {
-    Open();
-    clock.Set(1774745999);
-    log.LogMessage("winter");
-    clock.Advance(1);
-    log.LogMessage("summer");
-    EXPECT_EQ(Live(), "2026-03-29 01:59:59      MESSAGE winter\n"
-                      "2026-03-29 03:00:00      MESSAGE summer\n");
-}
-
-TEST_F(LoggingTest, AChangeOfTheTimeZoneShowsInTheNextSecond) {
-    Open();
-    log.LogMessage("Berlin");
-    timeZone.Set("EST5");
-    clock.Advance(1);
-    log.LogMessage("New York");
-    EXPECT_EQ(Live(), "2026-03-01 14:05:09      MESSAGE Berlin\n"
-                      "2026-03-01 08:05:10      MESSAGE New York\n");
-}
-
-TEST_F(LoggingTest, TimesAfter2038AreWritten) {
-    Open();
-    if (sizeof(std::time_t) < 8) {
-        FAIL() << "time_t must have 64 bits";
-    }
-    clock.Set(static_cast<std::time_t>(4102444800LL)); // 2100-01-01 00:00:00 UTC
-    log.LogMessage("m");
-    EXPECT_EQ(Live(), "2100-01-01 01:00:00      MESSAGE m\n");
-}
-
-TEST_F(LoggingTest, EntryTimeAndThreadIdAreTheSystems) {
-    EXPECT_EQ(log.GetEntryTime(), test::marchAfternoon);
-    EXPECT_EQ(log.GetThreadId(), syscall(SYS_gettid));
-    std::thread([&] { EXPECT_EQ(log.GetThreadId(), syscall(SYS_gettid)); }).join();
 }
 
 // --- the file
@@ -522,10 +423,185 @@ TEST_F(LoggingTest, LogToFileWritesTheTextAsItStands) {
     EXPECT_EQ(Live(), "no line end|");
 }
 
+TEST_F(LoggingTest, LinesPutIntoTheFileAreNotCounted) {
+    Open(1);
+    log.LogRotationFileSize(true, 10);
+    log.LogToFile("a line longer than the largest file\n");
+    LogTexts({"1"});
+    EXPECT_THAT(Files(), ElementsAre("trace.log"));
+}
+
 TEST_F(LoggingTest, TheDebuggersViewChangesNothing) {
     Open();
     log.LogToWinDbgView("text");
     EXPECT_EQ(Live(), "");
+}
+
+// --- the memory buffer
+
+TEST_F(LoggingTest, WithoutABufferEntriesGoToTheFileOnly) {
+    Open();
+    log.LogMessage("m");
+    EXPECT_FALSE(log.IsLogToBuffer());
+    EXPECT_EQ(log.GetLogBufferSize(), 0);
+    EXPECT_THAT(Texts("trace.log"), ElementsAre("m"));
+}
+
+TEST_F(LoggingTest, ModeOneKeepsEntriesFromTheFile) {
+    Open();
+    log.LogToBuffer(LOG_BUFFER_ONLY, 10);
+    log.LogMessage("m");
+    EXPECT_TRUE(log.IsLogToBuffer());
+    EXPECT_THAT(Buffered(), ElementsAre("m"));
+    EXPECT_EQ(Live(), "");
+}
+
+TEST_F(LoggingTest, EveryOtherModeWritesToBoth) {
+    for (const int mode : {2, 3, -1}) {
+        Open();
+        log.ClearLogBuffer();
+        log.LogToBuffer(static_cast<LOG_BUFFER_MODE>(mode), 10);
+        log.LogMessage("m");
+        EXPECT_TRUE(log.IsLogToBuffer());
+        EXPECT_THAT(Buffered(), ElementsAre("m"));
+        EXPECT_THAT(Texts("trace.log"), ElementsAre("m"));
+    }
+}
+
+TEST_F(LoggingTest, EntriesHoldTimeTypeAndText) {
+    Open();
+    log.LogToBuffer(LOG_BUFFER_ONLY, 10);
+    log.LogWarning("w");
+    clock.Advance(5);
+    log.Log("x", static_cast<DebugLevel>(99));
+
+    const auto buffer = log.GetLogBuffer();
+    ASSERT_EQ(buffer.size(), 2u);
+    EXPECT_EQ(buffer.front().time, test::marchAfternoon + 5);
+    EXPECT_EQ(buffer.front().type, static_cast<DebugLevel>(99));
+    EXPECT_EQ(buffer.front().text, "x");
+    EXPECT_EQ(buffer.back().time, test::marchAfternoon);
+    EXPECT_EQ(buffer.back().type, DEBUGLEVEL_WARNING);
+    EXPECT_EQ(buffer.back().text, "w");
+}
+
+TEST_F(LoggingTest, ALimitOf200KeepsThe200NewestEntriesNewestFirst) {
+    Open();
+    log.LogToBuffer(LOG_BUFFER_ONLY, 200);
+    std::vector<std::string> expected;
+    for (int i = 0; i < 250; ++i) {
+        log.LogMessage(std::to_string(i));
+        if (i >= 50) {
+            expected.insert(expected.begin(), std::to_string(i));
+        }
+    }
+    EXPECT_EQ(log.GetLogBufferSize(), 200);
+    EXPECT_EQ(Buffered(), expected);
+}
+
+TEST_F(LoggingTest, TheLimitIs200AtFirst) {
+    Open();
+    for (int i = 0; i < 201; ++i) {
+        log.LogToBuffer(DEBUGLEVEL_MESSAGE, "m");
+    }
+    EXPECT_EQ(log.GetLogBufferSize(), 200);
+    EXPECT_EQ(Live(), "") << "an entry for the buffer alone";
+}
+
+TEST_F(LoggingTest, WithALowerLimitANewEntryTakesThePlaceOfTheOldest) {
+    Open();
+    log.LogToBuffer(LOG_BUFFER_ONLY, 5);
+    LogTexts({"1", "2", "3", "4", "5"});
+    log.LogToBuffer(LOG_BUFFER_ONLY, 2);
+    EXPECT_EQ(log.GetLogBufferSize(), 5);
+    LogTexts({"6"});
+    EXPECT_THAT(Buffered(), ElementsAre("6", "5", "4", "3", "2"));
+    LogTexts({"7"});
+    EXPECT_THAT(Buffered(), ElementsAre("7", "6", "5", "4", "3"));
+    log.ClearLogBuffer();
+    LogTexts({"8", "9", "10"});
+    EXPECT_THAT(Buffered(), ElementsAre("10", "9"));
+}
+
+TEST_F(LoggingTest, ALimitOfZeroOrLessKeepsNothing) {
+    Open();
+    for (const int limit : {0, -1, -2147483647 - 1}) {
+        log.LogToBuffer(LOG_BUFFER_AND_FILE, limit);
+        LogTexts({"m"});
+        EXPECT_EQ(log.GetLogBufferSize(), 0);
+    }
+    EXPECT_THAT(Texts("trace.log"), ElementsAre("m", "m", "m"));
+}
+
+TEST_F(LoggingTest, TheBufferIsHandedOutAsACopy) {
+    Open();
+    log.LogToBuffer(LOG_BUFFER_ONLY, 10);
+    log.LogMessage("m");
+    auto copy = log.GetLogBuffer();
+    copy.clear();
+    EXPECT_THAT(Buffered(), ElementsAre("m"));
+}
+
+TEST_F(LoggingTest, ClearingEmptiesTheBufferOnly) {
+    Open();
+    log.LogToBuffer(LOG_BUFFER_AND_FILE, 10);
+    log.LogMessage("m");
+    log.ClearLogBuffer();
+    EXPECT_THAT(Buffered(), IsEmpty());
+    EXPECT_TRUE(log.IsLogToBuffer());
+    EXPECT_THAT(Texts("trace.log"), ElementsAre("m"));
+}
+
+TEST_F(LoggingTest, BufferedEntriesAreWrittenNewestFirstWithTheTimeOfNow) {
+    Open();
+    log.LogToBuffer(LOG_BUFFER_ONLY, 10);
+    log.LogMessage("old");
+    log.LogError("new");
+    log.LogToBuffer(LOG_BUFFER_NONE, 10);
+    clock.Advance(60);
+
+    log.LogBufferToFile();
+
+    EXPECT_EQ(Live(), "2026-03-01 14:06:09        ERROR new\n"
+                      "2026-03-01 14:06:09      MESSAGE old\n");
+    EXPECT_THAT(Buffered(), ElementsAre("new", "old")) << "the buffer stays";
+}
+
+TEST_F(LoggingTest, WritingTheBufferWhileItCollectsEndsAndAddsEachEntryOnce) {
+    Open();
+    log.LogToBuffer(LOG_BUFFER_AND_FILE, 3);
+    LogTexts({"1", "2", "3"});
+    log.LogBufferToFile();
+    EXPECT_THAT(Texts("trace.log"), ElementsAre("1", "2", "3", "3", "2", "1"));
+    EXPECT_THAT(Buffered(), ElementsAre("1", "2", "3"));
+}
+
+TEST_F(LoggingTest, EntriesForTheBufferOnlyAreNotCounted) {
+    Open(2);
+    log.LogToBuffer(LOG_BUFFER_ONLY, 10);
+    LogTexts({"1", "2", "3"});
+    log.LogToBuffer(LOG_BUFFER_NONE, 10);
+    LogTexts({"4", "5"});
+    EXPECT_THAT(test::Names(folder.Path()), ElementsAre("trace.log"));
+}
+
+TEST_F(LoggingTest, AFullFileIsSplitBeforeAnEntryForTheBufferOnly) {
+    Open(2);
+    LogTexts({"1", "2"});
+    log.LogToBuffer(LOG_BUFFER_ONLY, 10);
+    LogTexts({"3"});
+    EXPECT_THAT(Texts("trace_0.log"), ElementsAre("1", "2"));
+    EXPECT_EQ(Live(), "");
+    EXPECT_THAT(Buffered(), ElementsAre("3"));
+}
+
+TEST_F(LoggingTest, InitKeepsTheBuffer) {
+    Open();
+    log.LogToBuffer(LOG_BUFFER_ONLY, 10);
+    log.LogMessage("m");
+    Open();
+    EXPECT_THAT(Buffered(), ElementsAre("m"));
+    EXPECT_TRUE(log.IsLogToBuffer());
 }
 
 // --- threads

@@ -65,11 +65,4 @@ TEST(SystemCallsTest, WriteAllTellsHowMuchCouldBeWritten) {
     EXPECT_EQ(Vantor::WriteAll(Open().Get(), ""), 0u);
 }
 
-TEST(SystemCallsTest, OnlyRegularFilesAreCopied) {
-    const test::TemporaryFolder folder;
-    EXPECT_FALSE(Vantor::CopyToFile(Open().Get(), folder / "target"));
-    EXPECT_FALSE(Vantor::CopyToFile(-1, folder / "target"));
-    EXPECT_TRUE(test::Names(folder.Path()).empty());
-}
-
 } // namespace
