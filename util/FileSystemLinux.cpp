@@ -7,6 +7,8 @@
 #include <dirent.h>
 #include <sys/stat.h>
 
+#include "posix/Place.h"
+
 namespace Vantor {
 
 namespace {
@@ -44,7 +46,8 @@ bool CreateOneDir(const std::string& path) {
     if (path.empty() || stat(path.c_str(), &status) == 0) {
         return true;
     }
-    return mkdir(path.c_str(), 0777) == 0 || errno == EEXIST;
+    const Place place = Locate(path.substr(0, path.find_last_not_of('/') + 1));
+    return mkdirat(place.folder.Get(), place.name.c_str(), 0777) == 0 || errno == EEXIST;
 }
 
 bool CreateDirectories(const std::string& path) {

@@ -9,7 +9,8 @@ namespace Vantor {
 /// True when `path` leads to a directory, through symbolic links too.
 [[nodiscard]] bool DirectoryExists(const std::string& path);
 
-/// Makes one directory, mode 0777 less the umask. An empty path and anything that exists already count as made.
+/// Makes one directory, mode 0777 less the umask. An empty path and anything that exists already count as made. Nothing
+/// is made behind a link that neither root nor the caller owns.
 bool CreateOneDir(const std::string& path);
 
 /// Makes the directory in front of each '/' of `path`, outermost first; what follows the last '/' is not made.
