@@ -250,6 +250,15 @@ TEST_F(LogFileTest, ARemovedFileIsMadeAgainWithinASecond) {
     EXPECT_EQ(Contents(), " one\n");
 }
 
+TEST_F(LogFileTest, LinesPutIntoTheFileFollowItToo) {
+    Open();
+    log.LogToFile("one\n");
+    rename(live.c_str(), (folder / "trace.log.1").c_str());
+    clock.Advance(1);
+    log.LogToFile("two\n");
+    EXPECT_EQ(Contents(), "two\n");
+}
+
 TEST_F(LogFileTest, ALinkInItsPlaceIsNotFollowed) {
     Open();
     log.LogRaw("one");
