@@ -34,15 +34,19 @@ FileDescriptor StartOf(const std::string& path) {
     return OpenFolder(AT_FDCWD, !path.empty() && path.front() == '/' ? "/" : ".");
 }
 
-// Empty for what is no link, and for one that must not be followed.
+// Reads the link that was judged, whatever has its name now. Empty, with errno set, for what must not be followed.
 std::string ReadTrustedLink(int folder, const std::string& name) {
     const FileDescriptor link(openat(folder, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     struct stat status {};
-    if (fstat(link.Get(), &status) != 0 || (status.st_uid != 0 && status.st_uid != geteuid())) {
+    if (fstat(link.Get(), &status) != 0) {
+        return {};
+    }
+    errno = S_ISLNK(status.st_mode) ? EACCES : ENOTDIR;
+    if ((status.st_uid != 0 && status.st_uid != geteuid()) || status.st_nlink > 1) {
         return {};
     }
     std::array<char, PATH_MAX> target{};
-    const ssize_t length = readlinkat(link.Get(), "", target.data(), target.size());
+    const ssize_t length = S_ISLNK(status.st_mode) ? readlinkat(link.Get(), "", target.data(), target.size()) : 0;
     return {target.data(), length > 0 ? static_cast<std::size_t>(length) : 0};
 }
 
@@ -54,15 +58,14 @@ std::string TakeFirstName(std::string& path) {
     return name;
 }
 
-FileDescriptor Walk(std::string path) {
-    FileDescriptor folder = StartOf(path);
+FileDescriptor Walk(FileDescriptor folder, std::string path) {
     for (int links = 0; folder.IsOpen() && path.find_first_not_of('/') != std::string::npos;) {
         const std::string name = TakeFirstName(path);
         FileDescriptor next = OpenFolder(folder.Get(), name);
         if (!next.IsOpen() && errno == ENOTDIR) {
             const std::string target = ReadTrustedLink(folder.Get(), name);
             if (target.empty() || ++links > mostLinks) {
-                errno = ELOOP;
+                errno = target.empty() ? errno : ELOOP;
                 return {};
             }
             path = target + path;
@@ -73,13 +76,30 @@ FileDescriptor Walk(std::string path) {
     return folder;
 }
 
+std::string FolderOf(const std::string& path) {
+    return path.substr(0, path.rfind('/') + 1); // without a '/' nothing
+}
+
+std::string NameOf(const std::string& path) {
+    return path.substr(path.rfind('/') + 1);
+}
+
 } // namespace
 
 Place Locate(const std::string& path) {
-    const auto name = path.rfind('/') + 1; // 0 without a '/'
-    const std::string folder = name == 0 ? "." : path.substr(0, name);
-    FileDescriptor opened = OpenWithoutLinks(folder);
-    return {opened.IsOpen() ? std::move(opened) : Walk(folder), path.substr(name)};
+    const std::string folder = FolderOf(path);
+    FileDescriptor opened = OpenWithoutLinks(folder.empty() ? "." : folder);
+    return {opened.IsOpen() ? std::move(opened) : Walk(StartOf(path), folder), NameOf(path)};
+}
+
+bool FollowLink(Place& place) {
+    const std::string target = ReadTrustedLink(place.folder.Get(), place.name);
+    if (target.empty()) {
+        return false;
+    }
+    FileDescriptor start = target.front() == '/' ? StartOf(target) : std::move(place.folder);
+    place = {Walk(std::move(start), FolderOf(target)), NameOf(target)};
+    return place.folder.IsOpen();
 }
 
 } // namespace Vantor

@@ -13,9 +13,14 @@ struct Place {
     std::string name;      ///< what follows the last '/'
 };
 
-/// Opens the folder of a path. A link on the way there is followed only when root or the caller owns it: any other
-/// leads where somebody else wants. The last name is not looked at.
-/// @return errno tells why where the folder is not open: ELOOP for such a link
+/// Opens the folder of a path. A link on the way there is followed only when root or the caller owns it and it has no
+/// second name, which a stranger can give to links of root's: any other leads where somebody else wants. The last name
+/// is not looked at.
+/// @return errno tells why where the folder is not open: EACCES for such a link
 [[nodiscard]] Place Locate(const std::string& path);
+
+/// Makes the place of a link, by the same rules, that of the link's target.
+/// @return false, with errno set, when the link must not be followed or the target has no folder
+[[nodiscard]] bool FollowLink(Place& place);
 
 } // namespace Vantor

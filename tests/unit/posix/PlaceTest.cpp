@@ -74,6 +74,7 @@ TEST_F(PlaceTest, LinksInACircleAndNamesThatAreNoFolderLeadNowhere) {
     EXPECT_FALSE(Locate(folder / "missing/file").folder.IsOpen());
     EXPECT_EQ(errno, ENOENT);
     EXPECT_FALSE(Locate(folder / "a/b/file/file").folder.IsOpen());
+    EXPECT_EQ(errno, ENOTDIR);
 }
 
 TEST_F(PlaceTest, AStrangersLinkIsNotFollowed) {
@@ -83,8 +84,27 @@ TEST_F(PlaceTest, AStrangersLinkIsNotFollowed) {
         GTEST_SKIP() << "needs a second account";
     }
     EXPECT_FALSE(Locate(folder / "strange/b/file").folder.IsOpen());
-    EXPECT_EQ(errno, ELOOP);
+    EXPECT_EQ(errno, EACCES);
     EXPECT_FALSE(Locate(folder / "own/file").folder.IsOpen()) << "nor behind one's own";
+}
+
+TEST_F(PlaceTest, ALinkWithASecondNameIsNotFollowed) {
+    Link("a", "link");
+    link((folder / "link").c_str(), (folder / "second").c_str());
+    EXPECT_FALSE(Locate(folder / "second/b/file").folder.IsOpen());
+    EXPECT_EQ(errno, EACCES);
+}
+
+TEST_F(PlaceTest, TheLastNamesLinkLeadsToThePlaceOfItsTarget) {
+    Link("../a/b/file", "a/relative");
+    Link(folder / "a/relative", "absolute");
+    Place place = Locate(folder / "absolute");
+    ASSERT_TRUE(FollowLink(place));
+    EXPECT_EQ(place.name, "relative");
+    ASSERT_TRUE(FollowLink(place));
+    EXPECT_EQ(place.name, "file");
+    EXPECT_EQ(faccessat(place.folder.Get(), place.name.c_str(), R_OK, 0), 0);
+    EXPECT_FALSE(FollowLink(place)) << "no link";
 }
 
 TEST_F(PlaceTest, APlaceStaysWhereItIsWhenItsNameChanges) {
