@@ -68,7 +68,7 @@ FileDescriptor Walk(FileDescriptor folder, std::string path) {
                 errno = target.empty() ? errno : ELOOP;
                 return {};
             }
-            path = target + path;
+            path.insert(0, target);
             next = target.front() == '/' ? StartOf(target) : std::move(folder);
         }
         folder = std::move(next);
