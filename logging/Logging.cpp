@@ -174,15 +174,19 @@ void LibLogging::LogLocked(const std::string& text, DebugLevel type) {
         LogToBufferLocked(type, text);
     }
     if (m_bufferMode != LOG_BUFFER_ONLY) {
-        FormatLine(m_line, type, m_timeText, m_logThreadId, text);
-        LogToWinDbgView(m_line);
-        if (m_file.Write(m_line)) { // a full disk must not fill with empty parts
-            CountEntryLocked();
-            CountBytesLocked(m_line.size());
-        }
-        if (m_line.capacity() > longestKeptLine) {
-            std::string().swap(m_line);
-        }
+        WriteEntryLocked(type, text);
+    }
+}
+
+void LibLogging::WriteEntryLocked(DebugLevel type, const std::string& text) {
+    FormatLine(m_line, type, m_timeText, m_logThreadId, text);
+    LogToWinDbgView(m_line);
+    if (m_file.Write(m_line)) { // a full disk must not fill with empty parts
+        CountEntryLocked();
+        CountBytesLocked(m_line.size());
+    }
+    if (m_line.capacity() > longestKeptLine) {
+        std::string().swap(m_line);
     }
 }
 

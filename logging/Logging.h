@@ -173,6 +173,7 @@ public:
 private:
     // Those whose names end in Locked are called with m_lock held.
     void LogLocked(const std::string& text, DebugLevel type);
+    void WriteEntryLocked(DebugLevel type, const std::string& text);
     void LogToBufferLocked(DebugLevel type, const std::string& text);
     void CountEntryLocked();
     void CountBytesLocked(unsigned long bytes);
