@@ -1,9 +1,12 @@
 # Tests that are written in bash. Each function of a file whose name is a sentence is a test of its own; its label is the
 # folder's name.
 
-# package_tests(<file> [ENVIRONMENT name=value...])
+# package_tests(<file> [TIMEOUT seconds] [ENVIRONMENT name=value...])
 function(package_tests file)
-  cmake_parse_arguments(arg "" "" "ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(arg "" "TIMEOUT" "ENVIRONMENT" ${ARGN})
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT ${arg_TIMEOUT})
+  endif()
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${file}")
   file(STRINGS ${file} functions REGEX "^[A-Z][A-Za-z0-9]*\\(\\) {$")
   string(REGEX REPLACE "Test$" "" group ${file})
