@@ -51,7 +51,7 @@ option(LUMOADMIN_TEST_PCH "Compile the tests with precompiled headers" ${LUMOADM
 function(lumoadmin_test_code target)
   lumoadmin_configure(${target})
   target_link_libraries(${target} PRIVATE GTest::gmock GTest::gtest)
-  target_compile_options(${target} PRIVATE -O0 -U_FORTIFY_SOURCE -pthread) # which needs -O1
+  target_compile_options(${target} PRIVATE -O0 -U_FORTIFY_SOURCE -pthread) # nothing is fortified at -O0
   # The compiler collects its garbage less often where there is room for it.
   cmake_host_system_information(RESULT memory QUERY TOTAL_PHYSICAL_MEMORY)
   cmake_host_system_information(RESULT processors QUERY NUMBER_OF_LOGICAL_CORES)

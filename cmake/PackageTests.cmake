@@ -5,7 +5,7 @@
 function(package_tests file)
   cmake_parse_arguments(arg "" "TIMEOUT" "ENVIRONMENT" ${ARGN})
   if(NOT arg_TIMEOUT)
-    set(arg_TIMEOUT ${arg_TIMEOUT})
+    set(arg_TIMEOUT 120)
   endif()
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${file}")
   file(STRINGS ${file} functions REGEX "^[A-Z][A-Za-z0-9]*\\(\\) {$")
@@ -16,7 +16,7 @@ function(package_tests file)
     set(test "${label}.${group}.${name}")
     add_test(NAME ${test}
       COMMAND "${PROJECT_SOURCE_DIR}/scripts/sandbox" "${CMAKE_CURRENT_SOURCE_DIR}/${file}" ${name})
-    set_tests_properties(${test} PROPERTIES LABELS ${label} TIMEOUT 120 SKIP_RETURN_CODE 77
+    set_tests_properties(${test} PROPERTIES LABELS ${label} TIMEOUT ${arg_TIMEOUT} SKIP_RETURN_CODE 77
       ENVIRONMENT "LUMOADMIN_BUILD=${PROJECT_BINARY_DIR};${arg_ENVIRONMENT}")
   endforeach()
 endfunction()
