@@ -14,6 +14,8 @@
 #include <sstream>
 #include <unistd.h>
 
+#include "tests/fakes/FakeMemory.h"
+
 namespace FakePcsc {
 
 namespace {
@@ -43,7 +45,12 @@ struct Machine {
 
 std::mutex machineMutex;
 Machine machine;
-using Lock = std::lock_guard<std::mutex>;
+
+struct Lock {
+    explicit Lock(std::mutex& mutex) : guard(mutex) {}
+    std::lock_guard<std::mutex> guard;
+    FakeMemory::Plenty memory;
+};
 
 std::vector<std::string> Lines(bool calls, bool notes) {
     const Lock lock(machineMutex);
