@@ -2,6 +2,8 @@
 
 #include <winscard.h>
 
+#include <algorithm>
+
 #include "tests/unit/readers/OpenReaders.h"
 #include "tests/unit/readers/ReaderTest.h"
 
@@ -43,6 +45,14 @@ TEST_F(BaseCspReaderTest, KeepsItsHandlesAndKnowsNoFeature) {
     EXPECT_EQ(reader.modifyPinStart, 0U);
     EXPECT_EQ(reader.modifyPinFinish, 0U);
     EXPECT_EQ(reader.getKeyPressed, 0U);
+}
+
+TEST_F(BaseCspReaderTest, KeepsItsFieldsInTheirOrder) {
+    const std::vector<const void*> fields = {&reader.secure,         &reader.useGui,          &reader.useBeep,
+                                             &reader.hContext,       &reader.hCard,           &reader.verifyPinDirect,
+                                             &reader.verifyPinStart, &reader.verifyPinFinish, &reader.modifyPinDirect,
+                                             &reader.modifyPinStart, &reader.modifyPinFinish, &reader.getKeyPressed};
+    EXPECT_TRUE(std::is_sorted(fields.begin(), fields.end()));
 }
 
 TEST_F(BaseCspReaderTest, HasConnectionOperationsThatDoNothingAndSucceed) {
@@ -104,6 +114,7 @@ TEST_F(CapabilitiesTest, NeedACard) {
     EXPECT_EQ(reader.getKeyPressed, 0U);
     EXPECT_THAT(FakePcsc::Trace(), ElementsAre("message: CheckReaderCapabilities start",
                                                "error: CheckReaderCapabilities, error hCard is NULL"));
+    EXPECT_EQ(reader.FeatureCode(), SCARD_E_INVALID_HANDLE) << "nobody was asked";
 }
 
 TEST_F(CapabilitiesTest, AreReadFromTheFeatureListByTag) {
@@ -128,6 +139,7 @@ TEST_F(CapabilitiesTest, AreReadFromTheFeatureListByTag) {
 }
 
 TEST_F(CapabilitiesTest, LeaveTheDriversAnswerToBeLookedAt) {
+    EXPECT_EQ(reader.FeatureCode(), SCARD_E_INVALID_HANDLE) << "nothing was asked yet";
     const std::string list = FakePcsc::FeatureList({{6, 0x42330006}}) + "rest";
     CheckWith(list);
     EXPECT_EQ(reader.FeatureAnswer().ToString(), list);
@@ -412,6 +424,15 @@ TEST_F(BaseCspReaderTest, KeepsWhatCameBackWithAFailedApdu) {
     ByteArray response = Bytes("earlier");
     EXPECT_FALSE(reader.SendApdu(Bytes("\x01"), response));
     EXPECT_EQ(response, Bytes("AB"));
+}
+
+TEST_F(BaseCspReaderTest, TakesNothingFromAFailedApduWhoseAnswerWouldNotFit) {
+    for (const unsigned long length : {5012UL, 5013UL, ~0UL}) {
+        FakePcsc::Script(Function::Transmit, Lie("", length, SCARD_E_INSUFFICIENT_BUFFER));
+        ByteArray response = Bytes("earlier");
+        EXPECT_FALSE(reader.SendApdu(Bytes("\x01"), response));
+        EXPECT_EQ(response, Bytes("earlier")) << length;
+    }
 }
 
 TEST_F(BaseCspReaderTest, KeepsTheResponseWhenNoByteCameBack) {

@@ -85,6 +85,19 @@ TEST_F(CTAPIReadersTest, ARowHasItsFlagsAtBytes96To98) {
     EXPECT_THAT(std::vector<int>(bytes.begin() + 95, bytes.begin() + 99), ElementsAre(0, 1, 1, 1));
 }
 
+TEST_F(CTAPIReadersTest, ARecordHasItsFieldsInTheirOrder) {
+    const CTAPIReaderConfig texts = {"path", "name", "vendor", "id", "product", 5, false, false, false};
+    EXPECT_EQ(texts.libraryPath, "path");
+    EXPECT_EQ(texts.libraryName, "name");
+    EXPECT_EQ(texts.vendor, "vendor");
+    EXPECT_EQ(texts.readerId, "id");
+    EXPECT_EQ(texts.productName, "product");
+    EXPECT_EQ(texts.port, 5);
+    EXPECT_TRUE((CTAPIReaderConfig{"", "", "", "", "", 0, true, false, false}.isSecure));
+    EXPECT_TRUE((CTAPIReaderConfig{"", "", "", "", "", 0, false, true, false}.rowFlag3));
+    EXPECT_TRUE((CTAPIReaderConfig{"", "", "", "", "", 0, false, false, true}.rowFlag1));
+}
+
 TEST_F(CTAPIReadersTest, BothLibrariesAreKnown) {
     EXPECT_THAT(CTAPI_Libs, ElementsAre(::testing::StrEq("libct.so"), ::testing::StrEq("libctapi.so")));
 }

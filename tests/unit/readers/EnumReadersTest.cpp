@@ -119,6 +119,27 @@ TEST_F(EnumReadersTest, ListsNothingWithoutAService) {
     EXPECT_EQ(FakePcsc::Trace(), twice);
 }
 
+TEST_F(EnumReadersTest, TellsWhyEachOfTheScopesFailed) {
+    FakePcsc::Script(Function::EstablishContext, Answer::Failure(SCARD_E_NO_SERVICE));
+    FakePcsc::Script(Function::EstablishContext, Answer::Failure(SCARD_E_TIMEOUT));
+    EXPECT_FALSE(ListPCSCReaders(names));
+    EXPECT_THAT(FakePcsc::Notes(),
+                ElementsAre("message: ListPCSCReaders",
+                            ErrorLine("cannot establish scard context -> Retry with User Scope", SCARD_E_NO_SERVICE),
+                            ErrorLine("cannot establish scard context", SCARD_E_TIMEOUT)));
+}
+
+TEST_F(EnumReadersTest, CountsAResetCardAsAFailureOfEachCall) {
+    const Answer wasReset = Answer::Failure(SCARD_W_RESET_CARD);
+    FakePcsc::Script(Function::EstablishContext, wasReset, 2);
+    EXPECT_FALSE(ListPCSCReaders(names));
+    FakePcsc::Script(Function::ListReaders, wasReset);
+    EXPECT_FALSE(ListPCSCReaders(names));
+    FakePcsc::Script(Function::ListReaders, Lie("", 20));
+    FakePcsc::Script(Function::ListReaders, wasReset);
+    EXPECT_FALSE(ListPCSCReaders(names));
+}
+
 TEST_F(EnumReadersTest, ListsNothingWithoutReaders) {
     EXPECT_FALSE(ListPCSCReaders(readers));
     EXPECT_THAT(readers, IsEmpty());
@@ -308,6 +329,31 @@ TEST_F(EnumReadersTest, AppendsARecordForEachReaderInOrder) {
     EXPECT_EQ(readers[3].name, "Third");
     EXPECT_EQ(readers[2].vendorName, "") << "nothing is left over from the reader before";
     EXPECT_EQ(readers[3].vendorIfdType, "Type of Third");
+}
+
+TEST_F(EnumReadersTest, AsksAllReadersThroughOneObject) {
+    FakePcsc::AddReader({"First"});
+    FakePcsc::AddReader({"Second"});
+    FakePcsc::Script(Function::Connect, Answer::Failure(SCARD_E_NO_SMARTCARD), 2);
+    FakePcsc::Script(Function::Control, Answer::Bytes(FakePcsc::FeatureList({{6, 1}})));
+    FakePcsc::Script(Function::Control, Answer::Bytes(""));
+
+    EXPECT_TRUE(ListPCSCReaders(readers));
+
+    EXPECT_THAT(FakePcsc::Notes(), ::testing::Contains("message: Reader DOES support PIN verification").Times(2))
+        << "what the log tells of a reader's features includes those of the readers before it";
+}
+
+TEST_F(EnumReadersTest, KeepsTheFieldsOfARecordInTheirOrder) {
+    const PCSCReaderConfig reader = {"name", true, "vendor", "type", "serial", "unit", "system", "friendly"};
+    EXPECT_EQ(reader.name, "name");
+    EXPECT_TRUE(reader.isSecure);
+    EXPECT_EQ(reader.vendorName, "vendor");
+    EXPECT_EQ(reader.vendorIfdType, "type");
+    EXPECT_EQ(reader.vendorIfdSerialNo, "serial");
+    EXPECT_EQ(reader.deviceUnit, "unit");
+    EXPECT_EQ(reader.systemName, "system");
+    EXPECT_EQ(reader.friendlyName, "friendly");
 }
 
 TEST_F(EnumReadersTest, ListsAReaderThatIsPulledBetweenListingAndConnecting) {

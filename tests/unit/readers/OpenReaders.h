@@ -14,6 +14,8 @@ public:
     using BaseCspReader::modifyPinFinish;
     using BaseCspReader::modifyPinStart;
     using BaseCspReader::secure;
+    using BaseCspReader::useBeep;
+    using BaseCspReader::useGui;
     using BaseCspReader::verifyPinDirect;
     using BaseCspReader::verifyPinFinish;
     using BaseCspReader::verifyPinStart;
@@ -24,9 +26,12 @@ public:
     using PCSCReader::activeProtocol;
     using PCSCReader::atr;
     using PCSCReader::atrLength;
+    using PCSCReader::getKeyPressed;
     using PCSCReader::hCard;
     using PCSCReader::hContext;
+    using PCSCReader::modifyPinDirect;
     using PCSCReader::modifyPinDirectCode;
     using PCSCReader::readerId;
+    using PCSCReader::verifyPinDirect;
     using PCSCReader::verifyPinDirectCode;
 };

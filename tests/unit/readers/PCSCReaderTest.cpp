@@ -2,6 +2,7 @@
 
 #include <winscard.h>
 
+#include <algorithm>
 #include <thread>
 
 #include "tests/unit/readers/OpenReaders.h"
@@ -105,6 +106,107 @@ TEST_F(PCSCReaderTest, GivesNothingBackWhenItIsDestroyed) {
     EXPECT_THAT(FakePcsc::Trace(), IsEmpty());
     EXPECT_EQ(FakePcsc::OpenContexts(), 1U);
     EXPECT_EQ(FakePcsc::OpenCards(), 1U);
+}
+
+TEST_F(PCSCReaderTest, KeepsItsFieldsInTheirOrder) {
+    const auto* const atr = reinterpret_cast<const char*>(reader.atr);
+    const std::vector<const void*> fields = {&reader.activeProtocol,      atr,
+                                             &reader.atrLength,           &reader.readerId,
+                                             &reader.verifyPinDirectCode, &reader.modifyPinDirectCode};
+    EXPECT_TRUE(std::is_sorted(fields.begin(), fields.end()));
+}
+
+TEST_F(PCSCReaderTest, KeepsThePinCodesOfItsReaderUntilItAsksAgain) {
+    FakePcsc::Readers().front().controls[0x42000D48] = FakePcsc::FeatureList({{5, 5}, {6, 6}, {7, 7}});
+    BindCard();
+    EXPECT_TRUE(reader.IsSecure());
+    const auto codes = [this] {
+        return std::vector<unsigned>{reader.getKeyPressed, reader.verifyPinDirect, reader.modifyPinDirect};
+    };
+
+    EXPECT_TRUE(reader.Disconnect());
+    EXPECT_THAT(codes(), ElementsAre(5U, 6U, 7U));
+    reader.SetReaderId("Reader B");
+    EXPECT_THAT(codes(), ElementsAre(5U, 6U, 7U));
+    EXPECT_TRUE(reader.ConnectReader());
+    EXPECT_FALSE(reader.ConnectCard());
+    EXPECT_THAT(codes(), ElementsAre(5U, 6U, 7U));
+    EXPECT_FALSE(reader.IsSecure());
+    EXPECT_THAT(codes(), ElementsAre(0U, 0U, 0U));
+}
+
+// ---- what a class derived from it changes
+
+class DerivedReader : public OpenPCSCReader {
+public:
+    bool ConnectReader() override {
+        FakePcsc::Note("derived ConnectReader");
+        return OpenPCSCReader::ConnectReader();
+    }
+    bool Disconnect() override {
+        FakePcsc::Note("derived Disconnect");
+        return OpenPCSCReader::Disconnect();
+    }
+    bool ConnectCard(bool force) override {
+        FakePcsc::Note("derived ConnectCard");
+        return OpenPCSCReader::ConnectCard(force);
+    }
+    bool IsOk() override { return isOk && OpenPCSCReader::IsOk(); }
+    void CheckReaderCapabilities(bool& canVerify, bool& canModify) override {
+        FakePcsc::Note("derived CheckReaderCapabilities");
+        OpenPCSCReader::CheckReaderCapabilities(canVerify, canModify);
+    }
+    bool isOk = true;
+};
+
+class DerivedReaderTest : public PCSCReaderTest {
+protected:
+    DerivedReaderTest() {
+        derived.SetReaderId("Reader A");
+        EXPECT_TRUE(derived.ConnectReader());
+        EXPECT_TRUE(derived.OpenPCSCReader::ConnectCard(false));
+        LibReaderImpl::SetMessageLoggingFunc(nullptr);
+        LibReaderImpl::SetErrorLoggingFunc(nullptr);
+        FakePcsc::ClearTrace();
+    }
+
+    DerivedReader derived;
+};
+
+TEST_F(DerivedReaderTest, DisconnectsItsOwnWayBeforeItConnectsAnew) {
+    EXPECT_TRUE(derived.ConnectReader());
+    EXPECT_THAT(FakePcsc::Notes(), ElementsAre("derived ConnectReader", "derived Disconnect"));
+}
+
+TEST_F(DerivedReaderTest, RebindsItsOwnWayAfterARemovedCard) {
+    FakePcsc::Script(Function::Status, Answer::Failure(SCARD_W_REMOVED_CARD));
+    EXPECT_TRUE(derived.OpenPCSCReader::ConnectCard(false));
+    EXPECT_THAT(FakePcsc::Notes(), ElementsAre("derived Disconnect", "derived ConnectReader"));
+}
+
+TEST_F(DerivedReaderTest, RecoversItsOwnWay) {
+    FakePcsc::Script(Function::Connect, Answer::Failure(SCARD_E_SERVICE_STOPPED), 2);
+    EXPECT_TRUE(derived.OpenPCSCReader::ConnectCard(true));
+    EXPECT_THAT(FakePcsc::Notes(), ElementsAre("derived Disconnect", "derived ConnectReader"));
+}
+
+TEST_F(DerivedReaderTest, JudgesItselfWhetherItIsOk) {
+    derived.isOk = false;
+    EXPECT_EQ(derived.GetReaderStatus(), SCARD_W_REMOVED_CARD);
+    EXPECT_FALSE(derived.BaseCspReader::IsTokenPresent());
+    EXPECT_THAT(FakePcsc::Calls(), IsEmpty());
+}
+
+TEST_F(DerivedReaderTest, ConnectsItsOwnWayToLookForAToken) {
+    EXPECT_TRUE(derived.IsTokenPresent());
+    EXPECT_THAT(FakePcsc::Notes(), ElementsAre("derived ConnectCard"));
+}
+
+TEST_F(DerivedReaderTest, AsksForItsFeaturesItsOwnWay) {
+    const PINVerifyData data;
+    ByteArray response;
+    EXPECT_EQ(derived.VerifyPin(Bytes("\x01"), &data, response), 2);
+    EXPECT_THAT(FakePcsc::Notes(), ElementsAre("derived CheckReaderCapabilities"));
 }
 
 // ---- ConnectReader
@@ -233,6 +335,15 @@ TEST_F(PCSCReaderTest, ConnectsLocallyAtTheFirstAttempt) {
                                                "SCardConnect(context=101, \"Reader A\", share=1, protocols=3)"));
 }
 
+TEST_F(PCSCReaderTest, ConnectsLocallyToTheReaderOfThatName) {
+    FakePcsc::AddReader({"Reader B"});
+    BindReader();
+    EXPECT_EQ(reader.LocalSCardConnect("Reader B", SCARD_SHARE_SHARED, &reader.hCard, &reader.activeProtocol),
+              SCARD_S_SUCCESS);
+    EXPECT_THAT(FakePcsc::Calls(), ElementsAre("SCardConnect(context=101, \"Reader B\", share=2, protocols=3)"));
+    EXPECT_EQ(reader.readerId, "Reader A");
+}
+
 TEST_F(PCSCReaderTest, DoesNotRecoverFromOtherFailures) {
     BindReader();
     for (const long code : {SCARD_E_NO_SMARTCARD, SCARD_E_UNKNOWN_READER, SCARD_E_INVALID_HANDLE, SCARD_E_NO_SERVICE,
@@ -274,6 +385,24 @@ TEST_F(PCSCReaderTest, ResetsItsOwnCardBeforeItTriesOnceMore) {
     EXPECT_EQ(reader.hCard, 0);
     EXPECT_EQ(card, 202);
     EXPECT_THAT(FakePcsc::Calls(), ElementsAre(Connect(101), "SCardDisconnect(card=201, disposition=1)", Connect(101)));
+}
+
+TEST_F(PCSCReaderTest, ResetsItsOwnCardAlthoughTheFailingAttemptForgotTheHandle) {
+    BindCard();
+    FakePcsc::Script(Function::Connect, Answer::Failure(SCARD_W_REMOVED_CARD));
+    EXPECT_EQ(LocalConnect(), SCARD_S_SUCCESS);
+    EXPECT_EQ(reader.hCard, 202);
+    EXPECT_THAT(FakePcsc::Calls(), ElementsAre(Connect(101), "SCardDisconnect(card=201, disposition=1)", Connect(101)));
+    EXPECT_EQ(FakePcsc::OpenCards(), 1U);
+}
+
+TEST_F(PCSCReaderTest, HasNoCardAfterAnAttemptByForceThatFails) {
+    BindCard();
+    FakePcsc::Script(Function::Connect, Answer::Failure(SCARD_E_SHARING_VIOLATION));
+    EXPECT_FALSE(reader.ConnectCard(true));
+    EXPECT_EQ(reader.hCard, 0);
+    EXPECT_TRUE(reader.Disconnect());
+    EXPECT_EQ(FakePcsc::OpenCards(), 0U) << "the earlier connection ends with the context";
 }
 
 TEST_F(PCSCReaderTest, GivesUpWhenTheSecondAttemptFailsInAnotherWay) {
@@ -415,6 +544,27 @@ TEST_F(PCSCReaderTest, BindsTheReaderAnewWhenItsCardWasRemoved) {
                             establishSystem, "message: PCSCReader::LocalSCardConnect", Connect(102), Status(202)));
 }
 
+TEST_F(PCSCReaderTest, TriesToConnectAlsoWhenTheReaderCannotBeBoundAnew) {
+    BindCard();
+    FakePcsc::Script(Function::Status, Answer::Failure(SCARD_W_REMOVED_CARD));
+    FakePcsc::Script(Function::EstablishContext, Answer::Failure(SCARD_E_NO_SERVICE), 2);
+
+    EXPECT_FALSE(reader.ConnectCard(false));
+
+    EXPECT_EQ(reader.hContext, 0);
+    EXPECT_EQ(reader.hCard, 0);
+    EXPECT_THAT(FakePcsc::Calls(), ElementsAre("SCardStatus(card=201, name=null length=0, atr=buffer length=32)",
+                                               "SCardDisconnect(card=201, disposition=2)", Release(101),
+                                               establishSystem, establishUser, Connect(0), FeatureDump(0)));
+    const std::vector<std::string> notes = FakePcsc::Notes();
+    ASSERT_GE(notes.size(), 6U);
+    EXPECT_THAT(std::vector<std::string>(notes.end() - 6, notes.end()),
+                ElementsAre("message: PCSCReader::LocalSCardConnect",
+                            ErrorLine("error in SCardConnect", SCARD_E_INVALID_HANDLE),
+                            "error: error in connect to card",
+                            ErrorLine("cannot connect card ", SCARD_E_INVALID_HANDLE), noVerify, noModify));
+}
+
 TEST_F(PCSCReaderTest, LogsThePinFeaturesWhenNoCardConnects) {
     BindReader();
     FakePcsc::Readers().front().cardPresent = false;
@@ -463,6 +613,18 @@ TEST_F(PCSCReaderTest, LogsEachPinFeatureByItself) {
     }
 }
 
+TEST_F(PCSCReaderTest, LogsAFeatureOfAnEarlierListThatTheNextOneLacks) {
+    BindReader();
+    FakePcsc::Script(Function::Connect, Answer::Failure(SCARD_E_NO_SMARTCARD), 2);
+    FakePcsc::Script(Function::Control, Answer::Bytes(FakePcsc::FeatureList({{6, 1}, {7, 2}})));
+    FakePcsc::Script(Function::Control, Answer::Bytes(""));
+    EXPECT_FALSE(reader.ConnectCard(false));
+    FakePcsc::ClearTrace();
+    EXPECT_FALSE(reader.ConnectCard(false));
+    EXPECT_THAT(FakePcsc::Notes(), ::testing::Contains("message: Reader DOES support PIN verification"));
+    EXPECT_THAT(FakePcsc::Notes(), ::testing::Contains("message: Reader DOES support PIN modification"));
+}
+
 TEST_F(PCSCReaderTest, IgnoresTheResultOfTheFeatureDump) {
     BindReader();
     Answer answer = Answer::Bytes(FakePcsc::FeatureList({{6, 1}}));
@@ -495,6 +657,54 @@ TEST_F(PCSCReaderTest, SurvivesAnAtrOfAnyClaimedLength) {
         EXPECT_TRUE(reader.ConnectCard(true));
         EXPECT_EQ(reader.atrLength, std::min(length, 33UL));
     }
+}
+
+// ---- a card that another program reset
+
+TEST_F(PCSCReaderTest, FailsWithACardThatAnotherProgramReset) {
+    BindCard();
+    OpenPCSCReader other;
+    other.SetReaderId("Reader A");
+    ASSERT_TRUE(other.ConnectReader() && other.ConnectCard() && other.Reconnect(true, false));
+    FakePcsc::ClearTrace();
+    ByteArray bytes;
+    std::string text = "earlier";
+
+    EXPECT_EQ(reader.GetReaderStatus(), SCARD_W_RESET_CARD);
+    EXPECT_FALSE(reader.GetAtr(bytes));
+    EXPECT_FALSE(reader.SendApdu(Bytes("\x01"), bytes));
+    EXPECT_THAT(bytes, IsEmpty());
+    EXPECT_EQ(reader.MySCardGetAttrib(0x00010100, text, false), SCARD_W_RESET_CARD);
+    EXPECT_EQ(text, "earlier");
+    EXPECT_FALSE(reader.BeginTransaction());
+    EXPECT_FALSE(reader.EndTransaction());
+    EXPECT_THAT(FakePcsc::Notes(), ElementsAre(ErrorLine("SCardStatus failed", SCARD_W_RESET_CARD),
+                                               ErrorLine("error in SendApdu", SCARD_W_RESET_CARD),
+                                               ErrorLine("Error in BeginTransaction", SCARD_W_RESET_CARD),
+                                               ErrorLine("Error in EndTransaction", SCARD_W_RESET_CARD)));
+    EXPECT_TRUE(reader.ConnectCard()) << "the handle is believed";
+    EXPECT_FALSE(reader.IsTokenPresent());
+
+    EXPECT_TRUE(reader.Reconnect(false, false));
+
+    EXPECT_TRUE(reader.IsTokenPresent());
+    EXPECT_TRUE(reader.GetAtr(bytes));
+}
+
+TEST_F(PCSCReaderTest, CountsAResetCardAsAFailureOfEachCall) {
+    BindCard();
+    const Answer wasReset = Answer::Failure(SCARD_W_RESET_CARD);
+    FakePcsc::Script(Function::Control, wasReset);
+    EXPECT_FALSE(reader.IsSecure());
+    FakePcsc::Script(Function::Reconnect, wasReset);
+    EXPECT_FALSE(reader.Reconnect(true, false));
+    FakePcsc::Script(Function::Status, Answer());
+    FakePcsc::Script(Function::Status, wasReset);
+    EXPECT_FALSE(reader.ConnectCard(true)) << "a card that gives no answer to reset";
+    FakePcsc::Script(Function::Connect, wasReset);
+    EXPECT_FALSE(reader.ConnectCard(true));
+    FakePcsc::Script(Function::EstablishContext, wasReset, 2);
+    EXPECT_FALSE(reader.ConnectReader());
 }
 
 // ---- transactions
@@ -628,6 +838,13 @@ TEST_F(PCSCReaderTest, ConnectsTheCardBeforeItLooksForAToken) {
                             Status(201), "message: PCSC IsTokenPresent",
                             "SCardStatus(card=201, name=null length=0, atr=buffer length=32)", "message: SCARD_PRESENT",
                             "message: SCARD_POWERED", "message: SCARD_NEGOTIABLE"));
+}
+
+TEST_F(PCSCReaderTest, LooksForATokenInTheCardThatItHas) {
+    BindCard();
+    EXPECT_TRUE(reader.IsTokenPresent());
+    const std::string status = "SCardStatus(card=201, name=null length=0, atr=buffer length=32)";
+    EXPECT_THAT(FakePcsc::Calls(), ElementsAre(status, status)) << "it is not connected anew";
 }
 
 TEST_F(PCSCReaderTest, FindsNoTokenInAnEmptyReader) {

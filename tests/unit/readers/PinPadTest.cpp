@@ -351,6 +351,24 @@ TEST_F(PinPadTest, KeepsTheResponseWhenNoByteCameBack) {
     }
 }
 
+TEST_F(PinPadTest, TakesNothingFromAFailedCallWhoseAnswerWouldNotFit) {
+    for (const Operation& operation : {verify, modify}) {
+        for (const unsigned long length : {5012UL, 5013UL, ~0UL}) {
+            Renew();
+            reader.*operation.direct = 0x11;
+            FakePcsc::Script(Function::Control, Lie("", length, SCARD_E_INSUFFICIENT_BUFFER));
+            EXPECT_EQ(Run(operation), 1);
+            EXPECT_EQ(response, Bytes("earlier")) << length;
+        }
+    }
+    // What fits below that came back.
+    Renew();
+    reader.verifyPinDirect = 0x11;
+    FakePcsc::Script(Function::Control, Lie(std::string(5011, 'A'), 5011, SCARD_E_NOT_TRANSACTED));
+    EXPECT_EQ(Run(verify), 1);
+    EXPECT_EQ(response, Bytes(std::string(5011, 'A')));
+}
+
 TEST_F(PinPadTest, CutsAnAnswerAtTheBuffersEnd) {
     for (const unsigned long length : {5012UL, 5013UL, 70000UL, ~0UL}) {
         reader.verifyPinDirect = 0x11;
@@ -598,6 +616,76 @@ TEST_F(PinPadTest, EndsWithTheStartCallWhenThereIsNoFinishFeature) {
         EXPECT_THAT(FakePcsc::Calls(), ElementsAre(Control("0x00000022", operation.structure)));
         EXPECT_EQ(response, Bytes("earlier"));
     }
+}
+
+TEST_F(PinPadTest, KeepsTheResponseWhateverTheStartCallAnswers) {
+    for (const Operation& operation : {verify, modify}) {
+        Renew();
+        reader.*operation.start = 0x22;
+        FakePcsc::Script(Function::Control, Answer::Bytes("start"));
+        EXPECT_EQ(Run(operation), 0);
+        EXPECT_EQ(response, Bytes("earlier"));
+    }
+}
+
+TEST_F(PinPadTest, TellsOfACancelledEntryAlsoWithoutAFinishFeature) {
+    for (const Operation& operation : {verify, modify}) {
+        Renew();
+        reader.*operation.start = 0x22;
+        reader.getKeyPressed = 0x55;
+        FakePcsc::Script(Function::Control, Answer());
+        FakePcsc::Script(Function::Control, Answer::Bytes("\x1B"));
+        EXPECT_EQ(Run(operation), 1);
+        EXPECT_THAT(FakePcsc::Notes(),
+                    ElementsAre(operation.message, operation.startMessage, "message: CardReader: CANCEL KEY",
+                                ErrorLine(operation.finishError, SCARD_E_CANCELLED),
+                                operation.finishStatus + "unknown e r",
+                                ErrorLine("error in SCardControl", SCARD_E_CANCELLED)));
+    }
+}
+
+TEST_F(PinPadTest, TellsOfAFailedStartCallAlsoWithoutAFinishFeature) {
+    for (const Operation& operation : {verify, modify}) {
+        Renew();
+        reader.*operation.start = 0x22;
+        FakePcsc::Script(Function::Control, Failure(SCARD_W_RESET_CARD));
+        EXPECT_EQ(Run(operation), 1);
+        EXPECT_THAT(FakePcsc::Notes(), ElementsAre(operation.message, operation.startMessage,
+                                                   ErrorLine("pcsc verify start", SCARD_W_RESET_CARD),
+                                                   ErrorLine(operation.finishError, SCARD_W_RESET_CARD),
+                                                   operation.finishStatus + "unknown e r",
+                                                   ErrorLine("error in SCardControl", SCARD_W_RESET_CARD)));
+    }
+}
+
+TEST_F(PinPadTest, CountsAResetCardAsAFailureOfEachCall) {
+    for (const Operation& operation : {verify, modify}) {
+        Renew();
+        reader.*operation.direct = 0x11;
+        FakePcsc::Script(Function::Control, Failure(SCARD_W_RESET_CARD));
+        EXPECT_EQ(Run(operation), 1);
+
+        Renew();
+        reader.*operation.start = 0x22;
+        reader.*operation.finish = 0x33;
+        reader.getKeyPressed = 0x55;
+        FakePcsc::Script(Function::Control, Answer());
+        FakePcsc::Script(Function::Control, Failure(SCARD_W_RESET_CARD, "\x2B"));
+        FakePcsc::Script(Function::Control, Failure(SCARD_W_RESET_CARD));
+        EXPECT_EQ(Run(operation), 1);
+        EXPECT_THAT(FakePcsc::Calls(), ::testing::Contains("sleep(1)").Times(1));
+        EXPECT_THAT(FakePcsc::Notes(), ::testing::Contains(ErrorLine("pcsc key pressed", SCARD_W_RESET_CARD)));
+    }
+}
+
+TEST_F(PinPadTest, StopsAfterOnePollWhenTheLargestLengthIsNegative) {
+    reader.verifyPinStart = 0x22;
+    reader.getKeyPressed = 0x55;
+    unsigned char structure[] = {1};
+    FakePcsc::Script(Function::Control, Answer());
+    FakePcsc::Script(Function::Control, Answer::Bytes("\x2B"));
+    EXPECT_EQ(reader.VerifyPinStartFinish(structure, 1, response, -1), SCARD_S_SUCCESS);
+    EXPECT_EQ(FakePcsc::Notes().back(), "message: max pin length reached-> OK -> finish");
 }
 
 TEST_F(PinPadTest, RunsStartAndFinishByThemselves) {

@@ -1,5 +1,6 @@
 #include "readers/iCardReader.h"
 
+#include <cstring>
 #include <type_traits>
 
 #include "tests/unit/readers/ReaderTest.h"
@@ -75,6 +76,52 @@ TEST_F(iCardReaderTest, IsNeitherCopiedNorAssigned) {
     EXPECT_TRUE((std::is_base_of_v<Uncopyable, iCardReader>));
     EXPECT_FALSE((std::is_convertible_v<iCardReader*, Uncopyable*>)) << "the base is private";
     EXPECT_TRUE(std::has_virtual_destructor_v<iCardReader>);
+}
+
+#if defined(__x86_64__) || defined(__aarch64__) || defined(__arm__)
+/// Where an operation stands in the table of virtual functions; the destructor takes the first two places. By the C++
+/// ABI of these machines the first word of a pointer to a virtual member function is its offset, and one more on x86.
+template <class Operation>
+std::size_t SlotOf(Operation operation) {
+    std::size_t word = 0;
+    std::memcpy(&word, &operation, sizeof(word));
+    return word / sizeof(void*);
+}
+
+TEST_F(iCardReaderTest, HasItsOperationsInTheOrderThatCompiledUsersCount) {
+    const std::vector<std::size_t> slots = {
+        SlotOf(&iCardReader::ConnectReader),
+        SlotOf(static_cast<bool (iCardReader::*)(bool)>(&iCardReader::ConnectCard)),
+        SlotOf(&iCardReader::Disconnect),
+        SlotOf(&iCardReader::SetConfig),
+        SlotOf(&iCardReader::CheckReaderCapabilities),
+        SlotOf(&iCardReader::BeginTransaction),
+        SlotOf(&iCardReader::EndTransaction),
+        SlotOf(static_cast<bool (iCardReader::*)(const unsigned char*, unsigned long, ByteArray&)>(
+            &iCardReader::SendApdu)),
+        SlotOf(&iCardReader::VerifyPin),
+        SlotOf(&iCardReader::ChangePin),
+        SlotOf(&iCardReader::IsOk),
+        SlotOf(&iCardReader::IsTokenPresent),
+        SlotOf(&iCardReader::GetAtr),
+        SlotOf(&iCardReader::GetStatus),
+        SlotOf(&iCardReader::Reconnect),
+        SlotOf(&iCardReader::GetReaderName),
+        SlotOf(&iCardReader::VendorID),
+    };
+    for (std::size_t i = 0; i < slots.size(); ++i) {
+        EXPECT_EQ(slots[i], i + 2) << "operation " << i + 1;
+    }
+}
+#endif
+
+TEST_F(iCardReaderTest, HasPinDataWithItsFieldsInTheirOrder) {
+    const PINVerifyData data = {1, 2, 3, 4, 5};
+    EXPECT_EQ(data.reserved, 1U);
+    EXPECT_EQ(data.pinFormat, 2);
+    EXPECT_EQ(data.minPinLength, 3U);
+    EXPECT_EQ(data.maxPinLength, 4U);
+    EXPECT_EQ(data.pinBlockString, 5);
 }
 
 TEST_F(iCardReaderTest, IsSecureAndWantsDialogAndBeepsAtFirst) {
