@@ -399,6 +399,57 @@ TEST_F(Card, GivesItsAtrAndStatus) {
     EXPECT_TRUE(reader.Reconnect(true, true));
 }
 
+TEST_F(Card, IsOfNoUseAfterAnothersResetUntilItIsReconnected) {
+    Vantor::PCSCReader other;
+    other.SetReaderId(reader.VendorID());
+    ASSERT_TRUE(other.ConnectReader() && other.ConnectCard());
+    EXPECT_TRUE(other.Reconnect(true, false));
+    EXPECT_TRUE(reader.ConnectCard()) << "the handle is believed";
+    EXPECT_FALSE(reader.IsTokenPresent());
+    EXPECT_FALSE(reader.SendApdu(bytes({0x00, 0xA4, 0x04, 0x00}), response));
+    EXPECT_TRUE(reader.Reconnect(false, false));
+    EXPECT_TRUE(reader.IsTokenPresent());
+    other.Disconnect();
+}
+
+TEST_F(Card, IsFoundAgainAfterARestartOfTheServiceByConnectingTheReader) {
+    Pcscd::restart();
+    EXPECT_TRUE(reader.ConnectCard()) << "the handle is believed";
+    EXPECT_FALSE(reader.IsTokenPresent());
+    EXPECT_TRUE(reader.ConnectReader());
+    EXPECT_TRUE(reader.ConnectCard());
+    EXPECT_TRUE(reader.IsTokenPresent());
+}
+
+// Another card in the reader, connected.
+class OtherCard : public PinPad {
+protected:
+    void Exchange(const std::string& atr) {
+        simulated.removeCard();
+        ASSERT_TRUE(Support::waitUntil([&] { return !reader.IsTokenPresent(); }));
+        simulated.write("atr", atr);
+        simulated.insertCard();
+        ASSERT_TRUE(Support::waitUntil([&] { return reader.ConnectCard(); }));
+        errorLines().clear();
+    }
+};
+
+TEST_F(OtherCard, ThatSpeaksT0IsSentNoApdu) {
+    Exchange("3B 00\n");
+    EXPECT_TRUE(reader.IsTokenPresent());
+    EXPECT_FALSE(reader.SendApdu(bytes({0x00, 0xA4, 0x04, 0x00}), response));
+    EXPECT_THAT(errorLines(), ElementsAre("error in SendApdu  (0x8010000f, 8010000f)"));
+}
+
+TEST_F(OtherCard, WithTheLongestAnswerToResetIsConnectedAndNotSeen) {
+    Exchange("3B FF 11 00 00 F1 01 00 00 F1 20 45 00 71 20 45 00 41 41 41 41 41 41 41 41 41 41 41 41 41 41 41 DF\n");
+    EXPECT_FALSE(reader.IsTokenPresent()) << "the status queries have room for 32 bytes";
+    ByteArray atr;
+    EXPECT_FALSE(reader.GetAtr(atr));
+    const std::string line = "SCardStatus failed  (0x80100008, 80100008)";
+    EXPECT_THAT(errorLines(), ElementsAre(line, line));
+}
+
 TEST_F(Card, IsFoundAgainAfterItWasTakenOutAndPutIn) {
     simulated.removeCard();
     EXPECT_TRUE(Support::waitUntil([&] { return !reader.IsTokenPresent(); }));
