@@ -220,7 +220,7 @@ void BaseCspReader::CheckReaderCapabilities(bool& canVerify, bool& canModify) {
     ByteArray features;
     featureCode = Control(CM_IOCTL_GET_FEATURE_REQUEST, nullptr, 0, features);
     if (featureCode != SCARD_S_SUCCESS) {
-        // "retruns" stays: who reads logs looks for the line as it always was.
+        // The typo stays: people and programs search logs for this text.
         LibReaderImpl::LogErrorSCardError("CheckReaderCapabilities, SCardControl retruns", featureCode);
         return;
     }

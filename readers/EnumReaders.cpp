@@ -85,7 +85,7 @@ long ListNames(long context, std::vector<std::string>& names) {
         std::vector<char> buffer(length + 1);
         const long listed = SCardListReaders(context, nullptr, buffer.data(), &length);
         if (listed == SCARD_S_SUCCESS) {
-            // The empty name ends the list, not the second length: that has been less.
+            // The empty name ends the list, also when the second length is shorter.
             std::vector<std::string> found;
             AppendMultiString(buffer.data(), buffer.size(), found);
             Append(names, found);

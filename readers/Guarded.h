@@ -1,4 +1,4 @@
-// The border at which exceptions end.
+// Exceptions end here.
 #pragma once
 
 #include <winscard.h>
@@ -6,7 +6,7 @@
 namespace Vantor {
 
 /// Runs `work`, which returns a PC/SC result code.
-/// @return that code, or SCARD_E_NO_MEMORY when `work` throws: nothing else can happen to what is run here
+/// @return that code, or SCARD_E_NO_MEMORY when `work` throws, which the reader code does for no other reason
 template <class Work>
 [[nodiscard]] long Guarded(Work work) {
     try {

@@ -38,9 +38,9 @@ public:
     /// Takes the card's power and releases the context.
     /// @return true, always
     bool Disconnect() override;
-    /// Waits, holding sReaderMutex, until no other program or object has a transaction on the card. When that is an
-    /// object of this process in another thread, both wait for ever: its EndTransaction needs the mutex. Let one thread
-    /// at a time use a reader.
+    /// Waits, holding sReaderMutex, until nobody else has a transaction on the card. If another thread of this process
+    /// has it, through another object, both wait for ever: that object's EndTransaction needs the mutex. Use a reader
+    /// from one thread at a time.
     [[nodiscard]] bool BeginTransaction() override;
     bool EndTransaction() override;
     /// True when there is a context, card or not.

@@ -100,7 +100,7 @@ const BaseCspReader::PinCommand BaseCspReader::modifyCommand = [] {
     command.message = "BaseCspReader ChangePin";
     command.noCard = "ChangePin hCard is NULL";
     command.tooLong = "ChangePin apdu too long";
-    // "changee" stays: who reads logs looks for the line as it always was.
+    // The typo stays: people and programs search logs for this text.
     command.notSupported = "SCardControl does not support external pin changee";
     command.directMessage = "ModifyPinDirect";
     command.directError = "SCardControl modify_direct error";

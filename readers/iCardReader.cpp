@@ -61,7 +61,7 @@ void iCardReader::LogReaderName() {
 
 bool iCardReader::CheckApduSW(const ByteArray& response, unsigned char sw1, unsigned char sw2, bool logMismatch) {
     if (response.size() < 2) {
-        // The stray parenthesis stays: who reads logs looks for the line as it always was.
+        // The stray parenthesis stays: people and programs search logs for this text.
         LibReaderAndCard::LogError("CheckApduSW, input len < 2)");
         return false;
     }

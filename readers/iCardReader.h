@@ -56,8 +56,8 @@ public:
     /// Verifies a PIN that is entered on the reader's keypad.
     /// @param apdu      the VERIFY command with the PIN's place in it
     /// @param response  replaced by the reader's answer; unchanged when no byte came back
-    /// @return 0 success, 1 failure, 2 the reader cannot do it: no bool, for which a failure would count as success.
-    ///         0 says that the command was run: whether the PIN is right stands in the status word of `response`
+    /// @return 0 success, 1 failure, 2 the reader cannot do it. Not a bool: as one, 1 and 2 would count as success.
+    ///         0 says that the command was run; the status word in `response` tells whether the PIN is right
     [[nodiscard]] virtual int VerifyPin(const Vantor::ByteArray& apdu, const PINVerifyData* data,
                                         Vantor::ByteArray& response) = 0;
     /// Changes a PIN: as VerifyPin, with a CHANGE REFERENCE DATA command.

@@ -196,16 +196,18 @@ TEST_F(CapabilitiesTest, AreForgottenBeforeEachQuery) {
 
 TEST_F(CapabilitiesTest, AreNoneWhenTheDriverRefuses) {
     const std::string list = FakePcsc::FeatureList({{6, 1}, {7, 2}});
-    FakePcsc::Script(Function::Control, Lie(list, list.size(), SCARD_E_NOT_TRANSACTED));
+    for (const long code : {SCARD_E_NOT_TRANSACTED, SCARD_W_RESET_CARD}) {
+        FakePcsc::ClearTrace();
+        FakePcsc::Script(Function::Control, Lie(list, list.size(), code));
 
-    reader.CheckReaderCapabilities(canVerify, canModify);
+        reader.CheckReaderCapabilities(canVerify, canModify);
 
-    EXPECT_FALSE(canVerify);
-    EXPECT_FALSE(canModify);
-    EXPECT_EQ(reader.verifyPinDirect, 0U);
-    EXPECT_THAT(FakePcsc::Trace(),
-                ElementsAre("message: CheckReaderCapabilities start", featureRequest,
-                            ErrorLine("CheckReaderCapabilities, SCardControl retruns", SCARD_E_NOT_TRANSACTED)));
+        EXPECT_FALSE(canVerify);
+        EXPECT_FALSE(canModify);
+        EXPECT_EQ(reader.verifyPinDirect, 0U);
+        EXPECT_THAT(FakePcsc::Trace(), ElementsAre("message: CheckReaderCapabilities start", featureRequest,
+                                                   ErrorLine("CheckReaderCapabilities, SCardControl retruns", code)));
+    }
 }
 
 TEST_F(CapabilitiesTest, SurviveListsThatAreNoMultipleOfSixBytes) {
@@ -283,10 +285,13 @@ TEST_F(BaseCspReaderTest, FindsNoTokenWithoutHandles) {
 }
 
 TEST_F(BaseCspReaderTest, FindsNoTokenWhenTheStatusFails) {
-    FakePcsc::Script(Function::Status, Answer::Failure(SCARD_W_REMOVED_CARD));
-    EXPECT_FALSE(reader.IsTokenPresent());
-    EXPECT_THAT(FakePcsc::Trace(), ElementsAre("message: PCSC IsTokenPresent", statusQuery,
-                                               ErrorLine("SCardStatus failed", SCARD_W_REMOVED_CARD)));
+    for (const long code : {SCARD_W_REMOVED_CARD, SCARD_W_RESET_CARD, SCARD_E_INVALID_HANDLE}) {
+        FakePcsc::ClearTrace();
+        FakePcsc::Script(Function::Status, Answer::Failure(code));
+        EXPECT_FALSE(reader.IsTokenPresent()) << "although the state says so";
+        EXPECT_THAT(FakePcsc::Trace(),
+                    ElementsAre("message: PCSC IsTokenPresent", statusQuery, ErrorLine("SCardStatus failed", code)));
+    }
 }
 
 TEST_F(BaseCspReaderTest, ReadsTheAtr) {

@@ -135,9 +135,11 @@ TEST_F(EnumReadersTest, CountsAResetCardAsAFailureOfEachCall) {
     EXPECT_FALSE(ListPCSCReaders(names));
     FakePcsc::Script(Function::ListReaders, wasReset);
     EXPECT_FALSE(ListPCSCReaders(names));
+    EXPECT_EQ(FakePcsc::Notes().back(), ErrorLine("cannot list readers (1)", SCARD_W_RESET_CARD));
     FakePcsc::Script(Function::ListReaders, Lie("", 20));
     FakePcsc::Script(Function::ListReaders, wasReset);
     EXPECT_FALSE(ListPCSCReaders(names));
+    EXPECT_EQ(FakePcsc::Notes().back(), ErrorLine("cannot list readers (2)", SCARD_W_RESET_CARD));
 }
 
 TEST_F(EnumReadersTest, ListsNothingWithoutReaders) {
