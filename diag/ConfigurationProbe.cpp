@@ -179,7 +179,7 @@ FileProblem AskParser(const std::string& document, const Vantor::XmlScan& scan) 
     } catch (const boost::property_tree::xml_parser_error& error) {
         return {error.line(), {}, error.message()};
     } catch (const std::exception& error) {
-        return {0, {}, error.what()};
+        return {0, {}, error.what(), true};
     }
 }
 

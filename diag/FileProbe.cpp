@@ -42,13 +42,6 @@ std::string GroupName(gid_t id) {
     return found == nullptr ? std::to_string(id) : entry.gr_name;
 }
 
-/// Debian gives the numbers from 1000 to 59999 to people, and leaves a few above to them.
-bool IsOfPeople(id_t id) {
-    constexpr id_t FirstPerson = 1000;
-    constexpr id_t Nobody = 65534;
-    return id >= FirstPerson && id != Nobody;
-}
-
 bool May(const std::string& path, int access) {
     return faccessat(AT_FDCWD, path.c_str(), access, AT_EACCESS) == 0;
 }
@@ -157,8 +150,6 @@ FileFacts DescribeFile(const std::string& path) {
     facts.owner = UserName(status.st_uid);
     facts.ownerId = status.st_uid;
     facts.group = GroupName(status.st_gid);
-    facts.ownedByPerson = IsOfPeople(status.st_uid);
-    facts.groupOfPeople = IsOfPeople(status.st_gid);
     facts.mode = status.st_mode & 0777U;
     facts.size = status.st_size;
     facts.modified = status.st_mtime;

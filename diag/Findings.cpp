@@ -66,7 +66,7 @@ std::string AsWord(const std::string& parameter) {
 /// Collects findings; each part of the report has its function.
 class Deriver {
 public:
-    explicit Deriver(const Report& source) : report(source) {}
+    Deriver(const Report& source, const Report& told) : report(source), shown(told) {}
 
     std::vector<Finding> Run() {
         Service();
@@ -78,14 +78,14 @@ public:
                 OneReader(reader);
             }
         }
-        ConfigurationFile(report.configuration.machine);
+        ConfigurationFile(shown.configuration.machine);
         if (report.configuration.machine.parsed) {
             StoredSettings(report.configuration.settings);
             Logs(report.configuration.settings);
         }
         LogSizes();
-        if (report.openWindow) {
-            OpenWindow(*report.openWindow);
+        if (shown.openWindow) {
+            OpenWindow(*shown.openWindow);
         }
         return std::move(findings);
     }
@@ -117,7 +117,7 @@ private:
     }
 
     void Service() {
-        const Diag::Service& service = report.service;
+        const Diag::Service& service = shown.service;
         switch (service.state) {
         case ServiceState::Fine:
             break;
@@ -151,7 +151,7 @@ private:
 
     void ReaderList() {
         for (const std::size_t number : UnlistedUsbReaders(report)) {
-            const UsbReader& device = report.usbReaders[number];
+            const UsbReader& device = shown.usbReaders[number];
             const bool taken = !device.driver.empty() && device.driver != "usbfs";
             Add(taken ? "reader-taken-by-kernel" : "reader-not-listed", UsbName(device),
                 taken ? device.driver : std::string(), device.driver);
@@ -173,10 +173,15 @@ private:
                (LostService(reader) || reader.featuresCode == SCARD_F_COMM_ERROR);
     }
 
+    const Reader& Shown(const Reader& reader) const {
+        return shown.readers[static_cast<std::size_t>(&reader - report.readers.data())];
+    }
+    const std::string& ShownName(const Reader& reader) const { return Shown(reader).name; }
+
     void OneReader(const Reader& reader) {
         if (!reader.hangingCall.empty()) {
             const bool isBusy = reader.hangingCall == "SCardConnect" && IsInUse(reader);
-            Add(isBusy ? "reader-busy" : "reader-not-answering", reader.name, reader.hangingCall);
+            Add(isBusy ? "reader-busy" : "reader-not-answering", ShownName(reader), reader.hangingCall);
             return;
         }
         Connecting(reader);
@@ -189,17 +194,17 @@ private:
     void Connecting(const Reader& reader) {
         const long code = reader.cardCode != SCARD_S_SUCCESS ? reader.cardCode : reader.directCode;
         if (IsHeld(reader)) {
-            Add("reader-held", reader.name, ResultText(SCARD_E_SHARING_VIOLATION));
+            Add("reader-held", ShownName(reader), ResultText(SCARD_E_SHARING_VIOLATION));
         } else if ((reader.state & SCARD_STATE_UNAVAILABLE) != 0 || code == SCARD_E_READER_UNAVAILABLE ||
                    code == SCARD_E_UNKNOWN_READER) {
-            Add("reader-gone", reader.name, ResultText(code));
+            Add("reader-gone", ShownName(reader), ResultText(code));
         } else if (!reader.connected) {
-            Add("reader-failed", reader.name, ResultText(code));
+            Add("reader-failed", ShownName(reader), ResultText(code));
         } else if (IsMute(reader)) {
-            Add("card-mute", reader.name, ResultText(reader.cardCode));
+            Add("card-mute", ShownName(reader), ResultText(reader.cardCode));
         } else if (reader.cardCode != SCARD_S_SUCCESS && reader.cardCode != SCARD_E_NO_SMARTCARD &&
                    reader.cardCode != SCARD_W_REMOVED_CARD) {
-            Add("card-failed", reader.name, ResultText(reader.cardCode));
+            Add("card-failed", ShownName(reader), ResultText(reader.cardCode));
         }
     }
 
@@ -223,25 +228,25 @@ private:
                 notText.push_back(NameOf(attribute)); // the device unit is a number
             }
         }
-        AddWithDetails("attribute-failed", reader.name, failed);
-        AddWithDetails("attribute-not-text", reader.name, notText);
+        AddWithDetails("attribute-failed", ShownName(reader), failed);
+        AddWithDetails("attribute-not-text", ShownName(reader), notText);
     }
 
     void PinPad(const Reader& reader) {
         const bool byName = Vantor::PCSCIsSecureByName(reader.name);
         if (reader.featuresCode != SCARD_S_SUCCESS && reader.featuresCode != SCARD_E_UNSUPPORTED_FEATURE) {
-            Add("pinpad-query-failed", reader.name, ResultText(reader.featuresCode));
+            Add("pinpad-query-failed", ShownName(reader), ResultText(reader.featuresCode));
         }
         if (!IsSoundFeatureList(reader.features)) {
-            Add("pinpad-list-broken", reader.name, HexBytes(reader.features));
+            Add("pinpad-list-broken", ShownName(reader), HexBytes(Shown(reader).features));
         }
         const std::vector<Feature> features = ParseFeatures(reader.features);
         if (CanVerify(features) != CanModify(features)) {
-            Add("pinpad-half", reader.name);
+            Add("pinpad-half", ShownName(reader));
         } else if (byName && !reader.isSecure) {
-            Add("pinpad-by-name-only", reader.name);
+            Add("pinpad-by-name-only", ShownName(reader));
         } else if (!byName && reader.isSecure) {
-            Add("pinpad-not-in-table", reader.name);
+            Add("pinpad-not-in-table", ShownName(reader));
         }
     }
 
@@ -313,17 +318,18 @@ private:
 
     void StoredSettings(const Settings& settings) {
         if (settings.readers.empty()) {
-            Add("configuration-no-reader", report.configuration.machine.file.path);
+            Add("configuration-no-reader", shown.configuration.machine.file.path);
         }
         if (report.service.state == ServiceState::Fine && !IsAnyReader(settings.readers)) {
-            for (const StoredReader& stored : settings.readers) {
-                if (stored.library.empty() && !IsAttached(stored)) {
+            for (std::size_t i = 0; i < settings.readers.size(); ++i) {
+                if (settings.readers[i].library.empty() && !IsAttached(settings.readers[i])) {
+                    const StoredReader& stored = shown.configuration.settings.readers[i];
                     Add("configuration-reader-missing", stored.name, stored.element);
                 }
             }
         }
         if (settings.language && !LanguageOfNumber(*settings.language)) {
-            Add("configuration-language-unknown", report.configuration.machine.file.path,
+            Add("configuration-language-unknown", shown.configuration.machine.file.path,
                 std::to_string(*settings.language));
         }
     }
@@ -338,13 +344,13 @@ private:
         const std::string own = WithoutSlash(report.logs.client.path) + ClientLogFolder;
         const bool isElsewhere = !settings.traceFile.empty() && settings.traceFile != own;
         if (clientLogs && isElsewhere) {
-            Add("log-elsewhere", settings.traceFile);
+            Add("log-elsewhere", shown.configuration.settings.traceFile);
         } else if (clientLogs && !report.logs.client.writable) {
-            Add("log-not-writable", report.logs.client.path);
+            Add("log-not-writable", shown.logs.client.path);
             UseOtherRemedy("home");
         }
         if (settings.miniDriverLogging.value_or(0) > 0 && !report.logs.miniDriver.writable) {
-            Add("log-not-writable", report.logs.miniDriver.path);
+            Add("log-not-writable", shown.logs.miniDriver.path);
         }
     }
 
@@ -353,7 +359,7 @@ private:
     }
 
     void LogSizes() {
-        for (const LogDirectory* const directory : {&report.logs.client, &report.logs.miniDriver}) {
+        for (const LogDirectory* const directory : {&shown.logs.client, &shown.logs.miniDriver}) {
             std::int64_t total = 0;
             for (const LogFileFacts& file : directory->files) {
                 total += file.size;
@@ -371,7 +377,8 @@ private:
         }
     }
 
-    const Report& report;
+    const Report& report; ///< what decides
+    const Report& shown;  ///< what is told
     std::vector<Finding> findings;
 };
 
@@ -397,8 +404,12 @@ std::string ProblemText(const FileProblem& problem) {
     return Join(parts, ": ");
 }
 
+std::vector<Finding> DeriveFindings(const Report& report, const Report& shown) {
+    return Deriver(report, shown).Run();
+}
+
 std::vector<Finding> DeriveFindings(const Report& report) {
-    return Deriver(report).Run();
+    return DeriveFindings(report, report);
 }
 
 bool IsAnythingWrong(const std::vector<Finding>& findings) {
@@ -422,7 +433,8 @@ bool IsHeld(const Reader& reader) {
 std::vector<std::size_t> UnlistedUsbReaders(const Report& report) {
     std::vector<std::size_t> unlisted;
     for (std::size_t i = 0; i < report.usbReaders.size(); ++i) {
-        if (FindPcscReaders(report.usbReaders[i], report.readers).empty()) {
+        const UsbReader& device = report.usbReaders[i];
+        if (!device.isListed.value_or(!FindPcscReaders(device, report.readers).empty())) {
             unlisted.push_back(i);
         }
     }

@@ -51,6 +51,8 @@ struct Finding {
 [[nodiscard]] std::string ProblemText(const FileProblem& problem);
 
 /// Findings in the order of the report's parts.
+/// @param shown  the same report as far as it may be told (Redaction): all texts are taken from it
+[[nodiscard]] std::vector<Finding> DeriveFindings(const Report& report, const Report& shown);
 [[nodiscard]] std::vector<Finding> DeriveFindings(const Report& report);
 
 /// Whether something is wrong, notes not counted.

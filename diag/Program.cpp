@@ -77,7 +77,7 @@ public:
     }
     void Write(LibLogging& log, const Redaction& redaction) {
         for (const auto& [isError, text] : lines) {
-            WriteLine(log, isError, redaction.Text(text));
+            WriteLine(log, isError, redaction.Line(text));
         }
         lines.clear();
     }
@@ -130,7 +130,7 @@ int Watch(const Options& options, LibLogging* log) {
         if (options.redact) {
             // Its serial number may stand in the name of a reader that has just come.
             redaction.Learn(ListUsbReaders());
-            event.reader = redaction.Text(event.reader);
+            event.reader = redaction.Device(event.reader);
         }
         const std::string time = TimeText(std::time(nullptr));
         isPrinted = Print((options.json ? FormatEventJson(event, time) : FormatEvent(event, time)) + "\n");
@@ -153,21 +153,23 @@ int RunReport(const Options& options, LibLogging* log) {
     const ServiceFacts service = LookForService();
     ConfigurationState configuration = ProbeConfiguration();
     UseLanguage(ChooseLanguage(options, configuration.settings));
-    Report report = MakeReport(question, service, std::move(usbReaders), std::move(configuration));
-    std::vector<Finding> findings = DeriveFindings(report);
+    const Report report = MakeReport(question, service, std::move(usbReaders), std::move(configuration));
+    Report shown = report;
     if (options.redact) {
         const Redaction redaction(report, Vantor::GetUserDir());
-        redaction.Apply(findings);
-        redaction.Apply(report);
+        redaction.Apply(shown);
         if (isHeld) {
             held.Write(*log, redaction);
         }
     }
-    return PrintReport(report, findings, options);
+    return PrintReport(shown, DeriveFindings(report, shown), options);
 }
 
 /// In the language that the report would have.
-void Complain(const Options& options, const Complaint& complaint) {
+void Complain(const Options& options, Complaint complaint) {
+    if (options.redact && !complaint.values.empty()) {
+        complaint.values.front() = Redaction({}).Path(complaint.values.front()); // what was typed
+    }
     UseLanguage(ChooseLanguage(options, ProbeConfiguration().settings));
     std::fprintf(stderr, "lumodiag: %s\n", Printable(Fill(Translate(complaint.text), complaint.values)).c_str());
 }

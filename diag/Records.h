@@ -74,6 +74,7 @@ struct UsbReader {
     std::string driver; ///< kernel driver of the interface; "usbfs" while a program such as the daemon has it
     int bus = 0;
     int device = 0;
+    std::optional<bool> isListed = {}; ///< PC/SC lists a reader that is this device; nothing: the names still tell
 };
 
 /// A file or folder as far as rights go.
@@ -90,8 +91,6 @@ struct FileFacts {
     bool readable = false;      ///< by this user
     bool writable = false;      ///< by this user: saving would take effect
     std::string obstacle;       ///< why it is not writable, in the system's words
-    bool ownedByPerson = false; ///< the owner is an account of a person, not of the system
-    bool groupOfPeople = false; ///< likewise the group
     bool isLink = false;        ///< the name is a symbolic link's
     std::string target = {};    ///< where that leads, as it is written there
     std::string linkOwner = {}; ///< whose link it is
@@ -105,6 +104,7 @@ struct FileProblem {
     unsigned long line = 0; ///< from 1 on; 0: the file as a whole
     std::string path;       ///< of the element, with its value; may be empty
     std::string text;       ///< message id, or a parser's own words
+    bool isQuoting = false; ///< these may repeat what stands in the file
 };
 
 struct ConfigurationFile {

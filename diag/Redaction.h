@@ -1,39 +1,65 @@
-// Takes out of a report what names one device or person: serial numbers, home directories, accounts of people.
+// Takes out of what is passed on whatever could name a device, a person or this machine.
 #pragma once
 
-#include "diag/Findings.h"
 #include "diag/Records.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Diag {
 
+/// Texts of others pass only as far as their words are known ones (diag/Vocabulary.h); "…" stands for the rest. What is
+/// known to be a secret goes whatever word it is: serial numbers of readers and USB devices, which are shortened, and
+/// the accounts, real names and home directories of people and the name of the machine, in either case, written with
+/// separators, in hexadecimal, as an escape, or with two bytes a character.
 class Redaction {
 public:
-    /// Learns nothing yet; only what stands in parentheses in readers' names counts as a serial number.
+    /// Learns the people of this machine and its name.
     /// @param home  directory that is written "~"; may be empty
-    explicit Redaction(std::string home);
-    /// Learns every serial number of the report, wherever it occurs.
-    Redaction(const Report& report, std::string home);
+    explicit Redaction(const std::string& home);
+    /// Learns the serial numbers of the report, too, and what its readers are called.
+    Redaction(const Report& report, const std::string& home);
 
     /// Learns the serial numbers of these devices, too.
     void Learn(const std::vector<UsbReader>& devices);
 
-    /// The text with its serial numbers shortened to their beginning, with "~" for the home directory, and with no name
-    /// in those of other people.
-    [[nodiscard]] std::string Text(const std::string& text) const;
+    /// A name that a reader, a maker or a product has.
+    [[nodiscard]] std::string Device(const std::string& text) const;
+    /// The path of a file or folder.
+    [[nodiscard]] std::string Path(const std::string& text) const;
+    /// A line of ours that may have the names of the report's readers in it.
+    [[nodiscard]] std::string Line(const std::string& text) const;
+    /// Everything of a report that is shown. Numbers, times, result codes and answers to reset stay.
     void Apply(Report& report) const;
-    void Apply(std::vector<Finding>& findings) const;
 
 private:
-    void Learn(const std::string& bytes);
+    /// Something to be replaced wherever it stands.
+    struct Secret {
+        std::string text;
+        std::string replacement;
+        std::string separators = {}; ///< may stand between its characters
+        bool isExact = false;        ///< upper and lower case count
+        bool isWord = false;         ///< counts only where no letter stands beside it
+    };
+
+    void LearnSerial(const std::string& bytes);
+    void LearnPerson(const std::string& name);
+    void Learn(Secret secret);
+    [[nodiscard]] const Secret* FindAt(std::string_view text, std::size_t at, std::size_t& length) const;
+    template <typename Filter>
+    [[nodiscard]] std::string Replace(std::string_view text, Filter filter) const;
+    [[nodiscard]] std::string Element(const std::string& path) const;
+
+    void Apply(Reader& reader) const;
+    void Apply(UsbReader& device) const;
     void Apply(ConfigurationState& state) const;
     void Apply(ConfigurationFile& configuration) const;
+    void Apply(FileFacts& file) const;
     void Apply(FileProblem& problem) const;
     void Apply(LogDirectory& directory) const;
 
-    std::vector<std::string> serials; ///< longest first
+    std::vector<Secret> secrets; ///< longest first
     std::string home;
 };
 

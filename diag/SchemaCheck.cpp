@@ -32,7 +32,7 @@ void Collect(void* problems, xmlErrorPtr error) {
     std::string text = error->message == nullptr ? std::string() : error->message;
     text.erase(text.find_last_not_of(" \n") + 1);
     const auto line = static_cast<unsigned long>(std::max(error->line, 0));
-    static_cast<std::vector<FileProblem>*>(problems)->push_back({line, {}, text});
+    static_cast<std::vector<FileProblem>*>(problems)->push_back({line, {}, text, true});
 }
 
 Schema LoadSchema() {

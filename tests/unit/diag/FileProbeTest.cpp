@@ -45,21 +45,6 @@ TEST_F(FileProbeTest, AFileIsDescribed) {
     EXPECT_EQ(facts.obstacle, "");
 }
 
-TEST_F(FileProbeTest, AccountsOfPeopleAreToldFromThoseOfTheSystem) {
-    const std::string file = Make("file", 0644);
-    EXPECT_FALSE(DescribeFile(file).ownedByPerson || DescribeFile(file).groupOfPeople);
-    if (chown(file.c_str(), 65534, 65534) != 0) {
-        GTEST_SKIP() << "a mapped root has no other users to give a file to";
-    }
-    EXPECT_FALSE(DescribeFile(file).ownedByPerson || DescribeFile(file).groupOfPeople);
-    ASSERT_EQ(chown(file.c_str(), 999, 1000), 0);
-    EXPECT_FALSE(DescribeFile(file).ownedByPerson);
-    EXPECT_TRUE(DescribeFile(file).groupOfPeople);
-    ASSERT_EQ(chown(file.c_str(), 1000, 999), 0);
-    EXPECT_TRUE(DescribeFile(file).ownedByPerson);
-    EXPECT_FALSE(DescribeFile(file).groupOfPeople);
-}
-
 TEST_F(FileProbeTest, AFolderIsNoRegularFile) {
     const FileFacts facts = DescribeFile(folder.Path());
     EXPECT_TRUE(facts.isFolder);

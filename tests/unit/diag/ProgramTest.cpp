@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 #include <reader.h>
 #include <winscard.h>
 
@@ -14,8 +15,11 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <thread>
 
+#include <sched.h>
+#include <sys/mount.h>
 #include <unistd.h>
 
 using testing::AllOf;
@@ -105,4 +109,188 @@ TEST_F(ProgramTest, NothingThatOthersNameReachesATerminalOrALogRaw) {
     ExpectPrintable(Watch({"--json"}).output, "--watch --json");
     ExpectPrintable(Run({std::string("--log=/proc/none/") + Evil}).errors, "a complaint about the log");
     ExpectPrintable(Run({Evil}).errors, "a complaint about an argument");
+}
+
+namespace {
+
+/// In every text that a reader, a file, the environment or the machine can bring in stands this word.
+constexpr char Canary[] = "Kanarienvogel";
+constexpr char Serial[] = "SN-77-4711-AB";
+
+/// How the serial number and the word could be written in an output.
+std::vector<std::string> Traces() {
+    return {"kanarienvogel",     "4b616e617269656e766f67656c",
+            "4b 61 6e 61 72 69", "\\u004b",
+            "k\\u0061narien",    "sn-77-4711",
+            "sn774711",          "77471",
+            "53 4e 2d 37",       "77 47 11"};
+}
+
+std::string LowerCase(std::string text) {
+    for (char& c : text) {
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    }
+    return text;
+}
+
+class CanaryTest : public ProgramTest {
+protected:
+    CanaryTest() {
+        MakeReaders();
+        MakeMachine();
+        MakeFiles();
+    }
+
+    static void MakeReaders() {
+        const std::string wide("K\0a\0n\0a\0r\0i\0e\0n\0v\0o\0g\0e\0l\0", 26);
+        FakePcsc::Reader reader{std::string("Cherry ") + Canary + " (" + Serial + ") 00 00"};
+        reader.attributes = {{SCARD_ATTR_VENDOR_NAME, Canary},
+                             {SCARD_ATTR_VENDOR_IFD_TYPE, "sn 77 4711 ab"},
+                             {SCARD_ATTR_DEVICE_UNIT, Canary},
+                             {SCARD_ATTR_VENDOR_IFD_SERIAL_NO, Serial},
+                             {SCARD_ATTR_DEVICE_SYSTEM_NAME_A, wide},
+                             {SCARD_ATTR_DEVICE_FRIENDLY_NAME_A, "Reader 53 4E 2D 37 37 kanarienVOGEL"},
+                             {SCARD_ATTR_CHANNEL_ID, Canary}};
+        reader.controls = {{CM_IOCTL_GET_FEATURE_REQUEST, std::string("\x06\x04\x42\x33\x00\x06") + Canary}};
+        FakePcsc::AddReader(reader);
+        FakePcsc::AddReader({"Reader SN774711AB \\x4B\\x61narienvogel 01 00"});
+        FakePcsc::AddReader({"\x01 Kanarienvogel\n 02 00"});
+    }
+
+    /// Accounts, this machine's name, USB.
+    void MakeMachine() {
+        std::ofstream("/etc/passwd", std::ios::app)
+            << "kanarienvogel:x:4711:4711:Karla Kanarienvogel,,,:/srv/Kanarienvogel:/bin/sh\n";
+        std::ofstream("/etc/group", std::ios::app) << "kanarienvogel:x:4711:\n";
+        if (mount("made-up", "/sys/bus", "tmpfs", 0, nullptr) == 0) {
+            const std::string device = "/sys/bus/usb/devices/1-1";
+            fs::create_directories(device);
+            fs::create_directories(device + ":1.0");
+            test::WriteText(device + ":1.0/bInterfaceClass", "0b\n");
+            fs::create_directory_symlink("/sys/Kanarienvogel", device + ":1.0/driver");
+            for (const char* const file : {"manufacturer", "product", "idVendor", "idProduct"}) {
+                test::WriteText(device + "/" + file, Canary);
+            }
+            test::WriteText(device + "/serial", Serial);
+            hasUsb = true;
+        }
+    }
+
+    ~CanaryTest() override {
+        if (hasUsb) {
+            umount("/sys/bus");
+        }
+    }
+
+    void MakeFiles() const {
+        const std::string word = Canary;
+        fs::create_directories("/etc/vantor/lumoclient");
+        fs::create_directories("/etc/vantor/LumoMiniDriver/Log");
+        test::WriteText("/etc/vantor/LumoMiniDriver/Log/Kanarienvogel.log", "x");
+        fs::create_directories(home + "/.vantor/lumo Client/Trace");
+        test::WriteText(home + "/.vantor/lumo Client/Trace/lumop11_Kanarienvogel.log", "x");
+        Store("<!-- Kanarienvogel --><config><lumo_Client>"
+              "<Version>Kanarienvogel</Version><Kanarienvogel>1</Kanarienvogel><Language>175</Language>"
+              "<MakeDialogsStayOnTop>Kanarienvogel</MakeDialogsStayOnTop>"
+              "<Trace><LogLevel>128</LogLevel><LogMode>2</LogMode><Filename>/home/kanarienvogel/Kanarienvogel.log"
+              "</Filename><Kanarienvogel/></Trace>"
+              "<ReaderKanarienvogel><Reader>Kanarienvogel</Reader><ReaderName>Kanarienvogel</ReaderName>"
+              "<CTAPI>C:\\Kanarienvogel\\libKanarienvogel.so</CTAPI><Kanarienvogel>2</Kanarienvogel></"
+              "ReaderKanarienvogel>"
+              "<Reader1><Reader>PCSC Reader</Reader><ReaderName>Away Kanarienvogel 04 00</ReaderName></Reader1>"
+              "</lumo_Client></config>");
+        static_cast<void>(chown(File, 4711, 4711));
+    }
+
+    static void Store(const std::string& text) { test::WriteText(File, text); }
+
+    static void ExpectNone(const std::string& text, const std::string& where) {
+        EXPECT_FALSE(text.empty()) << where;
+        for (const std::string& trace : Traces()) {
+            EXPECT_THAT(LowerCase(text), Not(HasSubstr(trace))) << where;
+        }
+    }
+
+    /// Every output there is.
+    void ExpectNoneAnywhere(const std::string& when) {
+        ExpectNone(Run({"--redact", "--lang=en"}).output, when + ": text");
+        ExpectNone(Run({"--redact", "--lang=de"}).output, when + ": German text");
+        ExpectNone(Run({"--redact", "--json"}).output, when + ": JSON");
+        static_cast<void>(Run({"--redact", "--log=" + (folder / "report.log")}));
+        ExpectNone(test::ReadText(folder / "report.log"), when + ": log");
+    }
+
+    static constexpr char File[] = "/etc/vantor/lumoclient/config";
+    const std::string home = folder / "Kanarienvogel";
+    const test::Variable homeVariable{"HOME", home};
+    const test::Variable socket{"PCSCLITE_CSOCK_NAME", "/run/Kanarienvogel/pcscd.comm"};
+    const test::Variable user{"LOGNAME", "Kanarienvogel"};
+    bool hasUsb = false;
+};
+
+} // namespace
+
+TEST_F(CanaryTest, WithoutRedactionTheWordIsEverywhere) {
+    const std::string text = Run({"--lang=en"}).output;
+    std::size_t count = 0;
+    for (std::size_t at = text.find(Canary); at != std::string::npos; at = text.find(Canary, at + 1)) {
+        ++count;
+    }
+    EXPECT_GT(count, 20U) << "or the tests prove nothing";
+}
+
+TEST_F(CanaryTest, NoTextOfOthersIsPassedOn) {
+    ExpectNoneAnywhere("a configuration with faults");
+    Store("<config>\n<Kanarienvogel></lumo_Kanarienvogel>\n</config>");
+    ExpectNoneAnywhere("mismatched tags");
+    Store("<config><Kanarienvogel</config>");
+    ExpectNoneAnywhere("a broken tag");
+    Store("<!DOCTYPE config [<!ENTITY Kanarienvogel 'Kanarienvogel'>]><config>&Kanarienvogel;</config>");
+    ExpectNoneAnywhere("an entity");
+    Store("<config Kanarienvogel='1' Kanarienvogel='2'/><Kanarienvogel/>");
+    ExpectNoneAnywhere("two roots and a double attribute");
+    fs::remove(File);
+    fs::create_symlink("/srv/Kanarienvogel/config", File);
+    ExpectNoneAnywhere("a link");
+    ASSERT_EQ(lchown(File, 4711, 4711), 0);
+    ExpectNoneAnywhere("a link of somebody else's");
+}
+
+TEST_F(CanaryTest, NoTextOfOthersIsPassedOnByTheWatch) {
+    ExpectNone(Watch({"--redact", "--log=" + (folder / "watch.log")}).output, "watch");
+    ExpectNone(test::ReadText(folder / "watch.log"), "log of the watch");
+    ExpectNone(Watch({"--redact", "--json"}).output, "watch in JSON");
+}
+
+TEST_F(CanaryTest, WhatWasTypedIsNotRepeated) {
+    ExpectNone(Run({"--redact", "--log=/proc/Kanarienvogel/x"}).errors, "log");
+    ExpectNone(Run({"--redact", "Kanarienvogel"}).errors, "argument");
+    ExpectNone(Run({"--redact", "--lang=Kanarienvogel"}).errors, "language");
+}
+
+TEST_F(CanaryTest, TheNameOfTheMachineIsNotPassedOn) {
+    // given: a name of its own for this process, which is a reader's word, too
+    if (unshare(CLONE_NEWUTS) != 0 || sethostname("contactless", 11) != 0) {
+        GTEST_SKIP() << "this machine grants no private name";
+    }
+    FakePcsc::Readers()[0].name = "Contactless Reader";
+    EXPECT_THAT(LowerCase(Run({"--json"}).output), HasSubstr("contactless"));
+    EXPECT_THAT(LowerCase(Run({"--json", "--redact"}).output), Not(HasSubstr("contactless")));
+    static_cast<void>(Run({"--redact", "--log=" + (folder / "host.log")}));
+    EXPECT_THAT(LowerCase(test::ReadText(folder / "host.log")), Not(HasSubstr("contactless")));
+}
+
+TEST_F(CanaryTest, FindingsAndExitStatusAreThoseOfTheWholeReport) {
+    const auto kinds = [](const std::string& output) {
+        std::vector<std::string> ids;
+        const auto document = nlohmann::json::parse(output);
+        for (const auto& finding : document.at("findings")) {
+            ids.push_back(finding.at("id"));
+        }
+        return ids;
+    };
+    const Outcome whole = Run({"--json"});
+    const Outcome redacted = Run({"--json", "--redact"});
+    EXPECT_EQ(kinds(whole.output), kinds(redacted.output));
+    EXPECT_EQ(whole.status, redacted.status);
 }
