@@ -122,7 +122,7 @@ std::string HelpText() {
                   "Sagt, warum ein Kartenleser fehlt oder eine Einstellung nicht wirkt.\n"
                   "\n"
                   "  -j, --json       der Bericht als ein JSON-Dokument\n"
-                  "  -r, --redact     kürzt Seriennummern und das eigene Verzeichnis, zum Weitergeben\n"
+                  "  -r, --redact     lässt weg, was Gerät, Person oder Rechner nennt, zum Weitergeben\n"
                   "  -l, --log DATEI  schreibt in diese Datei, was der Lesercode meldet\n"
                   "  -w, --watch      verfolgt Leser und Karten bis zum Abbruch\n"
                   "      --lang DE    Sprache: %s\n"

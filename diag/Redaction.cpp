@@ -99,7 +99,7 @@ void ForEachPerson(Take take) {
     }
 }
 
-/// Unknown words, and what stands between two of them, are one "…".
+/// Unknown words, and what stands between two of them, are one "…"; what is in parentheses is another.
 std::string KnownWords(std::string_view text) {
     std::string result;
     std::string between;
@@ -110,7 +110,7 @@ std::string KnownWords(std::string_view text) {
             return;
         }
         const bool isKnown = IsDeviceWord(part);
-        if (isKnown || !isHidden) {
+        if (isKnown || !isHidden || between.find('(') != std::string::npos) {
             result += between;
             result += isKnown ? part : Ellipsis;
         }

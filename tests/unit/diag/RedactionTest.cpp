@@ -75,6 +75,7 @@ TEST(RedactionTest, OfNamesOnlyKnownWordsAndTheServicesNumbersStay) {
     EXPECT_EQ(redaction.Device("Annas eigener Reader"), "… Reader");
     EXPECT_EQ(redaction.Device("Reader 12 34 56 78 00 00"), "Reader … 00 00");
     EXPECT_EQ(redaction.Device("Käse & Söhne 00 00"), "… 00 00");
+    EXPECT_EQ(redaction.Device("Away (5550001) 04 00"), "… (…) 04 00");
     EXPECT_EQ(redaction.Device("*"), "*");
     EXPECT_EQ(redaction.Device(""), "");
 }
