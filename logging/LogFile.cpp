@@ -163,7 +163,7 @@ void LogFile::OpenAnew(const std::string& path) {
     }
     if (claim.IsOpen() && existed) {
         StartAnew(MoveToArchive(path));
-    } else if (!opened && existed) {
+    } else if (!opened) {
         static_cast<void>(CopyLogFile(path, FreeLogName(StampedLogName(path))));
     }
 }
@@ -192,13 +192,13 @@ void LogFile::Join() {
 FileDescriptor LogFile::Claim() const {
     const Place place = Locate(m_path);
     FileDescriptor claim = OpenAt(place, O_WRONLY, 0);
-    const bool granted = SetLock(claim, F_WRLCK, moverByte) && LeadsTo(place, claim) && LeadsTo(place, m_file);
+    const bool granted = SetLock(claim, F_WRLCK, moverByte) && LeadsTo(place, m_file);
     return granted ? std::move(claim) : FileDescriptor();
 }
 
-// Behind a file that was moved away. If there can be none, it gets its name back.
+// In place of a file that was moved away. If there can be none, it gets its name back.
 void LogFile::StartAnew(const std::string& moved) {
-    if (!moved.empty() && !Reopen()) {
+    if (!Reopen()) {
         Move(moved, m_path, RENAME_NOREPLACE);
     }
 }

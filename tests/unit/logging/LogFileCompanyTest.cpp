@@ -75,6 +75,12 @@ TEST_F(LogFileCompanyTest, InCompanyTheFileIsNotCleared) {
     }
     file.Clear();
     EXPECT_EQ(Contents(), "") << "alone again";
+
+    LogFile late;
+    late.Open(live);
+    late.Write("two\n");
+    file.Clear();
+    EXPECT_EQ(Contents(), "two\n");
 }
 
 TEST_F(LogFileCompanyTest, AFileThatWasMovedAwayIsNotCleared) {
@@ -83,6 +89,10 @@ TEST_F(LogFileCompanyTest, AFileThatWasMovedAwayIsNotCleared) {
     rename(live.c_str(), (folder / "part.log").c_str());
     file.Clear();
     EXPECT_EQ(Text("part.log"), "one\n");
+    test::WriteText(live, "two\n");
+    file.Clear();
+    EXPECT_EQ(Text("part.log"), "one\n") << "nor when another has its name";
+    EXPECT_EQ(Contents(), "two\n");
 }
 
 TEST_F(LogFileCompanyTest, TheOthersComeAfterAFileThatIsSplit) {
@@ -127,12 +137,12 @@ TEST_F(LogFileCompanyTest, WhoHasSeenAnotherOverwritesNoPartForTheRestOfTheRun) 
             other.Write("other\n");
             other.Split(othersNumber);
         }
-        number = 0;
+        number = 7;
         file.Split(number); // only comes after
         file.Write("own\n");
         file.Split(number);
         EXPECT_EQ(Text("trace_0.log"), "other\n") << otherFirst;
-        EXPECT_EQ(Text("trace_1.log"), "own\n") << otherFirst;
+        EXPECT_EQ(Text("trace_1.log"), "own\n") << "the first free number, other first: " << otherFirst;
 
         test::WriteText(folder / "trace_0.log", "of the run before\n");
         file.Open(live);
@@ -141,9 +151,23 @@ TEST_F(LogFileCompanyTest, WhoHasSeenAnotherOverwritesNoPartForTheRestOfTheRun) 
     }
 }
 
+TEST_F(LogFileCompanyTest, PartsOfWhoWasThereBeforeAreNotOverwritten) {
+    LogFile other;
+    other.Open(live);
+    other.Write("other\n");
+    unsigned long othersNumber = 0;
+    other.Split(othersNumber);
+    file.Open(live);
+    file.Write("own\n");
+    file.Split(number);
+    EXPECT_EQ(Text("trace_0.log"), "other\n");
+    EXPECT_EQ(Text("trace_1.log"), "own\n");
+}
+
 TEST_F(LogFileCompanyTest, WhileOneMovesAFileAnotherLeavesItWhereItIs) {
     NOT_UNDER_VALGRIND("traces system calls");
     test::WriteText(live, "one\n");
+    test::WriteText(folder / "trace_0.log", "of the run before\n");
     bool met = false;
     const auto split = [&] {
         LogFile own;
@@ -157,11 +181,11 @@ TEST_F(LogFileCompanyTest, WhileOneMovesAFileAnotherLeavesItWhereItIs) {
             met = true;
             file.Open(live);
             file.Split(number);
-            EXPECT_THAT(Files(), ElementsAre("trace.log"));
+            EXPECT_EQ(Text("trace_0.log"), "of the run before\n");
             file.Clear();
             EXPECT_EQ(Contents(), "one\n");
             file.OpenAnew(live);
-            EXPECT_THAT(Files(), ElementsAre("trace.log"));
+            EXPECT_THAT(Files(), ElementsAre("trace.log", "trace_0.log"));
         }
         return Action{Action::Kind::Continue};
     });

@@ -61,6 +61,11 @@ TEST_F(LogNamesTest, ANumberedTextFileEndsInLog) {
     EXPECT_EQ(LibLogging::NumberedName(folder / "trace.txt"), folder / "trace_0.log");
 }
 
+TEST_F(LogNamesTest, APipeHasItsNameAndIsNotWaitedFor) {
+    mkfifo(live.c_str(), 0666);
+    EXPECT_EQ(LibLogging::NumberedName(live), folder / "trace_0.log");
+}
+
 TEST_F(LogNamesTest, AFileThatMayNotBeReadCountsAsAFreeName) {
     Write("trace.log", "");
     Write("trace_0.log", "");
