@@ -1,7 +1,7 @@
 #include "util/InstanceLock.h"
 
-#include "util/FileSystemLinux.h"
 #include "posix/SystemCalls.h"
+#include "util/FileSystemLinux.h"
 
 #include <cerrno>
 #include <chrono>
