@@ -1,6 +1,6 @@
 # The libraries that the program is made of, found once, as targets.
 find_package(Boost 1.74 REQUIRED)
-find_package(LibXml2 REQUIRED)
+find_package(EXPAT REQUIRED)
 find_package(nlohmann_json 3.11 REQUIRED)
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)

@@ -235,9 +235,12 @@ void Note(std::size_t& first, std::size_t place) {
 
 } // namespace
 
-XmlScan ScanXml(std::string_view text) {
+XmlScan ScanXml(std::string_view text, std::vector<std::size_t>* elements) {
     XmlScan result;
     std::size_t level = 0;
+    if (elements != nullptr) {
+        elements->clear();
+    }
     Scanner scanner(text);
     while (scanner.FindMarkup()) {
         const std::size_t place = scanner.Place();
@@ -247,6 +250,9 @@ XmlScan ScanXml(std::string_view text) {
         }
         if (markup == Markup::Open || markup == Markup::Empty) {
             result.depth = std::max(result.depth, level + 1);
+            if (elements != nullptr) {
+                elements->push_back(place);
+            }
             if (level + 1 > MaxXmlDepth) {
                 Note(result.tooDeep, place);
             }

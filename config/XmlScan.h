@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string_view>
+#include <vector>
 
 namespace Vantor {
 
@@ -25,7 +26,8 @@ struct XmlScan {
 /// Walks the markup from left to right, without recursion and without memory. Tells tags from comments, CDATA,
 /// processing instructions and document types exactly as the property tree's parser does, so that its depth is never
 /// less than the parser's. Markup that the parser would refuse ends the walk: not complete.
-XmlScan ScanXml(std::string_view text);
+/// @param elements  if not null, set to where each element begins, in the order of the document
+XmlScan ScanXml(std::string_view text, std::vector<std::size_t>* elements = nullptr);
 
 /// Whether an XML 1.0 document can have an element of this name. Bytes from 0x80 on, which UTF-8 uses for letters
 /// outside ASCII, are taken as letters.

@@ -2,9 +2,11 @@
 
 #include "config/XmlDocument.h"
 #include "config/XmlScan.h"
+#include "diag/Excerpt.h"
 #include "diag/FileProbe.h"
 #include "diag/Language.h"
 #include "diag/SchemaCheck.h"
+#include "diag/StrictReader.h"
 #include "util/FileAndDirectory.h"
 
 #include <boost/property_tree/ptree.hpp>
@@ -12,6 +14,7 @@
 
 #include <algorithm>
 #include <sstream>
+#include <utility>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -22,59 +25,10 @@ namespace {
 
 using Tree = boost::property_tree::ptree;
 
-constexpr char ReaderPrefix[] = "Reader";
-constexpr char ReaderSettings[] = "Reader_Settings"; // the client's own, no reader in spite of the name
-
-/// Where in the file elements are read, and which. A test holds this against the registered keys.
-struct KnownSection {
-    const char* path; ///< below the root element
-    std::vector<std::string> elements;
-};
-
-const std::vector<KnownSection>& KnownSections() {
-    static const std::vector<KnownSection> sections = {
-        {"", {"lumo_Client", "LumoMiniDriver", "Kundendienste_Online"}},
-        {"lumo_Client",
-         {"Version", "Language", "CleanCertsOnRefresh", "MakeDialogsStayOnTop", "CheckForUpdates", "Orrin",
-          "InstallDir", "Updateable", "DeleteLogfilesAfterXDays", "FixIt", "Trace", ReaderSettings}},
-        {"lumo_Client/Trace", {"LogLevel", "LogMode", "Filename"}},
-        {"LumoMiniDriver",
-         {"EnableLogging", "EnableVantorPinDialog", "EnableExternalPin", "EnableCardAuthenticateEx",
-          "PinCachePolicyType", "PinCachePolicyInfo", "EnableOutputDebugString", "PinEntryRequireSecuryMode",
-          "IgnoreAcosSubVersion", "CheckReaderCapabilities", "EnableDiagnostics", "DoExclusiveReconnect",
-          "MiniDriverVersion", "MiniDriverMinVersion"}},
-        {"Kundendienste_Online", {"InstallDir"}},
-    };
-    return sections;
-}
-
-const std::vector<std::string>& ReaderElements() {
-    static const std::vector<std::string> elements = {"Reader",      "ReaderName", "IsSecure", "UseGUI",     "UseBeep",
-                                                      "UserMessage", "CTAPI",      "CTPort",   "CloseOnExit"};
-    return elements;
-}
-
-bool Has(const std::vector<std::string>& names, const std::string& name) {
-    return std::find(names.begin(), names.end(), name) != names.end();
-}
-
-bool IsElement(const std::string& name) {
-    return name != "<xmlattr>" && name != "<xmlcomment>";
-}
-
-bool IsReader(const std::string& name) {
-    return name.compare(0, sizeof(ReaderPrefix) - 1, ReaderPrefix) == 0 && name != ReaderSettings;
-}
-
-bool IsBlank(const std::string& text) {
-    return text.find_first_not_of(" \t\r\n") == std::string::npos;
-}
-
-/// Removed settings leave empty elements behind.
-bool HasContent(const Tree& node) {
-    return !IsBlank(node.data()) ||
-           std::any_of(node.begin(), node.end(), [](const auto& child) { return IsElement(child.first); });
-}
+/// The service serves 16 readers.
+constexpr std::size_t MostStoredReaders = 32;
+/// No text that means something is longer: a path has at most so many bytes.
+constexpr std::size_t LongestText = 4096;
 
 const Tree* Find(const Tree& tree, const std::string& path) {
     const auto found = tree.get_child_optional(Tree::path_type(path, '/'));
@@ -83,7 +37,7 @@ const Tree* Find(const Tree& tree, const std::string& path) {
 
 std::string TextOf(const Tree& tree, const std::string& path) {
     const Tree* const node = Find(tree, path);
-    return node == nullptr ? std::string() : node->data();
+    return node == nullptr ? std::string() : Excerpt(node->data(), LongestText);
 }
 
 std::optional<long> NumberOf(const Tree& tree, const std::string& path) {
@@ -103,29 +57,17 @@ bool IsYes(std::string word) {
     return word == "YES" || word == "JA" || word == "Y" || word == "TRUE";
 }
 
-std::vector<StoredReader> ReadReaders(const Tree& client) {
-    std::vector<StoredReader> readers;
+void ReadReaders(const Tree& client, Settings& settings) {
     for (const auto& [name, node] : client) {
-        if (IsReader(name) && HasContent(node)) {
-            readers.push_back({name, TextOf(node, "Reader"), TextOf(node, "ReaderName"), TextOf(node, "CTAPI"),
-                               IsYes(TextOf(node, "IsSecure"))});
+        if (!IsReaderElement(name) || !HasContent(node)) {
+            continue;
         }
-    }
-    return readers;
-}
-
-void AddUnread(const Tree& node, const std::string& path, const std::vector<std::string>& known,
-               std::vector<std::string>& unread) {
-    for (const auto& [name, child] : node) {
-        const bool isReaderTree = path == "config/lumo_Client" && IsReader(name);
-        std::string childPath = path;
-        childPath.append("/").append(name);
-        if (IsElement(name) && !isReaderTree && !Has(known, name) && HasContent(child)) {
-            unread.push_back(childPath);
+        if (settings.readers.size() == MostStoredReaders) {
+            settings.hasMoreReaders = true;
+            return;
         }
-        if (isReaderTree) {
-            AddUnread(child, childPath, ReaderElements(), unread);
-        }
+        settings.readers.push_back({Excerpt(name), TextOf(node, "Reader"), TextOf(node, "ReaderName"),
+                                    TextOf(node, "CTAPI"), IsYes(TextOf(node, "IsSecure"))});
     }
 }
 
@@ -134,11 +76,9 @@ unsigned long LineOf(const std::string& text, std::size_t place) {
                    std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(place), '\n'));
 }
 
-/// The name at this place, which may be anything, as far as it is worth quoting.
+/// The name at this place, which may be anything.
 std::string NameAt(const std::string& text, std::size_t place) {
-    constexpr std::size_t Longest = 40;
-    const std::string name = text.substr(place, text.find_first_of(" \t\r\n/<>=", place) - place);
-    return name.size() > Longest ? name.substr(0, Longest) + "..." : name;
+    return Excerpt(text.substr(place, text.find_first_of(" \t\r\n/<>=", place) - place));
 }
 
 /// A reference such as "&#0;" or "&#x00;", which the parser turns into a zero byte.
@@ -190,7 +130,8 @@ bool IsOpenToOthers(const FileFacts& folder, const std::string& above) {
     return !isSound || (DescribeFile(above).exists && !OnlyRootWrites(above));
 }
 
-ConfigurationFile ProbeFile(const std::string& folder, std::string& document) {
+/// @param tree  set to what the registry takes in; unchanged if it takes in nothing
+ConfigurationFile ProbeFile(const std::string& folder, std::string& document, Tree& tree) {
     ConfigurationFile result;
     const std::string path = Vantor::CombinePaths(folder, "config");
     result.file = DescribeFile(path);
@@ -205,45 +146,65 @@ ConfigurationFile ProbeFile(const std::string& folder, std::string& document) {
     if (!result.file.isRegular || !result.file.readable) {
         return result;
     }
-    if (result.file.size > static_cast<std::int64_t>(Vantor::MaxXmlSize)) {
+    document = ReadFile(path, Vantor::MaxXmlSize + 1);
+    if (document.size() > Vantor::MaxXmlSize) {
         result.malformed = FileProblem{0, {}, Mark("größer als 4 MiB")};
         return result;
     }
-    document = ReadFile(path, Vantor::MaxXmlSize);
-    result.malformed = FindSyntaxProblem(document);
+    result.file.isRegular = !document.empty() || result.file.size == 0; // it may have changed since
+    if (!result.file.isRegular) {
+        return result;
+    }
+    result.malformed = FindSyntaxProblem(document, tree);
     result.parsed = !result.malformed;
     return result;
+}
+
+void CheckMachineFile(ConfigurationFile& file, const std::string& document, const Tree& tree) {
+    StrictVerdict verdict = AskStrictReader(document);
+    file.notStrict = std::move(verdict.refusal);
+    file.documentType = std::move(verdict.documentType);
+    if (!file.documentType) {
+        ElementProblems problems = CheckElements(tree, document);
+        file.invalid = std::move(problems.invalid);
+        file.unread = std::move(problems.unread);
+    }
+}
+
+void ProbeMachine(ConfigurationState& state) {
+    std::string document;
+    Tree tree;
+    state.machine = ProbeFile(Vantor::GetAllUsersDir() + "vantor/lumoclient", document, tree);
+    const FileFacts& file = state.machine.file;
+    state.machine.hasForeignOwner = file.exists && file.ownerId != 0 && !IsInGroup(file.ownerId, "lumoadmin");
+    state.machine.isFolderOpen = IsOpenToOthers(state.machine.folder, Vantor::GetAllUsersDir() + "vantor");
+    if (state.machine.parsed) {
+        state.settings = ReadSettings(tree);
+        CheckMachineFile(state.machine, document, tree);
+    }
+}
+
+void ProbeUser(ConfigurationState& state) {
+    std::string document;
+    Tree tree;
+    state.user = ProbeFile(Vantor::CombinePaths(Vantor::GetUserDir(), ".vantor/lumoclient"), document, tree);
 }
 
 } // namespace
 
 ConfigurationState ProbeConfiguration() {
     ConfigurationState state;
-    std::string document;
-    std::string ignored;
-    state.machine = ProbeFile(Vantor::GetAllUsersDir() + "vantor/lumoclient", document);
-    const FileFacts& file = state.machine.file;
-    state.machine.hasForeignOwner = file.exists && file.ownerId != 0 && !IsInGroup(file.ownerId, "lumoadmin");
-    state.machine.isFolderOpen = IsOpenToOthers(state.machine.folder, Vantor::GetAllUsersDir() + "vantor");
-    state.user = ProbeFile(Vantor::CombinePaths(Vantor::GetUserDir(), ".vantor/lumoclient"), ignored);
+    ProbeMachine(state); // whose tree is gone before the other's comes
+    ProbeUser(state);
     state.isRoot = geteuid() == 0;
     state.isMember = IsInGroup("lumoadmin");
-    if (state.machine.parsed) {
-        state.settings = ReadSettings(document);
-        state.machine.invalid = CheckAgainstSchema(document);
-        state.machine.unread = FindUnreadElements(document);
-    }
     return state;
 }
 
-Settings ReadSettings(const std::string& document) {
+Settings ReadSettings(const Tree& tree) {
     Settings settings;
-    Tree tree;
-    if (!Vantor::ParseXml(document, tree)) {
-        return settings;
-    }
     if (const Tree* const client = Find(tree, "config/lumo_Client")) {
-        settings.readers = ReadReaders(*client);
+        ReadReaders(*client, settings);
         settings.traceLevel = NumberOf(*client, "Trace/LogLevel");
         settings.traceMode = NumberOf(*client, "Trace/LogMode");
         settings.traceFile = TextOf(*client, "Trace/Filename");
@@ -254,8 +215,7 @@ Settings ReadSettings(const std::string& document) {
     return settings;
 }
 
-std::optional<FileProblem> FindSyntaxProblem(const std::string& document) {
-    Tree tree;
+std::optional<FileProblem> FindSyntaxProblem(const std::string& document, Tree& tree) {
     if (Vantor::ParseXml(document, tree)) {
         return std::nullopt;
     }
@@ -272,21 +232,6 @@ std::optional<FileProblem> FindSyntaxProblem(const std::string& document) {
             LineOf(document, scan.tooMany), {}, Mark("mehr als 300.000 Elemente, Attribute und Kommentare")};
     }
     return AskParser(document, scan);
-}
-
-std::vector<std::string> FindUnreadElements(const std::string& document) {
-    std::vector<std::string> unread;
-    Tree tree;
-    if (!Vantor::ParseXml(document, tree)) {
-        return unread;
-    }
-    for (const KnownSection& section : KnownSections()) {
-        const std::string path = *section.path == '\0' ? "config" : std::string("config/") + section.path;
-        if (const Tree* const node = Find(tree, path)) {
-            AddUnread(*node, path, section.elements, unread);
-        }
-    }
-    return unread;
 }
 
 } // namespace Diag

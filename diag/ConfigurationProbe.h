@@ -4,21 +4,21 @@
 
 #include "diag/Records.h"
 
+#include <boost/property_tree/ptree_fwd.hpp>
+
+#include <optional>
 #include <string>
-#include <vector>
 
 namespace Diag {
 
 [[nodiscard]] ConfigurationState ProbeConfiguration();
 
-/// The stored settings of a document; all missing when it cannot be parsed.
-[[nodiscard]] Settings ReadSettings(const std::string& document);
+/// The stored settings of a document.
+[[nodiscard]] Settings ReadSettings(const boost::property_tree::ptree& tree);
 
 /// Why the registry would not take in the document, with the line as far as it can be told; nothing if it does.
-[[nodiscard]] std::optional<FileProblem> FindSyntaxProblem(const std::string& document);
-
-/// Paths ("config/lumo_Client/Foo") of elements with content that stand where only known ones are read, in the order of
-/// the document. Sub-trees of the client's that are not described are left out.
-[[nodiscard]] std::vector<std::string> FindUnreadElements(const std::string& document);
+/// @param tree  set to what it takes in; unchanged if it does not
+[[nodiscard]] std::optional<FileProblem> FindSyntaxProblem(const std::string& document,
+                                                           boost::property_tree::ptree& tree);
 
 } // namespace Diag

@@ -58,6 +58,10 @@ const std::vector<FindingKind>& FindingKinds() {
         {"service-failed", Severity::Error, Mark("Der PC/SC-Dienst meldet einen Fehler."),
          Mark("Starten Sie ihn neu und sehen Sie nach, was er meldet:"),
          "sudo systemctl restart pcscd.service\njournalctl --unit=pcscd --since=-5min"},
+        {"service-not-asked", Severity::Error,
+         Mark("Der PC/SC-Dienst wurde nicht gefragt: Das System gab keinen Prozess dafür her."),
+         Mark("Beenden Sie Programme dieses Benutzers, und sehen Sie nach, wie viele er haben darf:"),
+         "ps --user NAME\nulimit -u"},
 
         {"no-readers", Severity::Error, Mark("PC/SC kennt keinen Kartenleser, und am USB ist keiner zu sehen."),
          Mark(
@@ -167,6 +171,21 @@ const std::vector<FindingKind>& FindingKinds() {
          "namei --long /etc/vantor/lumoclient\nsudo chown root:root /etc/vantor\nsudo chmod 755 /etc/vantor\n"
          "sudo find /etc/vantor -maxdepth 1 -name lumoclient -type d -exec chown root:lumoadmin {} \\; "
          "-exec chmod 2775 {} \\; -ls"},
+        {"configuration-not-strict-xml", Severity::Warning,
+         Mark("Die Konfiguration gilt, aber andere Programme weisen sie ab: Sie ist kein XML nach den Regeln."),
+         Mark("Das tun alle, die sich an die Regeln halten, xmllint zum Beispiel. Berichtigen Sie die genannte Zeile, "
+              "und prüfen Sie die Datei:"),
+         "sudoedit /etc/vantor/lumoclient/config\nxmllint --noout /etc/vantor/lumoclient/config"},
+        {"configuration-document-type", Severity::Warning,
+         Mark("Die Konfiguration hat einen Dokumenttyp; deshalb wurde nicht geprüft, was darin steht."),
+         Mark("Entfernen Sie ihn. Das Administrationsprogramm überliest ihn und schreibt ihn nicht wieder; andere "
+              "Programme lesen durch ihn etwas anderes:"),
+         "sudoedit /etc/vantor/lumoclient/config"},
+        {"configuration-many-readers", Severity::Warning,
+         Mark("Die Konfiguration nennt mehr als 32 Leser; die weiteren fehlen in diesem Bericht."),
+         Mark("Mehr als 16 bedient der PC/SC-Dienst nicht. Wählen Sie die Leser im Administrationsprogramm neu aus "
+              "und speichern Sie:"),
+         "lumoadmin"},
 
         {"log-not-writable", Severity::Warning,
          Mark("Ein Protokoll ist eingeschaltet, aber dieser Benutzer kann es nicht schreiben."),
@@ -178,6 +197,10 @@ const std::vector<FindingKind>& FindingKinds() {
          "lumoadmin"},
         {"log-large", Severity::Warning, Mark("Die Protokolle sind größer als 100 MiB."),
          Mark("Schalten Sie das Protokoll aus, wenn Sie es nicht mehr brauchen, und löschen Sie die Dateien."), ""},
+        {"log-relative", Severity::Warning,
+         Mark("Der gespeicherte Name des Protokolls beginnt nicht mit /; jedes Programm sucht es woanders."),
+         Mark("So speichert, wer die Variable HOME nicht gesetzt hat. Setzen Sie sie, und speichern Sie neu:"),
+         "HOME=~ lumoadmin"},
 
         {"window-open", Severity::Note, Mark("Das Fenster ist schon offen; ein zweites öffnet sich nicht."),
          Mark("Ist es nirgends zu sehen, beendet es dieser Befehl:"), "kill %s"},

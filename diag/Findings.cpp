@@ -143,6 +143,9 @@ private:
             Add(IsFrozen(service) ? "service-frozen" : "service-not-answering", {}, service.call,
                 std::to_string(service.process));
             break;
+        case ServiceState::NotAsked:
+            Add("service-not-asked", {}, service.obstacle);
+            break;
         case ServiceState::Failed:
             Add("service-failed", {}, ResultText(service.code));
             break;
@@ -278,6 +281,12 @@ private:
         }
         AddWithDetails("configuration-invalid", path, problems);
         AddWithDetails("configuration-unread-element", path, machine.unread);
+        if (machine.notStrict) {
+            Add("configuration-not-strict-xml", path, ProblemText(*machine.notStrict));
+        }
+        if (machine.documentType) {
+            Add("configuration-document-type", path, ProblemText(*machine.documentType));
+        }
     }
 
     /// What somebody else may have put in the file's place. Rights that are mended through such a name are given away.
@@ -328,6 +337,9 @@ private:
                 }
             }
         }
+        if (settings.hasMoreReaders) {
+            Add("configuration-many-readers", shown.configuration.machine.file.path);
+        }
         if (settings.language && !LanguageOfNumber(*settings.language)) {
             Add("configuration-language-unknown", shown.configuration.machine.file.path,
                 std::to_string(*settings.language));
@@ -343,7 +355,9 @@ private:
         const bool clientLogs = settings.traceLevel.value_or(0) > 0;
         const std::string own = WithoutSlash(report.logs.client.path) + ClientLogFolder;
         const bool isElsewhere = !settings.traceFile.empty() && settings.traceFile != own;
-        if (clientLogs && isElsewhere) {
+        if (clientLogs && !settings.traceFile.empty() && settings.traceFile.front() != '/') {
+            Add("log-relative", shown.configuration.settings.traceFile);
+        } else if (clientLogs && isElsewhere) {
             Add("log-elsewhere", shown.configuration.settings.traceFile);
         } else if (clientLogs && !report.logs.client.writable) {
             Add("log-not-writable", shown.logs.client.path);

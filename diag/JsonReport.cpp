@@ -34,6 +34,8 @@ const char* StateName(ServiceState state) {
         return "protocol-mismatch";
     case ServiceState::NotAnswering:
         return "not-answering";
+    case ServiceState::NotAsked:
+        return "not-asked";
     default:
         return "failed";
     }
@@ -76,6 +78,7 @@ Json ServiceJson(const Service& service) {
     return {{"state", StateName(service.state)},
             {"result", ResultOrNull(service.code, service.answered)},
             {"hangingCall", TextOrNull(service.call)},
+            {"obstacle", TextOrNull(service.obstacle)},
             {"program", TextOrNull(service.program)},
             {"process", OrNull(service.process, service.process != 0)},
             {"processState", OrNull(std::string(1, service.processState), service.process != 0)},
@@ -167,6 +170,7 @@ Json ProblemJson(const FileProblem& problem) {
 Json FileJson(const ConfigurationFile& configuration) {
     const FileFacts& file = configuration.file;
     const bool isKnown = !file.owner.empty();
+    const auto problemOrNull = [](const auto& problem) { return problem ? ProblemJson(*problem) : Json(); };
     Json invalid = Json::array();
     for (const FileProblem& problem : configuration.invalid) {
         invalid.push_back(ProblemJson(problem));
@@ -184,7 +188,9 @@ Json FileJson(const ConfigurationFile& configuration) {
             {"writable", file.writable},
             {"obstacle", TextOrNull(file.obstacle)},
             {"parsed", configuration.parsed},
-            {"malformed", configuration.malformed ? ProblemJson(*configuration.malformed) : Json()},
+            {"malformed", problemOrNull(configuration.malformed)},
+            {"notStrict", problemOrNull(configuration.notStrict)},
+            {"documentType", problemOrNull(configuration.documentType)},
             {"invalid", invalid},
             {"unread", configuration.unread},
             {"putAside", configuration.putAside}};
@@ -201,6 +207,7 @@ Json SettingsJson(const Settings& settings) {
     }
     return {{"anyReader", IsAnyReader(settings.readers)},
             {"readers", readers},
+            {"moreReaders", settings.hasMoreReaders},
             {"language", NumberOrNull(settings.language)},
             {"logLevel", NumberOrNull(settings.traceLevel)},
             {"logMode", NumberOrNull(settings.traceMode)},

@@ -19,6 +19,7 @@ enum class ServiceState {
     Refused,          ///< the daemon closes the door on this user, as it does when polkit says no
     ProtocolMismatch, ///< daemon and client library are of different versions
     NotAnswering,     ///< no answer within the time limit
+    NotAsked,         ///< the system gave no process to ask it with
     Failed,           ///< another PC/SC error, or a daemon that went away in between
 };
 
@@ -32,6 +33,7 @@ struct Service {
     int process = 0;          ///< process id of a running daemon; 0: none to be seen
     char processState = '\0'; ///< as ps(1) writes it, 'T' for stopped
     bool answered = true;     ///< the code came back
+    std::string obstacle;     ///< for NotAsked: why, in the system's words
 };
 
 /// One driver attribute (PC/SC part 3).
@@ -111,10 +113,12 @@ struct ConfigurationFile {
     FileFacts file;
     FileFacts folder;
     bool parsed = false;
-    std::optional<FileProblem> malformed; ///< why it was not parsed
-    std::vector<FileProblem> invalid;     ///< what the schema says against it
-    std::vector<std::string> unread;      ///< paths of elements that no program of the product reads
-    bool putAside = false;                ///< a file "config.unreadable" lies beside it
+    std::optional<FileProblem> malformed;    ///< why it was not parsed
+    std::optional<FileProblem> notStrict;    ///< for what readers of XML that keep to its rules refuse it
+    std::optional<FileProblem> documentType; ///< that it has one, for which it is not checked further
+    std::vector<FileProblem> invalid;        ///< what the schema says against it; a last "..." stands for many more
+    std::vector<std::string> unread;         ///< paths of elements that no program of the product reads; likewise
+    bool putAside = false;                   ///< a file "config.unreadable" lies beside it
     bool hasForeignOwner = false; ///< neither root nor anybody who may save owns the file, or the link in its place
     bool isFolderOpen = false;    ///< others than root and the group could put something else in its place
 };
@@ -129,7 +133,8 @@ struct StoredReader {
 };
 
 struct Settings {
-    std::vector<StoredReader> readers;
+    std::vector<StoredReader> readers; ///< the first 32
+    bool hasMoreReaders = false;
     std::optional<long> traceLevel;
     std::optional<long> traceMode;
     std::string traceFile;

@@ -396,8 +396,10 @@ void Redaction::Apply(ConfigurationFile& configuration) const {
     for (FileProblem& problem : configuration.invalid) {
         Apply(problem);
     }
-    if (configuration.malformed) {
-        Apply(*configuration.malformed);
+    for (auto* const problem : {&configuration.malformed, &configuration.notStrict}) {
+        if (*problem) {
+            Apply(**problem);
+        }
     }
     for (std::string& path : configuration.unread) {
         path = Element(path);

@@ -1,270 +1,360 @@
 #include "diag/SchemaCheck.h"
 
-#include "diag/ConfigurationSchema.h"
+#include "config/XmlScan.h"
+#include "config/XmlWriter.h"
+#include "diag/Excerpt.h"
 #include "diag/Language.h"
 
-#include <libxml/parser.h>
-#include <libxml/relaxng.h>
+#include <boost/property_tree/ptree.hpp>
 
 #include <algorithm>
-#include <memory>
+#include <cstdint>
+#include <iterator>
+
+#include <strings.h>
 
 namespace Diag {
 
 namespace {
 
-template <typename T, void (*Free)(T*)>
-struct Freed {
-    void operator()(T* object) const { Free(object); }
+using Tree = boost::property_tree::ptree;
+
+constexpr char ReaderPrefix[] = "Reader";
+constexpr char ReaderSettings[] = "Reader_Settings"; // the client's own, no reader in spite of the name
+constexpr char Blanks[] = " \t\r\n";
+constexpr std::size_t SchemaReaders = 32; // Reader0 to Reader31: RELAX NG knows no name patterns
+
+enum class Type {
+    Text,
+    Number, ///< of 32 bits
+    TruthValue,
+    Word, ///< yes or no
+    Anything,
+    Section,
 };
 
-using Document = std::unique_ptr<xmlDoc, Freed<xmlDoc, xmlFreeDoc>>;
-using Schema = std::unique_ptr<xmlRelaxNG, Freed<xmlRelaxNG, xmlRelaxNGFree>>;
-using SchemaParser = std::unique_ptr<xmlRelaxNGParserCtxt, Freed<xmlRelaxNGParserCtxt, xmlRelaxNGFreeParserCtxt>>;
-using Validator = std::unique_ptr<xmlRelaxNGValidCtxt, Freed<xmlRelaxNGValidCtxt, xmlRelaxNGFreeValidCtxt>>;
+struct Section;
 
-/// Looking for the culprit validates once for each element; a file with more of them is told about as a whole.
-constexpr std::size_t MostElements = 1000;
-/// The file's own value is quoted no further than this.
-constexpr std::size_t LongestQuote = 40;
+struct Key {
+    const char* name;
+    Type type;
+    const Section* section = nullptr;
+    bool isRequired = false;
+};
 
-void Collect(void* problems, xmlErrorPtr error) {
-    std::string text = error->message == nullptr ? std::string() : error->message;
-    text.erase(text.find_last_not_of(" \n") + 1);
-    const auto line = static_cast<unsigned long>(std::max(error->line, 0));
-    static_cast<std::vector<FileProblem>*>(problems)->push_back({line, {}, text, true});
+/// An element that holds others. Tests hold the table against the registered keys and against the schema.
+struct Section {
+    std::vector<Key> keys;
+    bool hasText = false;
+    bool isClosed = false; ///< all names are known; elsewhere other programs of the product keep settings
+};
+
+const Section ReaderSection = {{{"Reader", Type::Text, nullptr, true},
+                                {"ReaderName", Type::Text, nullptr, true},
+                                {"IsSecure", Type::Word},
+                                {"UseGUI", Type::Word},
+                                {"UseBeep", Type::Word},
+                                {"UserMessage", Type::Text},
+                                {"CTAPI", Type::Text},
+                                {"CTPort", Type::Number},
+                                {"CloseOnExit", Type::Word}},
+                               false,
+                               true};
+
+const Section TraceSection = {
+    {{"LogLevel", Type::Number}, {"LogMode", Type::Number}, {"Filename", Type::Text}}, false, true};
+
+const Section ClientSection = {{{"Version", Type::Text},
+                                {"Language", Type::Number},
+                                {"CleanCertsOnRefresh", Type::TruthValue},
+                                {"MakeDialogsStayOnTop", Type::Word},
+                                {"CheckForUpdates", Type::Text},
+                                {"Orrin", Type::Text},
+                                {"InstallDir", Type::Text},
+                                {"Updateable", Type::Text},
+                                {"DeleteLogfilesAfterXDays", Type::Text},
+                                {"FixIt", Type::Text},
+                                {"Trace", Type::Section, &TraceSection},
+                                {ReaderSettings, Type::Anything}},
+                               true};
+
+const Section MiniDriverSection = {{{"EnableLogging", Type::Number},
+                                    {"EnableVantorPinDialog", Type::Text},
+                                    {"EnableExternalPin", Type::Text},
+                                    {"EnableCardAuthenticateEx", Type::Text},
+                                    {"PinCachePolicyType", Type::Text},
+                                    {"PinCachePolicyInfo", Type::Text},
+                                    {"EnableOutputDebugString", Type::Text},
+                                    {"PinEntryRequireSecuryMode", Type::Text},
+                                    {"IgnoreAcosSubVersion", Type::Text},
+                                    {"CheckReaderCapabilities", Type::Text},
+                                    {"EnableDiagnostics", Type::Text},
+                                    {"DoExclusiveReconnect", Type::Text},
+                                    {"MiniDriverVersion", Type::Text},
+                                    {"MiniDriverMinVersion", Type::Text}}};
+
+const Section ServicesSection = {{{"InstallDir", Type::Text}}};
+
+const Section RootSection = {{{"lumo_Client", Type::Section, &ClientSection},
+                              {"LumoMiniDriver", Type::Section, &MiniDriverSection},
+                              {"Kundendienste_Online", Type::Section, &ServicesSection}}};
+
+bool IsBlank(const std::string& text) {
+    return text.find_first_not_of(Blanks) == std::string::npos;
 }
 
-Schema LoadSchema() {
-    const SchemaParser parser(
-        xmlRelaxNGNewMemParserCtxt(ConfigurationSchema, static_cast<int>(ConfigurationSchemaSize)));
-    return Schema(parser ? xmlRelaxNGParse(parser.get()) : nullptr);
+std::string Trimmed(const std::string& text) {
+    const std::size_t begin = std::min(text.find_first_not_of(Blanks), text.size());
+    return text.substr(begin, text.find_last_not_of(Blanks) + 1 - begin);
 }
 
-/// @return what is wrong; empty for a valid document
-std::vector<FileProblem> Validate(xmlRelaxNG* schema, xmlDoc* document) {
-    std::vector<FileProblem> problems;
-    const Validator validator(xmlRelaxNGNewValidCtxt(schema));
-    if (validator) {
-        xmlRelaxNGSetValidStructuredErrors(validator.get(), Collect, &problems);
-        xmlRelaxNGValidateDoc(validator.get(), document);
+bool IsNumber(const std::string& text) {
+    const bool hasSign = !text.empty() && (text[0] == '-' || text[0] == '+');
+    const std::string digits = text.substr(hasSign ? 1 : 0);
+    if (digits.empty() || digits.find_first_not_of("0123456789") != std::string::npos) {
+        return false;
     }
-    return problems;
+    const std::string significant = digits.substr(std::min(digits.find_first_not_of('0'), digits.size() - 1));
+    const std::int64_t most = INT32_MAX + std::int64_t{text[0] == '-' ? 1 : 0};
+    return significant.size() <= 10 && std::stoll(significant) <= most;
 }
 
-std::vector<xmlNode*> ChildElements(xmlNode* parent) {
-    std::vector<xmlNode*> children;
-    for (xmlNode* child = parent->children; child != nullptr; child = child->next) {
-        if (child->type == XML_ELEMENT_NODE) {
-            children.push_back(child);
+bool IsOneOf(const std::string& text, std::initializer_list<const char*> words) {
+    return std::any_of(words.begin(), words.end(),
+                       [&](const char* word) { return strcasecmp(text.c_str(), word) == 0; });
+}
+
+bool IsValue(const std::string& text, Type type) {
+    if (IsBlank(text)) {
+        return true;
+    }
+    switch (type) {
+    case Type::Number:
+        return IsNumber(Trimmed(text));
+    case Type::TruthValue: {
+        const std::string word = Trimmed(text);
+        return word == "true" || word == "false" || word == "1" || word == "0";
+    }
+    case Type::Word:
+        return IsOneOf(text, {"YES", "JA", "Y", "TRUE", "NO", "NEIN", "N", "FALSE"});
+    default:
+        return true;
+    }
+}
+
+/// All below the element and itself.
+std::size_t CountElements(const Tree& element) {
+    std::size_t count = 1;
+    for (const auto& [name, child] : element) {
+        count += Vantor::IsXmlElement(name) ? CountElements(child) : 0;
+    }
+    return count;
+}
+
+bool HasElements(const Tree& tree) {
+    return std::any_of(tree.begin(), tree.end(), [](const auto& child) { return Vantor::IsXmlElement(child.first); });
+}
+
+/// Whether the element holds more than one of this name. Counting them would take too long for each of very many.
+bool IsTwin(const std::string& name, const Tree& parent) {
+    const auto [first, end] = parent.equal_range(name);
+    return first != end && std::next(first) != end;
+}
+
+const Key* FindKey(const Section& section, const std::string& name) {
+    const auto found =
+        std::find_if(section.keys.begin(), section.keys.end(), [&](const Key& key) { return name == key.name; });
+    return found == section.keys.end() ? nullptr : &*found;
+}
+
+bool IsInSchema(const std::string& readerElement) {
+    for (std::size_t i = 0; i < SchemaReaders; ++i) {
+        if (readerElement == ReaderPrefix + std::to_string(i)) {
+            return true;
         }
     }
-    return children;
+    return false;
 }
 
-void CollectElements(xmlNode* element, std::vector<xmlNode*>& elements) {
-    elements.push_back(element);
-    for (xmlNode* const child : ChildElements(element)) {
-        CollectElements(child, elements);
-    }
-}
+/// An element of the document.
+struct Place {
+    const Tree& tree;
+    std::string path;   ///< names of its own and of those that hold it
+    std::size_t number; ///< how many elements begin before it
+};
 
-std::string TextOf(const xmlNode* element) {
-    xmlChar* const content = xmlNodeGetContent(element);
-    std::string text = content == nullptr ? std::string() : reinterpret_cast<const char*>(content);
-    xmlFree(content);
-    return text;
-}
-
-std::string PathOf(const xmlNode* element) {
-    const std::string name = reinterpret_cast<const char*>(element->name);
-    const bool isRoot = element->parent == nullptr || element->parent->type != XML_ELEMENT_NODE;
-    return isRoot ? name : PathOf(element->parent) + "/" + name;
-}
-
-FileProblem Blame(xmlNode* element, const char* message, const std::string& value = {}) {
-    const auto line = static_cast<unsigned long>(std::max(xmlGetLineNo(element), 0L));
-    const std::string quote = value.size() > LongestQuote ? value.substr(0, LongestQuote) + "..." : value;
-    return {line, PathOf(element) + (value.empty() ? "" : " \"" + quote + "\""), message};
-}
-
-/// Takes an element out of its document for a while.
-class Absence {
+class Checker {
 public:
-    explicit Absence(xmlNode* absentee) : element(absentee), parent(absentee->parent), next(absentee->next) {
-        xmlUnlinkNode(element);
+    explicit Checker(const std::string& checked) : document(checked) {
+        static_cast<void>(Vantor::ScanXml(document, &begins));
     }
-    ~Absence() {
-        if (next != nullptr) {
-            xmlAddPrevSibling(next, element);
+
+    ElementProblems Run(const Tree& tree) {
+        const auto root =
+            std::find_if(tree.begin(), tree.end(), [](const auto& child) { return Vantor::IsXmlElement(child.first); });
+        if (root != tree.end() && root->first != "config") {
+            Blame(0, Excerpt(root->first), Mark("das Wurzelelement heißt nicht \"config\""));
+        } else if (root != tree.end()) {
+            CheckSection({root->second, "config", 0}, RootSection);
+        }
+        return {NamedProblems(), std::move(unread)};
+    }
+
+private:
+    struct Problem {
+        std::size_t place;
+        std::string path;
+        const char* text;
+    };
+
+    void Blame(std::size_t number, const std::string& path, const char* text) {
+        if (problems.size() <= MostProblems) { // one more tells that there are more
+            problems.push_back({number < begins.size() ? begins[number] : 0, path, text});
+        }
+    }
+
+    void NameUnread(const std::string& path) {
+        if (unread.size() <= MostProblems) {
+            unread.push_back(unread.size() < MostProblems ? path : "...");
+        }
+    }
+
+    void CheckAttributes(const Place& place) {
+        const auto attributes = place.tree.find("<xmlattr>");
+        if (attributes != place.tree.not_found() && !attributes->second.empty()) {
+            Blame(place.number, place.path + "/@" + Excerpt(attributes->second.front().first),
+                  Mark("hier nicht vorgesehen"));
+        }
+    }
+
+    void CheckText(const Place& place, bool isAllowed) {
+        if (!isAllowed) {
+            Blame(place.number, place.path + " \"" + Excerpt(place.tree.data()) + "\"", Mark("unzulässiger Wert"));
+        }
+    }
+
+    void CheckValue(const Place& place, Type type) {
+        CheckAttributes(place);
+        CheckText(place, IsValue(place.tree.data(), type));
+        ForEachElement(place, [&](const std::string& /*name*/, const Place& child) {
+            Blame(child.number, child.path, Mark("hier nicht vorgesehen"));
+        });
+    }
+
+    void CheckSection(const Place& place, const Section& section) {
+        CheckAttributes(place);
+        CheckText(place, section.hasText || IsBlank(place.tree.data()));
+        ForEachElement(place, [&](const std::string& name, const Place& child) {
+            CheckChild(name, child, section, IsTwin(name, place.tree));
+        });
+        const bool lacks = std::any_of(section.keys.begin(), section.keys.end(), [&](const Key& key) {
+            return key.isRequired && place.tree.find(key.name) == place.tree.not_found();
+        });
+        if (lacks) {
+            Blame(place.number, place.path, Mark("fehlende oder überzählige Elemente"));
+        }
+    }
+
+    void CheckChild(const std::string& name, const Place& child, const Section& section, bool isTwin) {
+        const Key* const key = FindKey(section, name);
+        if (&section == &ClientSection && IsReaderElement(name)) {
+            CheckReader(name, child, isTwin);
+        } else if (key == nullptr) {
+            CheckStranger(child, section);
         } else {
-            xmlAddChild(parent, element);
+            CheckTwin(child, isTwin);
+            CheckKnown(child, *key);
         }
     }
-    Absence(const Absence&) = delete;
-    Absence& operator=(const Absence&) = delete;
 
-private:
-    xmlNode* element;
-    xmlNode* parent;
-    xmlNode* next;
-};
-
-/// Absences that end in the opposite order, so that each finds its neighbour where it was.
-class Absences {
-public:
-    Absences() = default;
-    ~Absences() {
-        while (!all.empty()) {
-            all.pop_back();
+    void CheckKnown(const Place& place, const Key& key) {
+        if (key.type == Type::Section) {
+            CheckSection(place, *key.section);
+        } else if (key.type != Type::Anything) {
+            CheckValue(place, key.type);
         }
     }
-    Absences(const Absences&) = delete;
-    Absences& operator=(const Absences&) = delete;
 
-    void AddAllBut(xmlNode* one, const std::vector<xmlNode*>& elements) {
-        for (xmlNode* const element : elements) {
-            if (element != one) {
-                all.push_back(std::make_unique<Absence>(element));
+    void CheckTwin(const Place& place, bool isTwin) {
+        if (isTwin) {
+            Blame(place.number, place.path, Mark("steht mehr als einmal"));
+        }
+    }
+
+    void CheckStranger(const Place& place, const Section& section) {
+        if (section.isClosed) {
+            Blame(place.number, place.path, Mark("hier nicht vorgesehen"));
+        }
+        if (HasContent(place.tree)) {
+            NameUnread(place.path);
+        }
+    }
+
+    void CheckReader(const std::string& name, const Place& place, bool isTwin) {
+        if (!IsInSchema(name)) {
+            ForEachElement(place, [&](const std::string& child, const Place& inside) {
+                if (FindKey(ReaderSection, child) == nullptr && HasContent(inside.tree)) {
+                    NameUnread(inside.path);
+                }
+            });
+            return;
+        }
+        CheckTwin(place, isTwin);
+        if (HasContent(place.tree)) {
+            CheckSection(place, ReaderSection);
+        } else {
+            CheckAttributes(place); // a removed reader
+        }
+    }
+
+    template <typename Visit>
+    static void ForEachElement(const Place& place, const Visit& visit) {
+        std::size_t number = place.number + 1;
+        for (const auto& [name, child] : place.tree) {
+            if (Vantor::IsXmlElement(name)) {
+                visit(name, Place{child, place.path + "/" + Excerpt(name), number});
+                number += CountElements(child);
             }
         }
     }
 
-private:
-    std::vector<std::unique_ptr<Absence>> all;
-};
-
-/// Finds the elements that make a document invalid. The validator itself blames their parents. It rests on two
-/// properties of the schema: an element without text is valid wherever one with text is, and the elements of the first
-/// two levels do not need each other.
-class Detective {
-public:
-    Detective(xmlRelaxNG* usedSchema, xmlDoc* suspect)
-        : schema(usedSchema), document(suspect), root(xmlDocGetRootElement(suspect)) {}
-
-    std::vector<FileProblem> Run() {
-        std::vector<xmlNode*> elements;
-        CollectElements(root, elements);
-        if (elements.size() > MostElements) {
-            return {};
+    /// With their lines, which one walk through the text counts.
+    std::vector<FileProblem> NamedProblems() {
+        std::stable_sort(problems.begin(), problems.end(),
+                         [](const Problem& a, const Problem& b) { return a.place < b.place; });
+        std::vector<FileProblem> named;
+        std::size_t counted = 0;
+        unsigned long line = 1;
+        for (const Problem& problem : problems) {
+            line += static_cast<unsigned long>(
+                std::count(document.data() + counted, document.data() + problem.place, '\n'));
+            counted = problem.place;
+            named.push_back({line, problem.path, problem.text});
         }
-        const auto isParent = [](xmlNode* element) { return !ChildElements(element).empty(); };
-        elements.erase(std::remove_if(elements.begin(), elements.end(), isParent), elements.end());
-        std::vector<std::string> texts;
-        for (xmlNode* const leaf : elements) {
-            texts.push_back(TextOf(leaf));
-            xmlNodeSetContent(leaf, nullptr);
+        if (named.size() > MostProblems) {
+            named.back() = {0, {}, "..."};
         }
-        return IsValid() ? BlameValues(elements, texts) : BlameStructure();
+        return named;
     }
 
-private:
-    bool IsValid() { return Validate(schema, document).empty(); }
-
-    std::vector<FileProblem> BlameValues(const std::vector<xmlNode*>& leaves, const std::vector<std::string>& texts) {
-        std::vector<FileProblem> problems;
-        for (std::size_t i = 0; i < leaves.size(); ++i) {
-            xmlNodeAddContent(leaves[i], reinterpret_cast<const xmlChar*>(texts[i].c_str()));
-            if (!IsValid()) {
-                problems.push_back(Blame(leaves[i], Mark("unzulässiger Wert"), texts[i]));
-            }
-            xmlNodeSetContent(leaves[i], nullptr);
-        }
-        return problems;
-    }
-
-    std::vector<FileProblem> BlameStructure() {
-        std::vector<FileProblem> problems;
-        const std::vector<xmlNode*> sections = ChildElements(root);
-        for (xmlNode* const section : sections) {
-            Absences others;
-            others.AddAllBut(section, sections);
-            BlameSection(section, problems);
-        }
-        if (problems.empty()) {
-            BlameDoubles(problems);
-        }
-        return problems;
-    }
-
-    void BlameSection(xmlNode* section, std::vector<FileProblem>& problems) {
-        const std::vector<xmlNode*> children = ChildElements(section);
-        for (xmlNode* const child : children) {
-            Absences others;
-            others.AddAllBut(child, children);
-            if (!IsValid()) {
-                problems.push_back(BlameWithin(child));
-            }
-        }
-    }
-
-    FileProblem BlameWithin(xmlNode* element) {
-        const std::vector<xmlNode*> children = ChildElements(element);
-        for (xmlNode* const child : children) {
-            const Absence absence(child);
-            // An element that is left empty counts as removed, which says nothing about its child.
-            if (children.size() > 1 && IsValid()) {
-                return BlameChild(child, element, Mark("hier nicht vorgesehen"));
-            }
-        }
-        return Blame(element, Mark("fehlende oder überzählige Elemente"));
-    }
-
-    /// The child is out of its document and has no path of its own.
-    static FileProblem BlameChild(xmlNode* child, xmlNode* parent, const char* message) {
-        FileProblem problem = Blame(child, message);
-        problem.path = PathOf(parent) + "/" + problem.path;
-        return problem;
-    }
-
-    /// Leaving out either twin makes the document valid, and so would leaving out all that holds them.
-    void BlameDoubles(std::vector<FileProblem>& problems) {
-        std::vector<xmlNode*> elements;
-        CollectElements(root, elements);
-        for (xmlNode* const element : elements) {
-            if (element == root) {
-                continue;
-            }
-            xmlNode* const parent = element->parent;
-            const Absence absence(element);
-            if (IsValid()) {
-                const FileProblem problem = BlameChild(element, parent, Mark("steht mehr als einmal"));
-                const auto holdsIt = [&](const FileProblem& other) {
-                    return problem.path.compare(0, other.path.size() + 1, other.path + "/") == 0;
-                };
-                problems.erase(std::remove_if(problems.begin(), problems.end(), holdsIt), problems.end());
-                problems.push_back(problem);
-            }
-        }
-    }
-
-    xmlRelaxNG* schema;
-    xmlDoc* document;
-    xmlNode* root;
+    const std::string& document;
+    std::vector<std::size_t> begins;
+    std::vector<Problem> problems;
+    std::vector<std::string> unread;
 };
 
 } // namespace
 
-std::vector<FileProblem> CheckAgainstSchema(const std::string& document) {
-    std::vector<FileProblem> problems;
-    xmlSetStructuredErrorFunc(&problems, Collect);
-    const Document tree(xmlReadMemory(document.data(), static_cast<int>(document.size()), nullptr, nullptr,
-                                      XML_PARSE_NONET | XML_PARSE_BIG_LINES));
-    const Schema schema = LoadSchema();
-    if (tree && schema) {
-        problems = Validate(schema.get(), tree.get());
-        if (!problems.empty()) {
-            std::vector<FileProblem> culprits = Detective(schema.get(), tree.get()).Run();
-            problems = culprits.empty() ? problems : culprits;
-        }
-    }
-    xmlSetStructuredErrorFunc(nullptr, nullptr);
-    if (!tree && problems.empty()) {
-        problems.push_back({0, {}, Mark("kein lesbares XML")});
-    }
-    std::stable_sort(problems.begin(), problems.end(),
-                     [](const FileProblem& a, const FileProblem& b) { return a.line < b.line; });
-    return problems;
+bool IsReaderElement(const std::string& name) {
+    return name.compare(0, sizeof(ReaderPrefix) - 1, ReaderPrefix) == 0 && name != ReaderSettings;
+}
+
+bool HasContent(const Tree& element) {
+    return !IsBlank(element.data()) || HasElements(element);
+}
+
+ElementProblems CheckElements(const Tree& tree, const std::string& document) {
+    return Checker(document).Run(tree);
 }
 
 } // namespace Diag

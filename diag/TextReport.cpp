@@ -64,6 +64,8 @@ const char* StateText(ServiceState state) {
         return Mark("anderes Protokoll als die Bibliothek");
     case ServiceState::NotAnswering:
         return Mark("antwortet nicht");
+    case ServiceState::NotAsked:
+        return Mark("nicht gefragt");
     default:
         return Mark("Fehler");
     }
@@ -269,7 +271,11 @@ void AddConfigurationFile(Page& page, const ConfigurationFile& configuration, bo
                             : Fill(Translate("darf nicht speichern (%s)"), {file.obstacle}),
               6);
     if (configuration.parsed && hasSchema) {
-        page.Line(Mark("Schema"), configuration.invalid.empty() ? Translate("eingehalten") : Translate("verletzt"), 6);
+        page.Line(Mark("Schema"),
+                  Translate(configuration.documentType      ? Mark("nicht geprüft")
+                            : configuration.invalid.empty() ? Mark("eingehalten")
+                                                            : Mark("verletzt")),
+                  6);
     }
     if (configuration.putAside) {
         page.Line(Mark("Beiseitegelegt"), file.path + ".unreadable", 6);
@@ -308,6 +314,9 @@ void AddSettings(Page& page, const Settings& settings) {
     for (const StoredReader& reader : settings.readers) {
         const std::string kind = reader.library.empty() ? "PC/SC" : "CT-API, " + reader.library;
         page.Named(reader.element, reader.name + " (" + kind + ")", 6);
+    }
+    if (settings.hasMoreReaders) {
+        page.Plain("...", 6);
     }
 }
 

@@ -65,12 +65,39 @@ TEST(DiagConfiguration, WouldBeAnotherOneIfItWereWrittenAgainAndTheLineIsTold) {
     }
 }
 
-TEST(DiagConfiguration, HasTagsThatDoNotMatchWhichTheClientReadsAllTheSame) {
-    store("<config>\n  <lumo_Client>\n    <Language>58</Lang>\n  </lumo_Client>\n</config>\n");
+// With everything that the tool forgives; the second line is the one at which other readers stop.
+const std::string kForgiven[] = {
+    "<config><lumo_Client>\n<Language>58</Lang></lumo_Client></config>",
+    "<config><lumo_Client>\n<Language>58</lumo_Client></Language></config>",
+    "<config><lumo_Client><Language>58</Language></lumo_Client></config>\n<config/>",
+    "<config><lumo_Client><Language>58</Language></lumo_Client>\n<x a='1' a='2'/></config>",
+    "<config><lumo_Client><Language>58</Language>\n<Orrin>\x01</Orrin></lumo_Client></config>",
+    "<config><lumo_Client><Language>58</Language>\n<Orrin>K\xE4se</Orrin></lumo_Client></config>"};
+
+TEST(DiagConfiguration, IsTakenInThoughOtherReadersRefuseItAndTheLineIsTold) {
+    Lumodiag::installCatalogs();
+    for (const auto& text : kForgiven) {
+        store(text);
+        const auto report = Lumodiag::report();
+        EXPECT_EQ(report.document.at("configuration").at("settings").at("language"), 58) << text;
+        EXPECT_EQ(report.machineFile().at("malformed"), nullptr) << text;
+        EXPECT_EQ(report.machineFile().at("notStrict").at("line"), 2) << text;
+        EXPECT_THAT(report.finding("configuration-not-strict-xml").at("details").at(0).get<std::string>(),
+                    HasSubstr("2"));
+        EXPECT_THAT(report.findings(), Not(Contains("configuration-malformed"))) << text;
+        EXPECT_EQ(report.ending.status, 1) << text;
+        const auto page = Lumodiag::run({"--lang=en"}).output;
+        EXPECT_THAT(page, HasSubstr("is in force, but other programs refuse it")) << text;
+        EXPECT_THAT(page, HasSubstr("xmllint --noout")) << text;
+    }
+}
+
+TEST(DiagConfiguration, HasADocumentTypeAndIsNotChecked) {
+    store("<!DOCTYPE config [<!ENTITY x \"Maybe\">]>\n" + document("<UseGUI>&x;</UseGUI>" + std::string(kAnyReader)));
     const auto report = Lumodiag::report();
-    EXPECT_EQ(report.document.at("configuration").at("settings").at("language"), 58);
-    EXPECT_EQ(report.machineFile().at("invalid").at(0).at("line"), 3);
-    EXPECT_EQ(report.ending.status, 1);
+    EXPECT_THAT(report.findings(), ElementsAre("configuration-document-type"));
+    EXPECT_EQ(report.machineFile().at("documentType").at("line"), 1);
+    EXPECT_EQ(report.document.at("configuration").at("settings").at("anyReader"), true);
 }
 
 TEST(DiagConfiguration, WasPutAside) {
@@ -180,6 +207,15 @@ TEST(DiagLogs, AreSwitchedOnWhereThisUserCannotWriteOrDoesNotLook) {
     EXPECT_EQ(report.finding("log-elsewhere").at("subject"), "/home/anna/lumop11.log");
     EXPECT_EQ(report.finding("log-not-writable").at("subject"), std::string(kMiniDriverLogs) + "/");
     EXPECT_EQ(report.document.at("logs").at("miniDriver").at("writable"), false);
+}
+
+TEST(DiagLogs, AreNamedByOneWhoHadNoHome) {
+    store(document(kAnyReader + std::string("    <Trace><LogLevel>128</LogLevel><LogMode>2</LogMode>"
+                                            "<Filename>.vantor/lumo Client/Trace/lumop11.log</Filename></Trace>\n")));
+    const auto report = Lumodiag::report();
+    EXPECT_THAT(report.findings(), ElementsAre("log-relative"));
+    EXPECT_EQ(report.finding("log-relative").at("subject"), ".vantor/lumo Client/Trace/lumop11.log");
+    EXPECT_EQ(report.ending.status, 1);
 }
 
 TEST(DiagLogs, HaveGrownTooLarge) {

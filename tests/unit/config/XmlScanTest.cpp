@@ -27,6 +27,16 @@ std::size_t TreeDepth(const boost::property_tree::ptree& tree) {
     return depth;
 }
 
+std::size_t CountElements(const boost::property_tree::ptree& tree) {
+    std::size_t count = 0;
+    for (const auto& child : tree) {
+        if (child.first != "<xmlattr>" && child.first != "<xmlcomment>") {
+            count += 1 + CountElements(child.second);
+        }
+    }
+    return count;
+}
+
 void ExpectScan(const std::string& text, bool complete, std::size_t depth) {
     const XmlScan scan = ScanXml(text);
     EXPECT_EQ(scan.complete, complete) << text;
@@ -70,6 +80,12 @@ TEST(XmlScan, TellsWhereTextStandsOutsideOfElements) {
     EXPECT_EQ(ScanXml("<a/><![CDATA[]]>").looseText, XmlScan::Nowhere) << "of which nothing would be lost";
     EXPECT_EQ(ScanXml("<a/><!-- <![CDATA[x]]> -->").looseText, XmlScan::Nowhere);
     EXPECT_EQ(ScanXml("<a/> <![CDATA[x]]><![CDATA[y]]>").looseText, 5u);
+}
+
+TEST(XmlScan, TellsWhereEachElementBegins) {
+    std::vector<std::size_t> elements{17};
+    ScanXml("<!-- <x> --><a>\n<b c='<d>'/><![CDATA[<e>]]></a>", &elements);
+    EXPECT_EQ(elements, (std::vector<std::size_t>{12, 16}));
 }
 
 TEST(XmlScan, TellsWhereALimitIsPassed) {
@@ -176,9 +192,11 @@ TEST(XmlScan, AcceptsWhatTheParserAcceptsAndNeverSeesLessDepth) {
             continue;
         }
         ++accepted;
-        const XmlScan scan = ScanXml(text);
+        std::vector<std::size_t> elements;
+        const XmlScan scan = ScanXml(text, &elements);
         EXPECT_TRUE(scan.complete) << text;
         EXPECT_EQ(scan.depth, TreeDepth(tree)) << text;
+        EXPECT_EQ(elements.size(), CountElements(tree)) << text;
     }
     EXPECT_GT(accepted, 3000) << "too few documents to mean anything";
     RecordProperty("accepted", accepted);

@@ -2,7 +2,6 @@
 
 #include "config/Config.h"
 #include "config/ConfigImpl_XML.h"
-#include "config/ProgramConfig.h"
 #include "config/XmlDocument.h"
 #include "tests/support/Environment.h"
 #include "tests/support/Privileges.h"
@@ -11,8 +10,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <boost/property_tree/ptree.hpp>
+
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
+#include <thread>
 
 #include <sys/stat.h>
 
@@ -41,6 +44,17 @@ std::string Client(const std::string& content) {
 void Store(const std::string& text) {
     fs::create_directories(Folder);
     test::WriteText(File, text);
+}
+
+Settings ReadSettings(const std::string& document) {
+    boost::property_tree::ptree tree;
+    static_cast<void>(Vantor::ParseXml(document, tree));
+    return Diag::ReadSettings(tree);
+}
+
+std::optional<FileProblem> FindSyntaxProblem(const std::string& document) {
+    boost::property_tree::ptree tree;
+    return Diag::FindSyntaxProblem(document, tree);
 }
 
 /// Each test on a machine without a configuration.
@@ -281,35 +295,57 @@ TEST_F(ConfigurationProbeTest, ReadersAreReadInTheirOrder) {
     EXPECT_FALSE(settings.readers[1].isSecure);
 }
 
-TEST_F(ConfigurationProbeTest, EveryRegisteredSettingIsKnown) {
-    // given: a file with all settings that the program registers
-    GenerateConfig();
-    Vantor::Config* const config = Vantor::Config::GetHandle(0);
-    for (unsigned id = 2; id <= 60; ++id) {
-        ASSERT_TRUE(config->SetString(id, "1")) << id;
+TEST_F(ConfigurationProbeTest, NoMoreReadersAreToldThanTheServiceCouldServe) {
+    std::string many;
+    for (int i = 0; i < 33; ++i) {
+        many += "<Reader" + std::to_string(i) + ">" + ReaderTree("x") + "</Reader" + std::to_string(i) + ">";
     }
-    config->Destroy();
-    // then
-    EXPECT_THAT(FindUnreadElements(test::ReadText(File)), IsEmpty());
+    const Settings settings = ReadSettings(Client(many));
+    EXPECT_THAT(settings.readers, SizeIs(32));
+    EXPECT_TRUE(settings.hasMoreReaders);
+    EXPECT_FALSE(ReadSettings(Client("<Reader0>" + ReaderTree("x") + "</Reader0>")).hasMoreReaders);
 }
 
-TEST_F(ConfigurationProbeTest, UnknownElementsAreNamedByTheirPaths) {
-    EXPECT_THAT(
-        FindUnreadElements(Document("<lumo_client><Language>58</Language></lumo_client>"
-                                    "<lumo_Client><Langauge>58</Langauge><Trace><Loglevel>1</Loglevel></Trace>"
-                                    "<Reader0>" +
-                                    ReaderTree("x", "<UseGui>Yes</UseGui>") +
-                                    "</Reader0>"
-                                    "</lumo_Client><LumoMiniDriver><enableLogging>1</enableLogging></LumoMiniDriver>"
-                                    "<Kundendienste_Online><Dir>/x</Dir></Kundendienste_Online>")),
-        ElementsAre("config/lumo_client", "config/lumo_Client/Langauge", "config/lumo_Client/Reader0/UseGui",
-                    "config/lumo_Client/Trace/Loglevel", "config/LumoMiniDriver/enableLogging",
-                    "config/Kundendienste_Online/Dir"));
+TEST_F(ConfigurationProbeTest, NoTextIsToldAtAnyLength) {
+    const Settings settings = ReadSettings(Client("<Version>" + std::string(100000, 'x') + "</Version><Reader0>" +
+                                                  ReaderTree(std::string(100000, 'x')) + "</Reader0>"));
+    EXPECT_LT(settings.clientVersion.size(), 5000U);
+    ASSERT_THAT(settings.readers, SizeIs(1));
+    EXPECT_LT(settings.readers.front().name.size(), 5000U);
 }
 
-TEST_F(ConfigurationProbeTest, EmptyUnknownElementsAndCommentsAreNothing) {
-    EXPECT_THAT(FindUnreadElements(Document("<!-- note --><lumo_Client><!-- more --><Old/><Older>  </Older>"
-                                            "<Reader_Settings><Anything>1</Anything></Reader_Settings></lumo_Client>")),
-                IsEmpty());
-    EXPECT_THAT(FindUnreadElements("broken"), IsEmpty());
+TEST_F(ConfigurationProbeTest, AFileWithADocumentTypeIsNotChecked) {
+    Store("<!DOCTYPE config [<!ENTITY x \"y\">]>\n" + Client("<Language>58</Language><Other>&x;</Other>"));
+    const ConfigurationState state = ProbeConfiguration();
+    ASSERT_TRUE(state.machine.parsed && state.machine.documentType);
+    EXPECT_EQ(state.machine.documentType->line, 1U);
+    EXPECT_FALSE(state.machine.notStrict);
+    EXPECT_THAT(state.machine.invalid, IsEmpty());
+    EXPECT_THAT(state.machine.unread, IsEmpty());
+    EXPECT_EQ(state.settings.language, 58) << "which the client reads";
+}
+
+TEST_F(ConfigurationProbeTest, AFileThatIsTakenInThoughOthersRefuseItIsToldAsSuch) {
+    Store("<config>\n<lumo_Client><Language>58</Lang></lumo_Client></config>");
+    const ConfigurationState state = ProbeConfiguration();
+    ASSERT_TRUE(state.machine.parsed && state.machine.notStrict);
+    EXPECT_EQ(state.machine.notStrict->line, 2U);
+    EXPECT_EQ(state.settings.language, 58);
+}
+
+TEST_F(ConfigurationProbeTest, AFileThatKeepsChangingIntoAPipeNeverBlocks) {
+    fs::create_directories(Folder);
+    std::atomic<bool> goesOn{true};
+    const std::string next = std::string(File) + ".next";
+    std::thread exchanger([&] {
+        for (int i = 0; goesOn; ++i) {
+            i % 2 == 0 ? test::WriteText(next, Client("")) : void(mkfifo(next.c_str(), 0666));
+            fs::rename(next, File);
+        }
+    });
+    for (int i = 0; i < 3000; ++i) {
+        static_cast<void>(ProbeConfiguration());
+    }
+    goesOn = false;
+    exchanger.join();
 }

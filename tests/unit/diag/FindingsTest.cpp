@@ -394,6 +394,39 @@ TEST_F(FindingsTest, AMalformedConfigurationIsToldWithItsLine) {
     EXPECT_THAT(Ids(), ElementsAre("configuration-malformed")) << "a folder of that name";
 }
 
+TEST_F(FindingsTest, WhatOthersRefuseIsToldThoughItIsTakenIn) {
+    report.configuration.machine.notStrict =
+        FileProblem{3, "\xE4", "ein Zeichen, das hier nicht stehen darf, oder kein UTF-8"};
+    EXPECT_THAT(Ids(), ElementsAre("configuration-not-strict-xml"));
+    EXPECT_THAT(Only().details, ElementsAre("line 3: \xE4: a character that may not stand here, or no UTF-8"));
+    EXPECT_THAT(FormatText(report, DeriveFindings(report)), HasSubstr("line 3: \\xE4: a character"));
+    EXPECT_THAT(Only().commands, Contains("xmllint --noout /etc/vantor/lumoclient/config"));
+    EXPECT_TRUE(IsAnythingWrong(DeriveFindings(report)));
+}
+
+TEST_F(FindingsTest, ADocumentTypeIsToldWithItsLineAndThatNothingWasChecked) {
+    report.configuration.machine.documentType = FileProblem{1, "", "ein Dokumenttyp (DOCTYPE)"};
+    EXPECT_THAT(Ids(), ElementsAre("configuration-document-type"));
+    EXPECT_THAT(Only().details, ElementsAre("line 1: a document type (DOCTYPE)"));
+    EXPECT_THAT(FormatText(report, DeriveFindings(report)), HasSubstr("not checked"));
+}
+
+TEST_F(FindingsTest, MoreReadersThanTheReportHas) {
+    report.configuration.settings.readers = {{"Reader0", "PCSC Reader", "Reader A 00 00", "", true}};
+    report.configuration.settings.hasMoreReaders = true;
+    EXPECT_THAT(Ids(), ElementsAre("configuration-many-readers"));
+    EXPECT_THAT(FormatText(report, DeriveFindings(report)), HasSubstr("      ...\n"));
+}
+
+TEST_F(FindingsTest, WhatCouldNotBeAskedIsToldWithTheReasonAndTheRestOfTheReport) {
+    report.service.state = ServiceState::NotAsked;
+    report.service.obstacle = "fork: Resource temporarily unavailable";
+    report.readers.clear();
+    report.configuration.settings.readers.clear();
+    EXPECT_THAT(Ids(), ElementsAre("service-not-asked", "configuration-no-reader"));
+    EXPECT_THAT(DeriveFindings(report).front().details, ElementsAre(report.service.obstacle));
+}
+
 TEST_F(FindingsTest, WhatTheSchemaRefusesIsOneFindingWithAllLines) {
     report.configuration.machine.invalid = {{2, "config/a \"x\"", "unzulässiger Wert"},
                                             {4, "config/b", "hier nicht vorgesehen"}};
@@ -475,6 +508,15 @@ TEST_F(FindingsTest, ALogInAnothersHome) {
     EXPECT_THAT(Ids(), ElementsAre("log-elsewhere"));
     report.configuration.settings.traceLevel = 0;
     EXPECT_THAT(Ids(), IsEmpty()) << "the name stays when the log is switched off";
+}
+
+TEST_F(FindingsTest, ALogWithoutAPlaceOfItsOwn) {
+    report.configuration.settings.traceLevel = 128;
+    report.configuration.settings.traceFile = ".vantor/lumo Client/Trace/lumop11.log";
+    EXPECT_THAT(Ids(), ElementsAre("log-relative"));
+    EXPECT_EQ(Only().subject, ".vantor/lumo Client/Trace/lumop11.log");
+    report.configuration.settings.traceLevel = 0;
+    EXPECT_THAT(Ids(), IsEmpty());
 }
 
 TEST_F(FindingsTest, LargeLogs) {

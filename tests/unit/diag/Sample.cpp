@@ -117,7 +117,7 @@ Report SampleReport() {
     Report report;
     report.version = "1.0.0";
     report.time = SampleTime;
-    report.service = {ServiceState::Fine, 0, "", "/run/pcscd/pcscd.comm", "/usr/sbin/pcscd", 4711, 'S'};
+    report.service = {ServiceState::Fine, 0, "", "/run/pcscd/pcscd.comm", "/usr/sbin/pcscd", 4711, 'S', true, ""};
     report.listed = true;
     report.readers = {PinPadReader(), KeyboardWithoutDriver(), HeldReader(), HangingReader()};
     report.usbReaders = SampleUsb();
