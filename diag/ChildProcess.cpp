@@ -1,5 +1,7 @@
 #include "diag/ChildProcess.h"
 
+#include "diag/FileProbe.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -7,7 +9,7 @@
 #include <cstdint>
 #include <cstring>
 #include <new>
-#include <system_error>
+#include <stdexcept>
 #include <utility>
 
 #include <fcntl.h>
@@ -28,10 +30,14 @@ std::int64_t Now() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch()).count();
 }
 
+[[noreturn]] void Fail(const char* call) {
+    throw std::runtime_error(std::string(call) + ": " + ErrorText(errno));
+}
+
 SignOfLife* ShareMemory() {
     void* const memory = mmap(nullptr, sizeof(SignOfLife), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) {
-        throw std::system_error(errno, std::generic_category(), "mmap");
+        Fail("mmap");
     }
     return ::new (memory) SignOfLife;
 }
@@ -40,7 +46,7 @@ SignOfLife* ShareMemory() {
 struct Pipe {
     Pipe() {
         if (pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0) {
-            throw std::system_error(errno, std::generic_category(), "pipe");
+            Fail("pipe");
         }
     }
     ~Pipe() {
@@ -123,7 +129,7 @@ ChildProcess::ChildProcess(const std::function<void(const ParentProcess&)>& work
         Work(ParentProcess(messages.ends[1], rings.ends[1], *life), parent, work);
     }
     if (process < 0) {
-        throw std::system_error(errno, std::generic_category(), "fork");
+        Fail("fork");
     }
     input = messages.Take(0);
     bell = rings.Take(0);
@@ -135,7 +141,10 @@ ChildProcess::~ChildProcess() {
     kill(process, SIGKILL);
     while (waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
     }
-    munmap(life, sizeof(SignOfLife));
+}
+
+void ChildProcess::Unmapped::operator()(SignOfLife* memory) const {
+    munmap(memory, sizeof(SignOfLife));
 }
 
 std::string ChildProcess::LastStep() const {
@@ -165,17 +174,35 @@ bool ChildProcess::Fetch() {
         return false;
     }
     received.append(chunk.data(), static_cast<std::size_t>(count));
+    lastFetch = Now();
     return true;
+}
+
+void ChildProcess::HearBell() {
+    std::array<char, 64> rings{};
+    isGone = isGone || read(bell, rings.data(), rings.size()) == 0;
+}
+
+std::chrono::nanoseconds ChildProcess::Silent() const {
+    return std::chrono::nanoseconds(Now() - std::max(life->time.load(), lastFetch));
+}
+
+ChildProcess::News ChildProcess::Check(std::string& message) {
+    HearBell(); // first: who is gone has sent everything
+    while (!TakeMessage(message)) {
+        if (!Fetch()) {
+            return isGone ? News::End : News::Silence;
+        }
+    }
+    return News::Message;
 }
 
 ChildProcess::News ChildProcess::Receive(std::string& message, std::chrono::milliseconds limit) {
     const std::int64_t began = Now();
-    while (!TakeMessage(message)) {
-        if (Fetch()) {
-            continue;
-        }
-        if (isGone) {
-            return News::End;
+    for (;;) {
+        const News news = Check(message);
+        if (news != News::Silence) {
+            return news;
         }
         const std::int64_t lastSign = std::max(began, life->time.load());
         const std::chrono::nanoseconds left(lastSign + std::chrono::nanoseconds(limit).count() - Now());
@@ -183,16 +210,11 @@ ChildProcess::News ChildProcess::Receive(std::string& message, std::chrono::mill
             return News::Silence;
         }
         struct pollfd ring = {bell, POLLIN, 0};
-        const int ready = poll(&ring, 1, static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(left).count()));
-        if (ready < 0) {
+        const auto timeout = std::chrono::ceil<std::chrono::milliseconds>(left).count();
+        if (poll(&ring, 1, static_cast<int>(timeout)) < 0) {
             return errno == EINTR ? News::Interrupted : News::End;
         }
-        if (ready > 0) {
-            std::array<char, 64> rings{};
-            isGone = read(bell, rings.data(), rings.size()) == 0;
-        }
     }
-    return News::Message;
 }
 
 } // namespace Diag

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include <sys/types.h>
@@ -45,6 +46,7 @@ private:
 class ChildProcess {
 public:
     /// Starts `work` in a copy of this process. The child ends without unwinding when the work is done.
+    /// Throws std::runtime_error, "fork: Resource temporarily unavailable", where the system does not give one.
     explicit ChildProcess(const std::function<void(const ParentProcess&)>& work);
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
@@ -55,6 +57,13 @@ public:
     /// @param message  replaced by it; unchanged on Silence (neither message nor step within the limit), Interrupted (a
     ///                 signal's handler ran) and End (the child is gone)
     [[nodiscard]] News Receive(std::string& message, std::chrono::milliseconds limit);
+    /// The same without waiting: Silence when there is no message yet.
+    [[nodiscard]] News Check(std::string& message);
+    /// How long ago its last sign of life was, or what was last taken from it: until then it may have been kept
+    /// waiting.
+    [[nodiscard]] std::chrono::nanoseconds Silent() const;
+    /// For poll(2): can be read when the child has sent something or is gone.
+    [[nodiscard]] int Bell() const { return bell; }
 
     /// What the child last announced; empty for nothing.
     [[nodiscard]] std::string LastStep() const;
@@ -62,12 +71,18 @@ public:
 private:
     [[nodiscard]] bool TakeMessage(std::string& message);
     [[nodiscard]] bool Fetch();
+    void HearBell();
 
-    SignOfLife* life;
+    struct Unmapped {
+        void operator()(SignOfLife* memory) const;
+    };
+
+    std::unique_ptr<SignOfLife, Unmapped> life;
     pid_t process = -1;
     int input = -1;
     int bell = -1;
     bool isGone = false;
+    std::int64_t lastFetch = 0; ///< as SignOfLife::time
     std::string received;
 };
 

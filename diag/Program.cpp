@@ -1,7 +1,7 @@
 #include "diag/Program.h"
 
+#include "diag/CheckedLog.h"
 #include "diag/ConfigurationProbe.h"
-#include "diag/FileProbe.h"
 #include "diag/Findings.h"
 #include "diag/JsonReport.h"
 #include "diag/Language.h"
@@ -14,20 +14,19 @@
 #include "diag/TextReport.h"
 #include "diag/UsbProbe.h"
 #include "diag/Watch.h"
-#include "logging/Logging.h"
 #include "util/FileAndDirectory.h"
 
+#include <csignal>
 #include <cstdio>
 #include <ctime>
+#include <memory>
 #include <utility>
+
+#include <unistd.h>
 
 namespace Diag {
 
 namespace {
-
-using Vantor::LibLogging;
-
-constexpr unsigned LogEntriesInFile = 100000;
 
 std::string ChooseLanguage(const Options& options, const Settings& settings) {
     if (!options.language.empty()) {
@@ -40,33 +39,24 @@ std::string ChooseLanguage(const Options& options, const Settings& settings) {
 
 /// All of it, or the program was of no use: a report cut short on a full disk would be taken for a good one.
 bool Print(const std::string& text) {
-    return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
-}
-
-/// The log engine's file, null if none is wanted or it cannot be written. The engine's failures are silent, so what it
-/// left on disk tells whether it works.
-LibLogging* OpenLog(const Options& options) {
-    if (options.logFile.empty()) {
-        return nullptr;
+    const bool isPrinted = std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+    if (!isPrinted) {
+        std::perror("lumodiag");
     }
-    LibLogging* const log = LibLogging::GetHandle(static_cast<unsigned>(LibLogging::Register()));
-    log->Init(options.logFile, LogEntriesInFile, true);
-    log->Enabled(true);
-    log->LogMessage(std::string("lumodiag ") + LUMOADMIN_VERSION);
-    const FileFacts file = DescribeFile(LibLogging::AppendLogExtension(options.logFile));
-    return file.isRegular && file.writable && file.size > 0 ? log : nullptr;
+    return isPrinted;
 }
 
-/// What readers call themselves must neither begin a line of its own nor steer the terminal that shows the file.
-void WriteLine(LibLogging& log, bool isError, const std::string& text) {
-    isError ? log.LogError(Printable(text)) : log.LogMessage(Printable(text));
+/// Null if none is wanted or it cannot be written.
+std::unique_ptr<CheckedLog> OpenLog(const Options& options) {
+    auto log = options.logFile.empty() ? nullptr : std::make_unique<CheckedLog>(options.logFile);
+    return log && log->IsWhole() ? std::move(log) : nullptr;
 }
 
-LogLine LogTo(LibLogging* log) {
+LogLine LogTo(CheckedLog* log) {
     if (log == nullptr) {
         return nullptr;
     }
-    return [log](bool isError, const std::string& text) { WriteLine(*log, isError, text); };
+    return [log](bool isError, const std::string& text) { log->Write(isError, text); };
 }
 
 /// Lines that wait until all serial numbers are known: a reader's name is logged before it has told its own.
@@ -75,9 +65,9 @@ public:
     LogLine Log() {
         return [this](bool isError, const std::string& text) { lines.emplace_back(isError, text); };
     }
-    void Write(LibLogging& log, const Redaction& redaction) {
+    void Write(CheckedLog& log, const Redaction& redaction) {
         for (const auto& [isError, text] : lines) {
-            WriteLine(log, isError, redaction.Line(text));
+            log.Write(isError, redaction.Line(text));
         }
         lines.clear();
     }
@@ -93,6 +83,13 @@ Service Judge(ServiceFacts facts, const PcscFacts& asked) {
     return JudgeService(facts, asked);
 }
 
+/// For whoever sits before an empty terminal.
+void TellThatItWaits() {
+    if (isatty(STDERR_FILENO) == 1) {
+        std::fprintf(stderr, "lumodiag: %s\n", Translate("warte auf Kartenleser, die nicht antworten"));
+    }
+}
+
 Report MakeReport(ReaderQuestion& question, const ServiceFacts& seenEarly, std::vector<UsbReader> usbReaders,
                   ConfigurationState configuration) {
     Report report;
@@ -103,7 +100,7 @@ Report MakeReport(ReaderQuestion& question, const ServiceFacts& seenEarly, std::
     report.logs = ProbeLogs();
     report.openWindow = Vantor::FindRunningCopy();
 
-    PcscFacts asked = question.Answer();
+    PcscFacts asked = question.Answer(TellThatItWaits);
     report.service = Judge(seenEarly, asked);
     if (report.service.state != ServiceState::Fine) {
         report.service = Judge(LookForService(), asked); // what happened since is part of the trouble
@@ -116,14 +113,13 @@ Report MakeReport(ReaderQuestion& question, const ServiceFacts& seenEarly, std::
 
 int PrintReport(const Report& report, const std::vector<Finding>& findings, const Options& options) {
     if (!Print(options.json ? FormatJson(report, findings, options.redact) : FormatText(report, findings))) {
-        std::perror("lumodiag");
         return ExitTrouble;
     }
     return IsAnythingWrong(findings) ? ExitFindings : ExitFine;
 }
 
 /// Each line at once: whoever watches wants to see what his hands do.
-int Watch(const Options& options, LibLogging* log) {
+int Watch(const Options& options, CheckedLog* log) {
     Redaction redaction(Vantor::GetUserDir());
     bool isPrinted = true;
     WatchReaders([&](Event event) {
@@ -135,14 +131,14 @@ int Watch(const Options& options, LibLogging* log) {
         const std::string time = TimeText(std::time(nullptr));
         isPrinted = Print((options.json ? FormatEventJson(event, time) : FormatEvent(event, time)) + "\n");
         if (log != nullptr) {
-            WriteLine(*log, false, FormatEvent(event, "lumodiag"));
+            log->Write(false, FormatEvent(event, "lumodiag"));
         }
         return isPrinted;
     });
     return isPrinted ? ExitFine : ExitTrouble;
 }
 
-int RunReport(const Options& options, LibLogging* log) {
+int RunReport(const Options& options, CheckedLog* log) {
     HeldLines held;
     const bool isHeld = log != nullptr && options.redact;
     // Only beside readers on USB does it matter by which channel each is attached.
@@ -174,7 +170,7 @@ void Complain(const Options& options, Complaint complaint) {
     std::fprintf(stderr, "lumodiag: %s\n", Printable(Fill(Translate(complaint.text), complaint.values)).c_str());
 }
 
-int RunOther(const Options& options, LibLogging* log) {
+int RunOther(const Options& options, CheckedLog* log) {
     UseLanguage(ChooseLanguage(options, ProbeConfiguration().settings));
     if (options.help) {
         return Print(HelpText() + "\n") ? ExitFine : ExitTrouble;
@@ -185,9 +181,16 @@ int RunOther(const Options& options, LibLogging* log) {
     return Watch(options, log);
 }
 
+/// Who reads no longer, or a limit to the size of files, fails the writing and not the program without a word.
+void IgnoreSignalsOfWriting() {
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+}
+
 } // namespace
 
 int Run(int count, char** arguments) {
+    IgnoreSignalsOfWriting();
     Options options;
     if (const std::optional<Complaint> complaint = ReadOptions(count, arguments, options)) {
         Complain(options, *complaint);
@@ -198,14 +201,16 @@ int Run(int count, char** arguments) {
     if (options.help || options.version) {
         options.logFile.clear();
     }
-    LibLogging* const log = OpenLog(options);
-    if (log == nullptr && !options.logFile.empty()) {
-        Complain(options, {Mark("Protokolldatei %s lässt sich nicht schreiben"), {options.logFile}});
+    const std::unique_ptr<CheckedLog> log = OpenLog(options);
+    const Complaint logComplaint = {Mark("Protokolldatei %s lässt sich nicht schreiben"), {options.logFile}};
+    if (!log && !options.logFile.empty()) {
+        Complain(options, logComplaint);
         return ExitTrouble;
     }
-    const int status = isOther ? RunOther(options, log) : RunReport(options, log);
-    if (log != nullptr) {
-        log->Destroy();
+    const int status = isOther ? RunOther(options, log.get()) : RunReport(options, log.get());
+    if (log && !log->Close()) {
+        Complain(options, logComplaint);
+        return ExitTrouble;
     }
     return status;
 }

@@ -5,15 +5,18 @@
 #include "diag/Packing.h"
 #include "diag/ReaderProbe.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <limits>
 #include <list>
 #include <new>
+#include <stdexcept>
 #include <system_error>
 #include <tuple>
 #include <utility>
 
+#include <poll.h>
 #include <sys/mman.h>
 
 namespace Diag {
@@ -120,6 +123,7 @@ public:
 
     /// @return the number before
     std::size_t Count() { return (*number)++; }
+    std::size_t Value() const { return *number; }
 
 private:
     using Number = std::atomic<std::size_t>;
@@ -147,22 +151,35 @@ public:
 
     void AwaitReaders() {
         while (!facts.listed && GoesOn(probes.front())) {
-            Hear(probes.front());
+            HearAll();
         }
     }
 
-    PcscFacts Run() {
-        AwaitReaders(); // which makes it known how many probes there are
-        for (Probe& probe : probes) {
-            while (GoesOn(probe)) {
-                Hear(probe);
+    PcscFacts Run(const std::function<void()>& onWait) {
+        AwaitReaders();
+        const auto began = Clock::now();
+        bool isTold = false;
+        while (std::any_of(probes.begin(), probes.end(), [this](const Probe& probe) { return GoesOn(probe); }) &&
+               Clock::now() - began < limits.all) {
+            HearAll();
+            if (!isTold && onWait && Clock::now() - began >= limits.notice) {
+                isTold = true;
+                onWait();
             }
         }
+        Finish();
         return std::move(facts);
     }
 
 private:
+    using Clock = std::chrono::steady_clock;
+
     static constexpr std::size_t None = std::numeric_limits<std::size_t>::max();
+    static constexpr std::size_t ServedReaders = 16;
+    /// How long a reader may take before the others stop waiting for their turns behind it.
+    static constexpr std::chrono::milliseconds Impatience{1000};
+    /// How often the probes are looked at that do not ring.
+    static constexpr std::chrono::milliseconds LookEvery{50};
 
     /// A child process that takes one reader's turn after another.
     struct Probe {
@@ -175,33 +192,107 @@ private:
     void Start(Probe& probe) {
         probe.reader = None;
         probe.hasContext = probe.isDone = false;
-        probe.child = std::make_unique<ChildProcess>([this](const ParentProcess& parent) {
-            if (log) {
-                g_logChannel = &parent;
-                InstallLogCallbacks(LeaveError, LeaveNote);
-            }
-            Messenger messenger(parent);
-            ProbeReaders(
-                messenger, facts.readers, [this] { return turns.Count(); }, asksChannels);
-            parent.Send(Pack(MessageKind::Done));
-        });
+        try {
+            probe.child = std::make_unique<ChildProcess>([this](const ParentProcess& parent) { Work(parent); });
+        } catch (const std::runtime_error& error) {
+            // Those that there are do all of it.
+            obstacle = error.what();
+            probe.child = nullptr;
+            probe.isDone = true;
+        }
+    }
+
+    void Work(const ParentProcess& parent) {
+        if (log) {
+            g_logChannel = &parent;
+            InstallLogCallbacks(LeaveError, LeaveNote);
+        }
+        Messenger messenger(parent);
+        ProbeReaders(
+            messenger, facts.readers, [this] { return turns.Count(); }, asksChannels);
+        parent.Send(Pack(MessageKind::Done));
+    }
+
+    void StartUntil(std::size_t count) {
+        while (probes.size() < count) {
+            Start(probes.emplace_back());
+        }
     }
 
     [[nodiscard]] bool GoesOn(const Probe& probe) const { return !probe.isDone && !isServiceSilent; }
 
-    /// Takes one piece of news.
-    void Hear(Probe& probe) {
+    /// Takes all the news that there are, or waits a moment for some.
+    void HearAll() {
+        bool isQuiet = true;
+        for (Probe& probe : probes) { // more may be added meanwhile
+            while (GoesOn(probe) && Hear(probe)) {
+                isQuiet = false;
+            }
+        }
+        if (isQuiet) {
+            Wait();
+        }
+    }
+
+    /// @return whether there may be more news from it
+    bool Hear(Probe& probe) {
         std::string bytes;
-        switch (probe.child->Receive(bytes, probe.hasContext && facts.listed ? limits.reader : limits.service)) {
+        switch (probe.child->Check(bytes)) {
         case ChildProcess::News::Message:
             Take(bytes, probe);
-            break;
-        case ChildProcess::News::Interrupted:
-            break;
-        case ChildProcess::News::Silence:
+            return true;
         case ChildProcess::News::End:
             GiveUp(probe);
-            break;
+            return true;
+        default:
+            return CheckTime(probe);
+        }
+    }
+
+    /// @return whether its time was over
+    bool CheckTime(Probe& probe) {
+        const std::chrono::nanoseconds silent = probe.child->Silent();
+        if (silent >= (facts.listed ? limits.reader : limits.service)) {
+            GiveUp(probe);
+            return true;
+        }
+        if (silent >= Impatience && probe.reader != None && !isImpatient) {
+            isImpatient = true;
+            const std::size_t left = facts.readers.size() - std::min(turns.Value(), facts.readers.size());
+            StartUntil(probes.size() + std::min(left, ServedReaders));
+        }
+        return false;
+    }
+
+    void Wait() const {
+        std::vector<struct pollfd> bells;
+        for (const Probe& probe : probes) {
+            if (GoesOn(probe)) {
+                bells.push_back({probe.child->Bell(), POLLIN, 0});
+            }
+        }
+        poll(bells.data(), bells.size(), static_cast<int>(LookEvery.count()));
+    }
+
+    /// Whoever still has a turn now did not answer in time.
+    void Finish() {
+        for (const Probe& probe : probes) {
+            if (!probe.isDone) {
+                MarkHanging(probe);
+            }
+        }
+        const bool isAllAsked = facts.answered && std::all_of(facts.readers.begin(), facts.readers.end(),
+                                                              [](const Reader& reader) { return reader.asked; });
+        if (!isServiceSilent && !isAllAsked) {
+            facts.obstacle = obstacle;
+        }
+        probes.clear();
+    }
+
+    void MarkHanging(const Probe& probe) {
+        if (probe.reader != None) {
+            facts.readers[probe.reader].asked = true;
+            facts.readers[probe.reader].hangingCall = probe.child->LastStep();
         }
     }
 
@@ -246,14 +337,7 @@ private:
         message.Get(facts.listCode);
         message.Get(facts.readers);
         facts.listed = true;
-        const std::size_t count = log ? 1 : ProbesFor(facts.readers.size());
-        try {
-            while (probes.size() < count) {
-                Start(probes.emplace_back());
-            }
-        } catch (const std::system_error&) {
-            probes.pop_back(); // where no more processes are to be had, those that there are do all of it
-        }
+        StartUntil(log ? 1 : ProbesFor(facts.readers.size()));
     }
 
     void TakeReader(Unpacker& message, Probe& probe) {
@@ -270,16 +354,12 @@ private:
     /// The call did not return, or took the child with it: it is the service's fault before it listed its readers, or
     /// if another child does not even get a context; else that of the reader whose turn it was.
     void GiveUp(Probe& probe) {
-        const std::string call = probe.child->LastStep();
         if (!probe.hasContext || !facts.listed) {
-            facts.hangingCall = call;
+            facts.hangingCall = probe.child->LastStep();
             isServiceSilent = true;
             return;
         }
-        if (probe.reader != None) {
-            facts.readers[probe.reader].asked = true;
-            facts.readers[probe.reader].hangingCall = call;
-        }
+        MarkHanging(probe);
         // After the last reader too: only another child finds out whether it was the whole service.
         Start(probe);
     }
@@ -290,7 +370,9 @@ private:
     SharedCounter turns;
     std::list<Probe> probes; // which does not move them
     PcscFacts facts;
+    std::string obstacle; ///< why a probe could not be started
     bool isServiceSilent = false;
+    bool isImpatient = false;
 };
 
 ReaderQuestion::ReaderQuestion(const TimeLimits& limits, const LogLine& log, bool asksChannels)
@@ -302,8 +384,8 @@ void ReaderQuestion::AwaitReaders() {
     collector->AwaitReaders();
 }
 
-PcscFacts ReaderQuestion::Answer() {
-    return collector->Run();
+PcscFacts ReaderQuestion::Answer(const std::function<void()>& onWait) {
+    return collector->Run(onWait);
 }
 
 } // namespace Diag

@@ -141,6 +141,9 @@ bool WentAway(const ServiceFacts& facts, const PcscFacts& asked) {
 }
 
 ServiceState JudgeState(const ServiceFacts& facts, const PcscFacts& asked) {
+    if (!asked.obstacle.empty()) {
+        return ServiceState::NotAsked;
+    }
     if (!asked.hangingCall.empty() || !asked.answered) {
         return ServiceState::NotAnswering;
     }
@@ -188,6 +191,7 @@ Service JudgeService(const ServiceFacts& facts, const PcscFacts& asked) {
                                                                                                  : asked.contextCode;
     service.answered = asked.answered;
     service.call = asked.hangingCall;
+    service.obstacle = asked.obstacle;
     service.socket = facts.socket;
     service.program = facts.program;
     service.process = facts.process;

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <memory>
+#include <stdexcept>
 #include <utility>
 
 #include <time.h>
@@ -144,7 +146,17 @@ public:
 
 private:
     void WatchChild() {
-        ChildProcess child(KeepLooking);
+        std::unique_ptr<ChildProcess> child;
+        try {
+            child = std::make_unique<ChildProcess>(KeepLooking);
+        } catch (const std::runtime_error& error) {
+            TakeObstacle(error.what());
+            return;
+        }
+        Follow(*child);
+    }
+
+    void Follow(ChildProcess& child) {
         std::string bytes;
         while (goesOn) {
             const ChildProcess::News news = child.Receive(bytes, Patience);
@@ -158,6 +170,15 @@ private:
                 return;
             }
         }
+    }
+
+    /// Without a process nobody can be asked; the next pause may help.
+    void TakeObstacle(const std::string& reason) {
+        if (obstacle != reason) {
+            obstacle = reason;
+            goesOn = take({EventKind::ServiceGone, {}, reason});
+        }
+        last.answers = false; // so that it is told when it speaks again
     }
 
     void TakeSilence() {
@@ -175,12 +196,14 @@ private:
             goesOn = goesOn && take(event);
         }
         wasSilenceTold = false;
+        obstacle.clear();
         last = std::move(sight);
     }
 
     std::function<bool(const Event&)> take;
     Sight last;
     bool wasSilenceTold = false;
+    std::string obstacle; ///< why there is no process to ask with, once it was told
     bool goesOn = true;
 };
 

@@ -190,6 +190,9 @@ long TryConnect(SCARDCONTEXT context, const char* name, DWORD mode, DWORD protoc
     if (reader == nullptr) {
         return SCARD_E_UNKNOWN_READER;
     }
+    while (reader->hangs) {
+        pause();
+    }
     if (mode < SCARD_SHARE_EXCLUSIVE || mode > SCARD_SHARE_DIRECT) {
         return SCARD_E_INVALID_VALUE;
     }

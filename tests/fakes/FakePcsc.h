@@ -18,6 +18,7 @@ struct Reader {
     std::map<unsigned long, std::string> attributes = {}; ///< bytes by attribute tag; others are not supported
     std::map<unsigned long, std::string> controls = {};   ///< answers by control code; others are not supported
     unsigned long moreState = 0; ///< SCARD_STATE_ bits of SCardGetStatusChange besides those for the card
+    bool hangs = false;          ///< connecting to it never returns
 };
 
 enum class Function {

@@ -4,6 +4,7 @@
 
 #include <csignal>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -219,6 +220,37 @@ TEST(DiagLog, ThatCannotBeWrittenIsTrouble) {
     EXPECT_EQ(ending.status, 2);
     EXPECT_THAT(ending.errors, HasSubstr("/proc/none/trace"));
     EXPECT_EQ(ending.output, "");
+}
+
+TEST(DiagLog, CutShortByALimitToTheSizeOfFilesIsTroubleThatIsTold) {
+    const auto limited = "prlimit --fsize=600 " + Lumodiag::command().front() + " --log=/mnt/trace";
+    for (const std::string option : {"", " --redact"}) {
+        const auto ending = Support::run({"sh", "-c", limited + option + " --lang=en | cat"});
+        const auto whole =
+            Support::run({"bash", "-c", "set -o pipefail; " + limited + option + " 2>&1 >/dev/null | cat"});
+        EXPECT_EQ(whole.status, 2) << "and no signal" << option;
+        EXPECT_THAT(whole.output, HasSubstr("/mnt/trace")) << option;
+        EXPECT_THAT(ending.output, HasSubstr(kFirst)) << "the report is there all the same" << option;
+    }
+}
+
+TEST(DiagLog, CutShortByAFullDiskIsTroubleThatIsTold) {
+    Pcscd::serve(16);
+    ASSERT_EQ(mkdir("/mnt/disk", 0777), 0);
+    ASSERT_EQ(Support::run({"mount", "-t", "tmpfs", "-o", "size=4k", "disk", "/mnt/disk"}).status, 0);
+    const auto ending = Lumodiag::run({"--log=/mnt/disk/trace"});
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_THAT(ending.errors, HasSubstr("/mnt/disk/trace"));
+    EXPECT_THAT(ending.output, HasSubstr(nameOf(15)));
+}
+
+TEST(DiagCommand, EndsWithTwoWhenNobodyReadsWhatItPrints) {
+    const auto piped = "set -o pipefail; (sleep 1; exec " + Lumodiag::command().front();
+    for (const std::string option : {"", " --json", " --help", " --watch"}) {
+        const auto ending = Support::run({"bash", "-c", piped + option + ") | true"});
+        EXPECT_EQ(ending.status, 2) << option;
+        EXPECT_THAT(ending.errors, Not(IsEmpty())) << option;
+    }
 }
 
 TEST(DiagPrivacy, NothingIsAskedOfTheCardSoNothingOfItCanBeTold) {

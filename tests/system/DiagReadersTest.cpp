@@ -267,6 +267,39 @@ TEST(DiagReader, HangsInItsDriverAndSoDoesAnotherWhileManyAnswer) {
     EXPECT_EQ(report.ending.status, 1);
 }
 
+TEST(DiagReader, HangsTogetherWithFifteenOthersAndAllAreWaitedForAtOnce) {
+    for (const std::vector<std::string>& log : {std::vector<std::string>{}, {"--log=/mnt/trace"}}) {
+        const auto readers = Pcscd::serve(16);
+        for (const auto& reader : readers)
+            reader.write("hang", "IFDHControl\n");
+        auto arguments = log;
+        arguments.emplace_back("--json");
+        const auto report = Lumodiag::report(Lumodiag::command(arguments));
+        EXPECT_LT(report.took.count(), 15000) << "one after another takes more than a minute";
+        EXPECT_EQ(report.ending.errors, "") << "which is no terminal";
+        for (std::size_t number = 0; number < 16; ++number) {
+            EXPECT_EQ(report.reader(number).at("hangingCall"), "SCardControl") << number;
+            EXPECT_EQ(attribute(report, number, "vendorName").at("text"), "Vantor") << number;
+        }
+        EXPECT_EQ(report.document.at("service").at("state"), "fine");
+        for (const auto& reader : readers)
+            reader.remove("hang");
+    }
+}
+
+TEST(DiagReader, IsWaitedForAndATerminalIsTold) {
+    Lumodiag::installCatalogs();
+    const SimulatedReader reader(0);
+    const auto onTerminal = Lumodiag::command().front() + " --lang=en";
+    EXPECT_THAT(Support::run({"script", "--quiet", "--return", "--command", onTerminal, "/dev/null"}).output,
+                Not(HasSubstr("waiting")));
+    reader.write("hang", "IFDHControl\n");
+    const auto ending = Support::run({"script", "--quiet", "--return", "--command", onTerminal, "/dev/null"});
+    reader.remove("hang");
+    EXPECT_THAT(ending.output, StartsWith("lumodiag: waiting for card readers that do not answer"));
+    EXPECT_EQ(ending.status, 1);
+}
+
 TEST(DiagReader, IsNotWaitedForByAllOthersWhereThereAreMany) {
     Pcscd::serve(9);
     for (int number = 0; number < 9; ++number)

@@ -1,6 +1,7 @@
 #include "diag/ReaderReport.h"
 
 #include "tests/fakes/FakePcsc.h"
+#include "tests/support/FewDescriptors.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,7 +9,11 @@
 #include <unistd.h>
 #include <winscard.h>
 
+#include <chrono>
+
 using namespace Diag;
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
 using FakePcsc::Answer;
 using FakePcsc::Function;
 using testing::Contains;
@@ -143,4 +148,74 @@ TEST_F(ReaderReportTest, TheCallersOwnProcessMakesNoCalls) {
     FakePcsc::AddReader({"A"});
     static_cast<void>(ReaderQuestion(TimeLimits(), nullptr, true).Answer());
     EXPECT_THAT(FakePcsc::Calls(), IsEmpty()) << "a call that blocks would block the program";
+}
+
+TEST_F(ReaderReportTest, ReadersThatDoNotAnswerAreWaitedForAllAtOnce) {
+    for (int i = 0; i < 16; ++i) {
+        FakePcsc::AddReader({std::to_string(i)});
+        FakePcsc::Readers().back().hangs = i != 15;
+    }
+    TimeLimits limits;
+    limits.reader = 3000ms;
+    for (const LogLine& log : {LogLine(), LogLine([](bool, const std::string&) {})}) {
+        const auto began = Clock::now();
+        const PcscFacts facts = ReaderQuestion(limits, log, true).Answer();
+        EXPECT_LT(Clock::now() - began, 9s) << "three limits, where one after another takes at least five";
+        EXPECT_EQ(facts.hangingCall, "") << "it was not the service";
+        ASSERT_THAT(facts.readers, SizeIs(16));
+        for (const Reader& reader : facts.readers) {
+            EXPECT_TRUE(reader.asked) << reader.name;
+            EXPECT_EQ(reader.hangingCall, reader.name == "15" ? "" : "SCardConnect") << reader.name;
+        }
+    }
+}
+
+TEST_F(ReaderReportTest, AllTogetherTheyGetNoMoreThanOneLimit) {
+    FakePcsc::AddReader({"A"});
+    FakePcsc::Readers().back().hangs = true;
+    TimeLimits limits;
+    limits.reader = 60000ms;
+    limits.all = 2000ms;
+    const auto began = Clock::now();
+    const PcscFacts facts = ReaderQuestion(limits, nullptr, true).Answer();
+    EXPECT_LT(Clock::now() - began, 20s);
+    EXPECT_EQ(facts.readers.at(0).hangingCall, "SCardConnect");
+}
+
+TEST_F(ReaderReportTest, WhoWaitsLongIsToldOnce) {
+    FakePcsc::AddReader({"A"});
+    int told = 0;
+    const auto tell = [&] { ++told; };
+    static_cast<void>(ReaderQuestion(TimeLimits(), nullptr, true).Answer(tell));
+    EXPECT_EQ(told, 0) << "nothing to wait for";
+    FakePcsc::Readers().back().hangs = true;
+    TimeLimits limits;
+    limits.notice = 100ms;
+    limits.reader = 1000ms;
+    static_cast<void>(ReaderQuestion(limits, nullptr, true).Answer(tell));
+    EXPECT_EQ(told, 1);
+}
+
+TEST_F(ReaderReportTest, WhereTheSystemGivesNoProcessTheReasonIsTheAnswer) {
+    FakePcsc::AddReader({"A"});
+    const test::FewDescriptors tooFew(3);
+    ReaderQuestion question(TimeLimits(), nullptr, true);
+    question.AwaitReaders();
+    const PcscFacts facts = question.Answer();
+    EXPECT_EQ(facts.obstacle, "pipe: Too many open files");
+    EXPECT_FALSE(facts.answered);
+}
+
+TEST_F(ReaderReportTest, WhereTheSystemGivesOneProcessThatDoesAllOfIt) {
+    for (int i = 0; i < 16; ++i) {
+        FakePcsc::AddReader({std::to_string(i)});
+    }
+    ReaderQuestion question(TimeLimits(), nullptr, true);
+    const test::FewDescriptors tooFew(3);
+    const PcscFacts facts = question.Answer();
+    EXPECT_EQ(facts.obstacle, "");
+    ASSERT_THAT(facts.readers, SizeIs(16));
+    for (const Reader& reader : facts.readers) {
+        EXPECT_TRUE(reader.asked) << reader.name;
+    }
 }

@@ -119,6 +119,15 @@ TEST(ServiceProbeTest, SilenceMeansNotAnswering) {
     EXPECT_EQ(Judge(Machine(Program, 7, 0), later), ServiceState::NotAnswering) << "it stopped while it was asked";
 }
 
+TEST(ServiceProbeTest, WithoutAProcessNobodyWasAsked) {
+    PcscFacts asked;
+    asked.obstacle = "fork: Resource temporarily unavailable";
+    const Service service = JudgeService(Machine(Program, 7, 0), asked);
+    EXPECT_EQ(service.state, ServiceState::NotAsked);
+    EXPECT_EQ(service.obstacle, asked.obstacle);
+    EXPECT_EQ(service.process, 7) << "what can be seen without asking is told";
+}
+
 TEST(ServiceProbeTest, WhatWasSeenIsPassedOn) {
     const Service service = JudgeService(Machine(Program, 7, ENOENT), Answered(SCARD_E_NO_SERVICE));
     EXPECT_EQ(service.code, SCARD_E_NO_SERVICE);

@@ -2,11 +2,14 @@
 
 #include "diag/Language.h"
 #include "tests/fakes/FakePcsc.h"
+#include "tests/support/FewDescriptors.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <winscard.h>
+
+#include <optional>
 
 using namespace Diag;
 using testing::ElementsAre;
@@ -132,4 +135,19 @@ TEST(WatchTest, WatchingEndsWhenTheTakerHasEnough) {
         return kinds.size() < 3;
     });
     EXPECT_THAT(kinds, ElementsAre(EventKind::ServiceThere, EventKind::ReaderAttached, EventKind::CardInserted));
+}
+
+TEST(WatchTest, WithoutAProcessTheWatchGoesOnAndTellsWhyNobodyIsAsked) {
+    FakePcsc::Reset();
+    std::vector<Event> events;
+    std::optional<test::FewDescriptors> tooFew(3U);
+    WatchReaders([&](const Event& event) {
+        events.push_back(event);
+        tooFew.reset();
+        return event.kind == EventKind::ServiceGone;
+    });
+    ASSERT_THAT(events, testing::SizeIs(2));
+    EXPECT_EQ(events.front().kind, EventKind::ServiceGone);
+    EXPECT_EQ(events.front().detail, "pipe: Too many open files");
+    EXPECT_EQ(events.back().kind, EventKind::ServiceThere);
 }
