@@ -118,6 +118,7 @@ bool ListPCSCReaders(std::vector<PCSCReaderConfig>& readers) {
     }
     const long code = Guarded([&] {
         std::vector<PCSCReaderConfig> found;
+        found.reserve(names.size());
         PCSCReader reader;
         for (const std::string& name : names) {
             found.push_back(DescribeReader(reader, name));
