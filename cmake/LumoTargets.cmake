@@ -104,7 +104,7 @@ function(lumoadmin_tests target)
   # Under a slow tool the start of a process takes longer than most tests: there each program runs all of its tests in one.
   if(LUMOADMIN_WHOLE_TEST_PROGRAMS)
     add_test(NAME ${arg_LABEL}.${target} COMMAND ${target})
-    set_tests_properties(${arg_LABEL}.${target} PROPERTIES LABELS "${arg_LABEL};${arg_LABELS}" TIMEOUT ${arg_TIMEOUT})
+    set_tests_properties(${arg_LABEL}.${target} PROPERTIES LABELS "${arg_LABEL};${arg_LABELS}" TIMEOUT 600)
     return()
   endif()
   # What the whole program writes is held against the schema of its file; units are free to write anything.
