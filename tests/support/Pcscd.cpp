@@ -15,7 +15,8 @@ namespace Support::Pcscd {
 namespace {
 
 std::string steer(std::vector<std::string> command) {
-    command.insert(command.begin(), LUMOADMIN_SCRIPTS "/private-pcscd");
+    command[0].insert(0, "--");
+    command.insert(command.begin(), LUMOADMIN_SCRIPTS "/with-pcscd");
     const auto ending = Support::run(command, {}, Milliseconds(60000));
     if (ending.status != 0)
         throw std::runtime_error(command[0] + " " + command[1] + ": " + ending.errors);
