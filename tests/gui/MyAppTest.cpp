@@ -5,8 +5,8 @@
 #include "config/FileSystem.h"
 #include "config/ProgramConfig.h"
 #include "tests/fakes/FakePcsc.h"
-#include "tests/gui/Desktop.h"
 #include "tests/gui/Seams.h"
+#include "tests/gui/Toolkit.h"
 #include "util/I18N.h"
 
 #include <wx/button.h>

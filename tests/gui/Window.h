@@ -3,7 +3,7 @@
 
 #include "app/MainFrame.h"
 #include "app/wxCheckedListCtrl.h"
-#include "tests/gui/Desktop.h"
+#include "tests/gui/Toolkit.h"
 
 #include <wx/notebook.h>
 

@@ -1,7 +1,7 @@
 #include "app/wxCheckedListCtrl.h"
 
 #include "app/CheckedXPM.h"
-#include "tests/gui/Desktop.h"
+#include "tests/gui/Toolkit.h"
 
 #include <wx/bitmap.h>
 #include <wx/dcmemory.h>

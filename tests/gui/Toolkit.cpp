@@ -1,4 +1,4 @@
-#include "tests/gui/Desktop.h"
+#include "tests/gui/Toolkit.h"
 
 #include <wx/evtloop.h>
 #include <wx/init.h>
