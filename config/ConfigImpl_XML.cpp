@@ -109,6 +109,12 @@ std::string MakeFileName(const std::string& base, const char* maker, const std::
 
 enum class Found { Nothing, Text, Unreadable };
 
+/// A second hard link to a file that is closed to others is how somebody who may write in the folder, but not read the
+/// file, would have root take in a secret and write it into a readable one.
+bool MayBeTakenIn(const struct stat& status) {
+    return S_ISREG(status.st_mode) && (status.st_nlink <= 1 || (status.st_mode & S_IROTH) != 0);
+}
+
 /// Fetches a whole file. Only regular files are read: a pipe of that name would never end.
 Found FetchFile(const std::string& file, std::string& text) {
     // By the links that a save follows: what another's link leads to must not get into a file of ours.
@@ -117,8 +123,7 @@ Found FetchFile(const std::string& file, std::string& text) {
         return errno == ENOENT || errno == ENOTDIR ? Found::Nothing : Found::Unreadable;
     }
     struct stat status = {};
-    if (fstat(opened.Get(), &status) != 0 || !S_ISREG(status.st_mode) ||
-        status.st_size > static_cast<off_t>(MaxXmlSize)) {
+    if (fstat(opened.Get(), &status) != 0 || !MayBeTakenIn(status) || status.st_size > static_cast<off_t>(MaxXmlSize)) {
         return Found::Unreadable;
     }
     text = ReadStart(opened, static_cast<std::size_t>(status.st_size));

@@ -1,5 +1,6 @@
 #include "posix/SystemCalls.h"
 
+#include <algorithm>
 #include <vector>
 
 #include <fcntl.h>
@@ -16,9 +17,10 @@ ssize_t ReadAt(int fd, char* buffer, std::size_t size, off_t offset) {
 }
 
 // Stops without an error where the file systems cannot do it; the caller's own loop finds out what is left.
-off_t CopyInKernel(int from, int to) {
+off_t CopyInKernel(int from, int to, off_t most) {
     off_t offset = 0;
-    while (copy_file_range(from, &offset, to, nullptr, kernelChunk, 0) > 0) {
+    while (copy_file_range(from, &offset, to, nullptr, std::min(kernelChunk, static_cast<std::size_t>(most - offset)),
+                           0) > 0) {
     }
     return offset;
 }
@@ -60,8 +62,8 @@ bool WriteAndSync(const FileDescriptor& file, std::string_view bytes) {
     return WriteAll(file.Get(), bytes) == bytes.size() && Sync(file);
 }
 
-bool CopyAll(int from, int to) {
-    off_t offset = CopyInKernel(from, to);
+bool CopyAll(int from, int to, off_t most) {
+    off_t offset = CopyInKernel(from, to, most);
     std::vector<char> buffer(65536);
     while (true) {
         const ssize_t count = ReadAt(from, buffer.data(), buffer.size(), offset);
@@ -69,7 +71,7 @@ bool CopyAll(int from, int to) {
             return count == 0;
         }
         const auto size = static_cast<std::size_t>(count);
-        if (WriteAll(to, {buffer.data(), size}) != size) {
+        if (count > most - offset || WriteAll(to, {buffer.data(), size}) != size) {
             return false;
         }
         offset += count;

@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <limits>
 #include <string>
 #include <string_view>
 
@@ -40,7 +41,8 @@ auto RetryOnInterrupt(Call call) {
 [[nodiscard]] bool WriteAndSync(const FileDescriptor& file, std::string_view bytes);
 
 /// Copies all of a file to the current position of another; in the kernel where that is possible.
-/// @return true when every byte is there
-[[nodiscard]] bool CopyAll(int from, int to);
+/// @param most  bytes: whoever may write the file can make it grow while it is copied
+/// @return true when every byte is there; false also for a file of more bytes, when up to `most` of them may be there
+[[nodiscard]] bool CopyAll(int from, int to, off_t most = std::numeric_limits<off_t>::max());
 
 } // namespace Vantor

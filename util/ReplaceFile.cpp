@@ -77,8 +77,8 @@ bool MayBeOverwritten(const Target& target) {
 bool KeepByCopy(const Target& target, const FilePlace& kept) {
     TemporaryFile copy(kept);
     return target.status.st_size <= MaxCopied && copy.CreateLike(target.old, target.status) &&
-           CopyAll(target.old.Get(), copy.File().Get()) && Sync(copy.File()) && copy.MoveOver() &&
-           kept.Sync(copy.File());
+           CopyAll(target.old.Get(), copy.File().Get(), target.status.st_size) && Sync(copy.File()) &&
+           copy.MoveOver() && kept.Sync(copy.File());
 }
 
 bool Link(const Target& target, const FilePlace& kept) {

@@ -123,6 +123,32 @@ TEST_F(SavingTest, WhatAMembersLinkLeadsToIsNotTakenIn) {
     })) << "root would write it into a file that all may read";
 }
 
+TEST_F(SavingTest, ASecondNameThatAMemberGaveToAClosedFileIsNotTakenIn) {
+    // What the kernel refuses members unless fs.protected_hardlinks is switched off
+    fs::remove(layout->file);
+    const std::string secret = "/etc/secret";
+    WriteFile(secret, Precious);
+    chmod(secret.c_str(), 0600);
+    fs::create_hard_link(secret, layout->file);
+    EXPECT_TRUE(test::InAnotherProcess([&] {
+        std::string value = "unset";
+        Open()->GetString(1, value);
+        return value == "unset";
+    })) << "the member could then have root save it into a file that all may read";
+    EXPECT_TRUE(Save(layout->root));
+    EXPECT_EQ(ReadFile(secret), Precious);
+    EXPECT_EQ(ReadFile(layout->file).find("precious"), std::string::npos);
+}
+
+TEST_F(SavingTest, ASecondNameOfAFileThatAllMayReadIsTakenInAsBefore) {
+    WriteFile(layout->file, Precious);
+    fs::create_hard_link(layout->file, layout->folder + "/backup");
+    EXPECT_TRUE(test::InAnotherProcess([&] {
+        std::string value;
+        return Open()->GetString(1, value) && value == "precious";
+    }));
+}
+
 TEST_F(SavingTest, ASwapBetweenLookAndWriteGainsNothing) {
     // Given a member who swaps a link and a pipe for the file without a pause
     const std::string link = layout->folder + "/link";

@@ -58,6 +58,18 @@ TEST(SystemCallsTest, AWholeFileIsCopiedWhereverItWasReadTo) {
     EXPECT_FALSE(Vantor::CopyAll(from.Get(), full.Get()));
 }
 
+TEST(SystemCallsTest, AFileThatGrowsMeanwhileIsNotCopiedBeyondTheLimit) {
+    const test::TemporaryFolder folder;
+    test::WriteText(folder / "file", "content");
+    const FileDescriptor from(open((folder / "file").c_str(), O_RDONLY | O_CLOEXEC));
+    const FileDescriptor to(open((folder / "copy").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    EXPECT_FALSE(Vantor::CopyAll(from.Get(), to.Get(), 6));
+    EXPECT_LE(test::ReadText(folder / "copy").size(), 6u);
+    const FileDescriptor exact(open((folder / "exact").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    EXPECT_TRUE(Vantor::CopyAll(from.Get(), exact.Get(), 7));
+    EXPECT_EQ(test::ReadText(folder / "exact"), "content");
+}
+
 TEST(SystemCallsTest, WriteAllTellsHowMuchCouldBeWritten) {
     const FileDescriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
     EXPECT_EQ(Vantor::WriteAll(full.Get(), "text"), 0u);
