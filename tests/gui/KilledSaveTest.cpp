@@ -121,6 +121,9 @@ TEST_P(KilledSave, LeavesOneOfItsFilesAtEveryPoint) {
     EXPECT_GE(points, 200U);
 }
 
+using Share = std::tuple<std::size_t, test::Who>;
+
+// Their system calls differ in few places, so each of the two is killed at every second one.
 INSTANTIATE_TEST_SUITE_P(EveryFourth, KilledSave,
-                         testing::Combine(testing::Range<std::size_t>(0, kShares),
-                                          testing::Values(test::Who::Root, test::Who::Member)));
+                         testing::Values(Share{0, test::Who::Root}, Share{1, test::Who::Member},
+                                         Share{2, test::Who::Root}, Share{3, test::Who::Member}));

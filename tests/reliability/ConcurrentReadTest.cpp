@@ -21,7 +21,7 @@ namespace {
 
 const std::string kFile = "/etc/vantor/lumoclient/config";
 constexpr int kReads = 5000;
-constexpr int kChanges = 1000; // that are seen
+constexpr int kChanges = 300; // that are seen
 
 bool isComplete(const std::string& text) {
     const std::string end = "</config>";

@@ -33,7 +33,7 @@ using test::Who;
 
 namespace {
 
-constexpr int kCuts = 100;
+constexpr int kCuts = 50;
 const std::string kImage = "/mnt/disk.img";
 const std::string kCopy = "/mnt/cut.img";
 const std::string kFolder = "/etc/vantor/lumoclient";
