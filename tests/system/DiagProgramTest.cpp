@@ -229,7 +229,8 @@ TEST(DiagLog, CutShortByALimitToTheSizeOfFilesIsTroubleThatIsTold) {
         const auto whole =
             Support::run({"bash", "-c", "set -o pipefail; " + limited + option + " 2>&1 >/dev/null | cat"});
         EXPECT_EQ(whole.status, 2) << "and no signal" << option;
-        EXPECT_THAT(whole.output, HasSubstr(option.empty() ? "Protokolldatei /mnt/trace" : "Protokolldatei ")) << option;
+        EXPECT_THAT(whole.output, HasSubstr(option.empty() ? "Protokolldatei /mnt/trace" : "Protokolldatei "))
+            << option;
         EXPECT_THAT(ending.output, HasSubstr(kFirst)) << "the report is there all the same" << option;
     }
 }
