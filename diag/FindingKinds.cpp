@@ -130,6 +130,7 @@ const std::vector<FindingKind>& FindingKinds() {
         {"configuration-put-aside", Severity::Warning,
          Mark("Eine unlesbare Konfiguration wurde beim Speichern beiseitegelegt; was darin stand, gilt nicht mehr."),
          Mark("Übernehmen Sie daraus, was Sie brauchen, und löschen Sie die Datei:"),
+         "ls -la /etc/vantor/lumoclient\n"
          "diff /etc/vantor/lumoclient/config.unreadable /etc/vantor/lumoclient/config\n"
          "sudo rm /etc/vantor/lumoclient/config.unreadable"},
         {"configuration-read-only", Severity::Warning,
