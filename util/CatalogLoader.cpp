@@ -2,6 +2,8 @@
 
 #include "util/CatalogFile.h"
 
+#include <algorithm>
+
 #include <wx/intl.h>
 #include <wx/stdpaths.h>
 #include <wx/utils.h>
@@ -39,11 +41,12 @@ std::string CatalogLoader::FindCatalog(const wxString& domain, const wxString& l
 }
 
 wxMsgCatalog* CatalogLoader::LoadCatalog(const wxString& domain, const wxString& language) {
-    std::string bytes = FindCatalog(domain, language);
+    const std::string bytes = FindCatalog(domain, language);
     if (bytes.empty())
         return nullptr;
-    bytes.append(Padding, '\0');
-    return wxMsgCatalog::CreateFromData(wxScopedCharBuffer::CreateNonOwned(bytes.data(), bytes.size()), domain);
+    wxCharBuffer data(bytes.size() + Padding);
+    std::fill(std::copy(bytes.begin(), bytes.end(), data.data()), data.data() + data.length(), '\0');
+    return wxMsgCatalog::CreateFromData(data, domain);
 }
 
 wxArrayString CatalogLoader::GetAvailableTranslations(const wxString& domain) const {
