@@ -1,7 +1,8 @@
 #include "diag/Options.h"
 
-#include "diag/Language.h"
-#include "diag/Text.h"
+#include "diag/record/Mark.h"
+#include "diag/tell/Language.h"
+#include "diag/tell/Text.h"
 
 #include <getopt.h>
 

@@ -1,6 +1,6 @@
 // Entry of the program.
 #include "diag/Program.h"
-#include "diag/Text.h"
+#include "diag/record/Printable.h"
 
 #include <cstdio>
 #include <exception>

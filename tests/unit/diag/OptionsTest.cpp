@@ -1,6 +1,6 @@
 #include "diag/Options.h"
 
-#include "diag/Language.h"
+#include "diag/tell/Language.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

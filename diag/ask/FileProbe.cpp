@@ -1,0 +1,217 @@
+#include "diag/ask/FileProbe.h"
+
+#include "posix/SystemCalls.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <memory>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <grp.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Diag {
+
+namespace {
+
+using Vantor::FileDescriptor;
+using Vantor::ReadStart;
+
+constexpr std::size_t AccountBuffer = 16384;
+constexpr std::size_t MostGroups = 65536; // of the kernel
+
+std::string UserName(uid_t id) {
+    struct passwd entry = {};
+    struct passwd* found = nullptr;
+    std::vector<char> buffer(AccountBuffer);
+    getpwuid_r(id, &entry, buffer.data(), buffer.size(), &found);
+    return found == nullptr ? std::to_string(id) : entry.pw_name;
+}
+
+std::string GroupName(gid_t id) {
+    struct group entry = {};
+    struct group* found = nullptr;
+    std::vector<char> buffer(AccountBuffer);
+    getgrgid_r(id, &entry, buffer.data(), buffer.size(), &found);
+    return found == nullptr ? std::to_string(id) : entry.gr_name;
+}
+
+bool May(const std::string& path, int access) {
+    return faccessat(AT_FDCWD, path.c_str(), access, AT_EACCESS) == 0;
+}
+
+std::string Parent(const std::string& path) {
+    const std::size_t slash = path.find_last_of('/', path.size() < 2 ? 0 : path.size() - 2);
+    return slash == std::string::npos ? "." : path.substr(0, slash == 0 ? 1 : slash);
+}
+
+/// A slash at the end would follow a link.
+std::string WithoutSlash(std::string path) {
+    while (path.size() > 1 && path.back() == '/') {
+        path.pop_back();
+    }
+    return path;
+}
+
+/// What lies under a name. Every question is put to the descriptor, so that all answers are about the same file.
+struct Place {
+    FileDescriptor file; ///< O_PATH; closed when there is none, or it cannot be reached: errno says why
+    struct stat status = {};
+    bool isLink = false;
+    uid_t linkOwner = 0; ///< of the first link, as its target
+    std::string target;
+
+    /// A name of the file itself, which nobody can exchange.
+    [[nodiscard]] std::string Name() const { return "/proc/self/fd/" + std::to_string(file.Get()); }
+    [[nodiscard]] bool IsFollowed() const { return !S_ISLNK(status.st_mode); }
+    [[nodiscard]] FileDescriptor Open(int flags) const {
+        return FileDescriptor(open(Name().c_str(), flags | O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    }
+};
+
+std::string Target(const FileDescriptor& link) {
+    std::array<char, PATH_MAX> target{};
+    const ssize_t length = readlinkat(link.Get(), "", target.data(), target.size());
+    return {target.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))};
+}
+
+/// Follows links of root and of this user. Anybody else's could lead to what only this user may see.
+Place Find(std::string path) {
+    constexpr int MostLinks = 8;
+    Place place;
+    path = WithoutSlash(path);
+    for (int links = 0; links < MostLinks; ++links) {
+        place.file = FileDescriptor(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        if (!place.file.IsOpen() || fstat(place.file.Get(), &place.status) != 0 || !S_ISLNK(place.status.st_mode)) {
+            break;
+        }
+        const std::string target = Target(place.file);
+        if (!place.isLink) {
+            place.isLink = true;
+            place.linkOwner = place.status.st_uid;
+            place.target = target;
+        }
+        if (place.status.st_uid != 0 && place.status.st_uid != geteuid()) {
+            break;
+        }
+        path = WithoutSlash(target.compare(0, 1, "/") == 0 ? target : Parent(path) + "/" + target);
+    }
+    return place;
+}
+
+void AskRights(const Place& place, FileFacts& facts) {
+    if (!place.IsFollowed()) {
+        facts.obstacle = ErrorText(ELOOP);
+        return;
+    }
+    facts.readable = May(place.Name(), R_OK);
+    facts.writable = May(place.Name(), facts.isFolder ? W_OK | X_OK : W_OK);
+    facts.obstacle = facts.writable ? "" : ErrorText(errno);
+}
+
+std::vector<gid_t> OwnGroups() {
+    std::vector<gid_t> groups(static_cast<std::size_t>(std::max(getgroups(0, nullptr), 0)));
+    groups.resize(static_cast<std::size_t>(std::max(getgroups(static_cast<int>(groups.size()), groups.data()), 0)));
+    groups.push_back(getegid());
+    return groups;
+}
+
+} // namespace
+
+std::string ErrorText(int error) {
+    const char* const text = strerrordesc_np(error);
+    return text == nullptr ? std::to_string(error) : text;
+}
+
+FileFacts DescribeFile(const std::string& path) {
+    FileFacts facts;
+    facts.path = path;
+    const Place place = Find(path);
+    facts.isLink = place.isLink;
+    facts.target = place.target;
+    facts.linkOwner = place.isLink ? UserName(place.linkOwner) : "";
+    if (!place.file.IsOpen()) {
+        // Behind a closed folder there may well be something.
+        facts.obstacle = ErrorText(errno);
+        facts.exists = errno != ENOENT && errno != ENOTDIR;
+        return facts;
+    }
+    const struct stat& status = place.status;
+    facts.exists = true;
+    facts.isFollowed = place.IsFollowed();
+    facts.isRegular = S_ISREG(status.st_mode);
+    facts.isFolder = S_ISDIR(status.st_mode);
+    facts.owner = UserName(status.st_uid);
+    facts.ownerId = status.st_uid;
+    facts.group = GroupName(status.st_gid);
+    facts.mode = status.st_mode & 0777U;
+    facts.size = status.st_size;
+    facts.modified = status.st_mtime;
+    facts.names = facts.isRegular ? status.st_nlink : 1;
+    AskRights(place, facts);
+    return facts;
+}
+
+std::string ReadFile(const std::string& path, std::size_t size) {
+    const Place place = Find(path);
+    return place.file.IsOpen() && S_ISREG(place.status.st_mode) ? ReadStart(place.Open(0), size) : std::string();
+}
+
+std::vector<LogFileFacts> ListFiles(const std::string& folder) {
+    std::vector<LogFileFacts> files;
+    const Place place = Find(folder);
+    FileDescriptor opened = place.file.IsOpen() ? place.Open(O_DIRECTORY) : FileDescriptor();
+    const int number = opened.IsOpen() ? dup(opened.Get()) : -1;
+    const std::unique_ptr<DIR, int (*)(DIR*)> entries(number < 0 ? nullptr : fdopendir(number), closedir);
+    while (const struct dirent* const entry = entries ? readdir(entries.get()) : nullptr) {
+        struct stat status = {};
+        if (fstatat(opened.Get(), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(status.st_mode)) {
+            files.push_back({entry->d_name, status.st_size, status.st_mtime});
+        }
+    }
+    return files;
+}
+
+bool OnlyRootWrites(const std::string& folder) {
+    const Place place = Find(folder);
+    return !place.isLink && place.file.IsOpen() && S_ISDIR(place.status.st_mode) && place.status.st_uid == 0 &&
+           (place.status.st_mode & (place.status.st_gid == 0 ? S_IWOTH : S_IWOTH | S_IWGRP)) == 0;
+}
+
+bool IsInGroup(unsigned user, const std::string& name) {
+    struct passwd entry = {};
+    struct passwd* found = nullptr;
+    std::vector<char> buffer(AccountBuffer);
+    getpwuid_r(user, &entry, buffer.data(), buffer.size(), &found);
+    std::vector<gid_t> groups(MostGroups);
+    auto count = static_cast<int>(groups.size());
+    if (found == nullptr || getgrouplist(entry.pw_name, entry.pw_gid, groups.data(), &count) < 0) {
+        return false;
+    }
+    groups.resize(static_cast<std::size_t>(count));
+    return std::any_of(groups.begin(), groups.end(), [&](gid_t group) { return GroupName(group) == name; });
+}
+
+bool CanCreateIn(const std::string& folder, std::string& obstacle) {
+    std::string nearest = folder;
+    while (nearest != "/" && nearest != "." && !May(nearest, F_OK) && errno == ENOENT) {
+        nearest = Parent(nearest);
+    }
+    const bool can = May(nearest, W_OK | X_OK);
+    obstacle = can ? "" : ErrorText(errno);
+    return can;
+}
+
+bool IsInGroup(const std::string& name) {
+    // Not the other way round: for a group that does not exist every source of names would be asked, the network too.
+    const std::vector<gid_t> groups = OwnGroups();
+    return std::any_of(groups.begin(), groups.end(), [&](gid_t group) { return GroupName(group) == name; });
+}
+
+} // namespace Diag

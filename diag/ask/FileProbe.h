@@ -1,0 +1,38 @@
+// Rights to files and folders, asked without changing anything.
+#pragma once
+
+#include "diag/record/Records.h"
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace Diag {
+
+/// What there is under a path, and what this user may do with it. Links in its place are followed as far as root or
+/// this user made them.
+[[nodiscard]] FileFacts DescribeFile(const std::string& path);
+
+/// The first bytes of a regular file, links followed likewise; empty if it cannot be read.
+[[nodiscard]] std::string ReadFile(const std::string& path, std::size_t size);
+
+/// The regular files in a folder, links to it followed likewise; in no order.
+[[nodiscard]] std::vector<LogFileFacts> ListFiles(const std::string& folder);
+
+/// Whether this is a folder, no link to one, in which root alone may make, remove and rename anything.
+[[nodiscard]] bool OnlyRootWrites(const std::string& folder);
+
+/// Whether this user could make a file in the folder, which need not be there yet: then its nearest parent decides.
+/// @param obstacle  set to the system's reason if not
+[[nodiscard]] bool CanCreateIn(const std::string& folder, std::string& obstacle);
+
+/// The system's words for an error number, in English whatever the language, so that reports can be compared.
+[[nodiscard]] std::string ErrorText(int error);
+
+/// Whether the account of that number is in the group of that name. May ask the network.
+[[nodiscard]] bool IsInGroup(unsigned user, const std::string& name);
+
+/// Whether this process is in the group of that name.
+[[nodiscard]] bool IsInGroup(const std::string& name);
+
+} // namespace Diag

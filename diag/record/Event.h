@@ -1,0 +1,28 @@
+// What happens to readers and cards while they are watched.
+#pragma once
+
+#include <string>
+
+namespace Diag {
+
+enum class EventKind {
+    ServiceThere,
+    ServiceGone,
+    ServiceSilent,
+    ReaderAttached,
+    ReaderGone,
+    CardInserted,
+    CardRemoved,
+    CardMute,
+    Used,
+    Held,
+    Released,
+};
+
+struct Event {
+    EventKind kind = EventKind::ServiceThere;
+    std::string reader;
+    std::string detail; ///< ATR in hexadecimal, PC/SC error
+};
+
+} // namespace Diag

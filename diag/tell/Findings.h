@@ -1,0 +1,71 @@
+// What is wrong, why, and what to do about it: derived from the records alone.
+#pragma once
+
+#include "diag/record/Records.h"
+
+#include <string>
+#include <vector>
+
+namespace Diag {
+
+enum class Severity {
+    Note,    ///< worth knowing; nothing is wrong
+    Warning, ///< something does not work as it could
+    Error,   ///< something does not work
+};
+
+/// A kind of finding. Its id is the name of its entry in docs/failures.md.
+struct FindingKind {
+    const char* id;
+    Severity severity;
+    const char* title;    ///< message id
+    const char* remedy;   ///< message id
+    const char* commands; ///< what to type, one a line; "%s" stands for a finding's parameter
+};
+
+/// What to do about a finding where its kind's remedy would not help.
+struct OtherRemedy {
+    const char* id;       ///< of the kind
+    const char* cause;    ///< tells the kind's other remedies apart
+    const char* remedy;   ///< message id
+    const char* commands; ///< as in FindingKind
+};
+
+[[nodiscard]] const std::vector<OtherRemedy>& OtherRemedies();
+
+/// Every kind, in the order of the report.
+[[nodiscard]] const std::vector<FindingKind>& FindingKinds();
+
+struct Finding {
+    const FindingKind* kind = nullptr; ///< never null in a report
+    std::string subject;               ///< the reader or file in question; may be empty
+    std::vector<std::string> details;  ///< what was seen, one a line; may be empty
+    std::vector<std::string> commands; ///< with the parameter filled in
+    const char* remedy = nullptr;      ///< message id; never null in a report
+};
+
+/// "08e6:3437 Gemalto USB SmartCard Reader": numbers of vendor and product, and what the device calls itself.
+[[nodiscard]] std::string UsbName(const UsbReader& device);
+
+/// "line 3: config/lumo_Client/Language "x": value not allowed", in the chosen language.
+[[nodiscard]] std::string ProblemText(const FileProblem& problem);
+
+/// Findings in the order of the report's parts.
+/// @param shown  the same report as far as it may be told (Redaction): all texts are taken from it
+[[nodiscard]] std::vector<Finding> DeriveFindings(const Report& report, const Report& shown);
+[[nodiscard]] std::vector<Finding> DeriveFindings(const Report& report);
+
+/// Whether something is wrong, notes not counted.
+[[nodiscard]] bool IsAnythingWrong(const std::vector<Finding>& findings);
+
+/// Whether a stored reader is the one that stands for all: a PC/SC reader named "*", with none beside it.
+[[nodiscard]] bool IsAnyReader(const std::vector<StoredReader>& readers);
+
+/// Whether another program uses the reader, and whether it lets no other in.
+[[nodiscard]] bool IsInUse(const Reader& reader);
+[[nodiscard]] bool IsHeld(const Reader& reader);
+
+/// Numbers of the USB devices that PC/SC lists no reader for.
+[[nodiscard]] std::vector<std::size_t> UnlistedUsbReaders(const Report& report);
+
+} // namespace Diag

@@ -1,0 +1,69 @@
+// Takes out of what is passed on whatever could name a device, a person or this machine.
+#pragma once
+
+#include "diag/record/Records.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Diag {
+
+/// Texts of others pass only as far as their words are known ones (diag/Vocabulary.h); "…" stands for the rest. What is
+/// known to be a secret goes whatever word it is: serial numbers of readers and USB devices, which are shortened, and
+/// the accounts, real names and home directories of people and the name of the machine, in either case, written with
+/// separators, in hexadecimal, as an escape, or with two bytes a character.
+class Redaction {
+public:
+    /// Learns the people of this machine and its name.
+    /// @param home  directory that is written "~"; may be empty
+    explicit Redaction(const std::string& home);
+    /// Learns the serial numbers of the report, too, and what its readers are called.
+    Redaction(const Report& report, const std::string& home);
+
+    /// Learns the serial numbers of these devices, too.
+    void Learn(const std::vector<UsbReader>& devices);
+
+    /// A name that a reader, a maker or a product has.
+    [[nodiscard]] std::string Device(const std::string& text) const;
+    /// The path of a file or folder.
+    [[nodiscard]] std::string Path(const std::string& text) const;
+    /// A line of ours that may have the names of the report's readers in it.
+    [[nodiscard]] std::string Line(const std::string& text) const;
+    /// Everything of a report that is shown. Numbers, times, result codes and answers to reset stay.
+    void Apply(Report& report) const;
+
+private:
+    /// Something to be replaced wherever it stands.
+    struct Secret {
+        std::string text;
+        std::string replacement;
+        std::string separators = {}; ///< may stand between its characters
+        bool isExact = false;        ///< upper and lower case count
+        bool isWord = false;         ///< counts only where no letter stands beside it
+    };
+
+    void LearnSerial(const std::string& bytes);
+    void LearnPerson(const std::string& name);
+    void Learn(Secret secret);
+    [[nodiscard]] const Secret* FindAt(std::string_view text, std::size_t at, std::size_t& length) const;
+    template <typename Filter>
+    [[nodiscard]] std::string Replace(std::string_view text, Filter filter) const;
+    [[nodiscard]] std::string Element(const std::string& path) const;
+
+    void Apply(Reader& reader) const;
+    void Apply(UsbReader& device) const;
+    void Apply(ConfigurationState& state) const;
+    void Apply(ConfigurationFile& configuration) const;
+    void Apply(FileFacts& file) const;
+    void Apply(FileProblem& problem) const;
+    void Apply(LogDirectory& directory) const;
+
+    std::vector<Secret> secrets; ///< longest first
+    std::string home;
+};
+
+/// The first characters of a serial number, at most three and no more than a third, and "…".
+[[nodiscard]] std::string Shortened(const std::string& serial);
+
+} // namespace Diag

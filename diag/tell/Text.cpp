@@ -1,0 +1,81 @@
+#include "diag/tell/Text.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <ctime>
+
+namespace Diag {
+
+namespace {
+
+struct tm LocalTime(std::int64_t seconds) {
+    struct tm parts = {};
+    const auto time = static_cast<std::time_t>(seconds);
+    tzset(); // localtime_r does not look at TZ itself
+    localtime_r(&time, &parts);
+    return parts;
+}
+
+} // namespace
+
+std::size_t Columns(std::string_view text) {
+    return static_cast<std::size_t>(std::count_if(
+        text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80; }));
+}
+
+std::string SizeText(std::int64_t bytes) {
+    constexpr const char* units[] = {"B", "KiB", "MiB", "GiB", "TiB"};
+    auto value = static_cast<double>(bytes);
+    std::size_t unit = 0;
+    while (value >= 1024 && unit + 1 < std::size(units)) {
+        value /= 1024;
+        ++unit;
+    }
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), unit == 0 ? "%.0f %s" : "%.1f %s", value, units[unit]);
+    return text.data();
+}
+
+std::string AgeText(std::int64_t seconds) {
+    struct Unit {
+        const char* name;
+        std::int64_t seconds;
+    };
+    constexpr Unit units[] = {{"d", 86400}, {"h", 3600}, {"min", 60}};
+    for (const Unit& unit : units) {
+        if (seconds >= 2 * unit.seconds) {
+            return std::to_string(seconds / unit.seconds) + " " + unit.name;
+        }
+    }
+    return std::to_string(std::max<std::int64_t>(seconds, 0)) + " s";
+}
+
+std::string TimeText(std::int64_t seconds) {
+    const struct tm parts = LocalTime(seconds);
+    std::array<char, 40> text{};
+    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S%z", &parts);
+    std::string time = text.data();
+    return time.size() < 2 ? time : time.insert(time.size() - 2, ":");
+}
+
+std::string ModeText(unsigned mode) {
+    std::string text = "rwxrwxrwx";
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if ((mode & (0400U >> i)) == 0) {
+            text[i] = '-';
+        }
+    }
+    return text;
+}
+
+std::string Join(const std::vector<std::string>& parts, std::string_view separator) {
+    std::string joined;
+    for (const std::string& part : parts) {
+        joined += joined.empty() ? "" : separator;
+        joined += part;
+    }
+    return joined;
+}
+
+} // namespace Diag

@@ -1,0 +1,28 @@
+// Sizes, times, rights and lists as text.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Diag {
+
+/// Columns that a UTF-8 text takes, counting each character as one.
+[[nodiscard]] std::size_t Columns(std::string_view text);
+
+/// "1.5 MiB"; below 1024 "17 B".
+[[nodiscard]] std::string SizeText(std::int64_t bytes);
+
+/// "45 s", "12 min", "36 h", "9 d": in the largest unit that comes to two or more. What lies in the future has no age.
+[[nodiscard]] std::string AgeText(std::int64_t seconds);
+
+/// Local time as ISO 8601 with the offset from UTC, "2026-03-01T14:05:09+01:00".
+[[nodiscard]] std::string TimeText(std::int64_t seconds);
+
+/// "rw-rw-r--"
+[[nodiscard]] std::string ModeText(unsigned mode);
+
+[[nodiscard]] std::string Join(const std::vector<std::string>& parts, std::string_view separator);
+
+} // namespace Diag

@@ -1,0 +1,135 @@
+#include "diag/ask/FileProbe.h"
+
+#include "diag/tell/Language.h"
+#include "tests/support/Privileges.h"
+#include "tests/support/Process.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <libintl.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace Diag;
+
+namespace {
+
+class FileProbeTest : public testing::Test {
+protected:
+    std::string Make(const std::string& name, mode_t mode) const {
+        test::WriteText(folder / name, "12345");
+        chmod((folder / name).c_str(), mode);
+        return folder / name;
+    }
+
+    test::TemporaryFolder folder;
+};
+
+} // namespace
+
+TEST_F(FileProbeTest, AFileIsDescribed) {
+    const FileFacts facts = DescribeFile(Make("file", 0640));
+    EXPECT_TRUE(facts.exists && facts.isRegular && facts.readable && facts.writable);
+    EXPECT_FALSE(facts.isFolder);
+    EXPECT_EQ(facts.owner, "root");
+    EXPECT_EQ(facts.group, "root");
+    EXPECT_EQ(facts.mode, 0640U);
+    EXPECT_EQ(facts.size, 5);
+    EXPECT_NEAR(static_cast<double>(facts.modified), static_cast<double>(std::time(nullptr)), 60);
+    EXPECT_EQ(facts.obstacle, "");
+}
+
+TEST_F(FileProbeTest, AFolderIsNoRegularFile) {
+    const FileFacts facts = DescribeFile(folder.Path());
+    EXPECT_TRUE(facts.isFolder);
+    EXPECT_FALSE(facts.isRegular);
+}
+
+TEST_F(FileProbeTest, AMissingFileDoesNotExist) {
+    const FileFacts facts = DescribeFile(folder / "missing");
+    EXPECT_FALSE(facts.exists || facts.readable || facts.writable);
+    EXPECT_EQ(facts.obstacle, "No such file or directory");
+    EXPECT_FALSE(DescribeFile(Make("file", 0644) + "/below").exists);
+}
+
+TEST_F(FileProbeTest, WithoutRightsAFileIsNeitherReadableNorWritable) {
+    const std::string secret = Make("secret", 0000);
+    const std::string readOnly = Make("readonly", 0444);
+    const test::WithoutPrivileges ordinary;
+    EXPECT_FALSE(DescribeFile(secret).readable);
+    EXPECT_FALSE(DescribeFile(secret).writable);
+    EXPECT_EQ(DescribeFile(secret).obstacle, "Permission denied");
+    EXPECT_TRUE(DescribeFile(readOnly).readable);
+    EXPECT_FALSE(DescribeFile(readOnly).writable);
+}
+
+TEST_F(FileProbeTest, BehindAClosedFolderSomethingMayBe) {
+    mkdir((folder / "closed").c_str(), 0000);
+    const test::WithoutPrivileges ordinary;
+    const FileFacts facts = DescribeFile(folder / "closed/file");
+    EXPECT_TRUE(facts.exists);
+    EXPECT_FALSE(facts.readable || facts.writable);
+    EXPECT_EQ(facts.obstacle, "Permission denied");
+}
+
+TEST_F(FileProbeTest, NothingIsChangedByLooking) {
+    const std::string file = Make("file", 0644);
+    struct stat before = {};
+    stat(file.c_str(), &before);
+    static_cast<void>(DescribeFile(file));
+    std::string obstacle;
+    static_cast<void>(CanCreateIn(folder / "new/deep", obstacle));
+    struct stat after = {};
+    stat(file.c_str(), &after);
+    EXPECT_EQ(before.st_mtim.tv_nsec, after.st_mtim.tv_nsec);
+    EXPECT_EQ(test::Names(folder.Path()), std::vector<std::string>{"file"});
+}
+
+TEST_F(FileProbeTest, FilesCanBeMadeWhereTheNearestFolderAllowsIt) {
+    std::string obstacle = "old";
+    EXPECT_TRUE(CanCreateIn(folder.Path(), obstacle));
+    EXPECT_EQ(obstacle, "");
+    EXPECT_TRUE(CanCreateIn(folder / "not/yet/there/", obstacle));
+    chmod(folder.Path().c_str(), 0555);
+    const test::WithoutPrivileges ordinary;
+    EXPECT_FALSE(CanCreateIn(folder.Path(), obstacle));
+    EXPECT_EQ(obstacle, "Permission denied");
+    EXPECT_FALSE(CanCreateIn(folder / "not/yet/there/", obstacle));
+    EXPECT_FALSE(CanCreateIn("/proc/not/there", obstacle));
+}
+
+TEST_F(FileProbeTest, AccountsWithoutANameAreNumbers) {
+    const std::string file = Make("file", 0644);
+    if (chown(file.c_str(), 54321, 54322) != 0) {
+        GTEST_SKIP() << "this machine's root is mapped and has no other accounts";
+    }
+    EXPECT_EQ(DescribeFile(file).owner, "54321");
+    EXPECT_EQ(DescribeFile(file).group, "54322");
+}
+
+TEST_F(FileProbeTest, GroupsOfThisProcessAreKnown) {
+    EXPECT_TRUE(IsInGroup(DescribeFile("/proc/self").group));
+    EXPECT_FALSE(IsInGroup("no-such-group"));
+    EXPECT_FALSE(IsInGroup("backup"));
+}
+
+TEST_F(FileProbeTest, ObstaclesAreInEnglishWhateverTheLanguage) {
+    // given: a system that has its own errors in German
+    std::filesystem::create_directories(folder / "de/LC_MESSAGES");
+    test::WriteText(folder / "libc.po", "msgid \"\"\nmsgstr \"Content-Type: text/plain; charset=UTF-8\\n\"\n\n"
+                                        "msgid \"No such file or directory\"\nmsgstr \"Nicht gefunden\"\n");
+    ASSERT_EQ(Support::run({"msgfmt", "-o", folder / "de/LC_MESSAGES/libc.mo", folder / "libc.po"}).status, 0);
+    UseLanguage("de", CATALOG_FOLDER);
+    bindtextdomain("libc", folder.Path().c_str());
+    ASSERT_STREQ(std::strerror(ENOENT), "Nicht gefunden");
+    // then
+    EXPECT_EQ(DescribeFile(folder / "none").obstacle, "No such file or directory");
+    EXPECT_EQ(ErrorText(EROFS), "Read-only file system");
+    EXPECT_EQ(ErrorText(99999), "99999");
+}
