@@ -18,10 +18,10 @@ namespace {
 
 using Tree = boost::property_tree::ptree;
 using Translator = boost::property_tree::stream_translator<char, std::char_traits<char>, std::allocator<char>, long>;
-using Elements = std::map<std::string, std::set<std::string>>;
+using Sections = std::map<std::string, Elements>;
 
 constexpr char Separator = '/';
-constexpr const char* SettingsSubTrees[] = {"Reader Settings", "Reader_Settings"};
+constexpr const char* SettingsSubTrees[] = {"Reader Settings", SettingsElement};
 
 struct LanguageRow {
     long first;
@@ -33,6 +33,16 @@ constexpr LanguageRow Languages[] = {
     {0, 1, Language::System},
     {EnglishNumber, 73, Language::English},
     {GermanNumber, 94, Language::German},
+};
+
+/// The registered settings that are read otherwise than as they stand.
+const Elements NotTexts = {
+    {"Language", ValueType::Number},
+    {"LogLevel", ValueType::Number},
+    {"LogMode", ValueType::Number},
+    {"CleanCertsOnRefresh", ValueType::TruthValue},
+    {"MakeDialogsStayOnTop", ValueType::Word},
+    {"EnableLogging", ValueType::Number},
 };
 
 /// As the registry reads them, whatever the locale.
@@ -63,23 +73,26 @@ private:
     const Tree& tree;
 };
 
-bool IsPresent(const Tree& node) {
-    return !IsBlank(node.data()) ||
-           std::any_of(node.begin(), node.end(), [](const auto& child) { return Vantor::IsXmlElement(child.first); });
-}
-
 StoredReader ReadReader(const std::string& element, const Tree& node) {
     const Section reader(node);
     return {element, reader.Text(ReaderKey::Reader), reader.Text(ReaderKey::ReaderName), reader.Text(ReaderKey::CTAPI),
             Vantor::IsYes(reader.Text(ReaderKey::IsSecure))};
 }
 
-void ReadClient(const Tree& node, Record& record) {
-    for (const auto& [name, child] : node) {
-        if (IsReader(name) && IsPresent(child)) {
-            record.readers.push_back(ReadReader(name, child));
+void ReadReaders(const Tree& client, std::size_t most, Record& record) {
+    for (const auto& [name, child] : client) {
+        if (!IsReader(name) || !HasContent(child)) {
+            continue;
         }
+        if (record.readers.size() == most) {
+            record.hasMoreReaders = true;
+            return;
+        }
+        record.readers.push_back(ReadReader(name, child));
     }
+}
+
+void ReadClient(const Tree& node, Record& record) {
     const Section client(node);
     record.traceLevel = client.Number("Trace/LogLevel");
     record.traceMode = client.Number("Trace/LogMode");
@@ -89,24 +102,27 @@ void ReadClient(const Tree& node, Record& record) {
 }
 
 /// Adds an element and the sections that it lies in. The path is relative to the file, with its root element.
-void AddWithParents(std::string path, Elements& elements) {
+void AddWithParents(std::string path, Sections& sections) {
+    const auto typed = NotTexts.find(path.substr(path.rfind(Separator) + 1));
+    ValueType type = typed == NotTexts.end() ? ValueType::Text : typed->second;
     for (std::size_t end = path.rfind(Separator); end != std::string::npos; end = path.rfind(Separator)) {
         const std::size_t root = path.find(Separator);
-        elements[end == root ? std::string() : path.substr(root + 1, end - root - 1)].insert(path.substr(end + 1));
+        sections[end == root ? std::string() : path.substr(root + 1, end - root - 1)][path.substr(end + 1)] = type;
         path.resize(end);
+        type = ValueType::Section;
     }
 }
 
-Elements CollectElements() {
-    Elements elements;
+Sections CollectElements() {
+    Sections sections;
     for (const Vantor::sConfig& setting : RegisteredSettings()) {
         std::string path = Vantor::ConfigImpl_XML::getPathKey(&setting);
         std::replace(path.begin(), path.end(), '.', Separator);
         if (path.back() != Separator) {
-            AddWithParents(path, elements);
+            AddWithParents(path, sections);
         }
     }
-    return elements;
+    return sections;
 }
 
 } // namespace
@@ -118,6 +134,10 @@ bool IsReader(const std::string& subTree) {
 
 bool IsAnyReader(const std::string& kind, const std::string& name) {
     return kind == PcscKind && name == AnyName;
+}
+
+bool IsAnyReader(const Record& record) {
+    return record.readers.size() == 1 && IsAnyReader(record.readers.front().kind, record.readers.front().name);
 }
 
 bool IsBlank(const std::string& text) {
@@ -133,22 +153,31 @@ std::optional<Language> LanguageOfNumber(long number) {
     return std::nullopt;
 }
 
-const Elements& KnownElements() {
-    static const Elements elements = CollectElements();
+bool HasContent(const Tree& element) {
+    return !IsBlank(element.data()) || std::any_of(element.begin(), element.end(),
+                                                   [](const auto& child) { return Vantor::IsXmlElement(child.first); });
+}
+
+const Sections& KnownElements() {
+    static const Sections sections = CollectElements();
+    return sections;
+}
+
+const Elements& ReaderElements() {
+    static const Elements elements = {
+        {ReaderKey::IsSecure, ValueType::Word},   {ReaderKey::Reader, ValueType::Text},
+        {ReaderKey::ReaderName, ValueType::Text}, {ReaderKey::UseGUI, ValueType::Word},
+        {ReaderKey::UseBeep, ValueType::Word},    {ReaderKey::UserMessage, ValueType::Text},
+        {ReaderKey::CTAPI, ValueType::Text},      {ReaderKey::CTPort, ValueType::Number},
+        {ReaderKey::CloseOnExit, ValueType::Word}};
     return elements;
 }
 
-const std::set<std::string>& ReaderElements() {
-    using namespace ReaderKey;
-    static const std::set<std::string> elements = {IsSecure,    Reader, ReaderName, UseGUI,     UseBeep,
-                                                   UserMessage, CTAPI,  CTPort,     CloseOnExit};
-    return elements;
-}
-
-Record Read(const Tree& file) {
+Record Read(const Tree& file, std::size_t mostReaders) {
     Record record;
     const Section root(file);
     if (const Tree* const client = root.Find("config/lumo_Client")) {
+        ReadReaders(*client, mostReaders, record);
         ReadClient(*client, record);
     }
     record.miniDriverLogging = root.Number("config/LumoMiniDriver/EnableLogging");

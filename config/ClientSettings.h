@@ -4,9 +4,10 @@
 
 #include <boost/property_tree/ptree_fwd.hpp>
 
+#include <cstddef>
+#include <cstdint>
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -14,8 +15,9 @@ namespace ClientSettings {
 
 /// Every sub-tree of the client whose name begins so is a reader, except for the settings sub-tree.
 constexpr char ReaderPrefix[] = "Reader";
-constexpr char PcscKind[] = "PCSC Reader"; ///< `Reader` of every PC/SC reader
-constexpr char AnyName[] = "*";            ///< `ReaderName` where any reader may be used
+constexpr char SettingsElement[] = "Reader_Settings"; ///< the settings sub-tree in the file
+constexpr char PcscKind[] = "PCSC Reader";            ///< `Reader` of every PC/SC reader
+constexpr char AnyName[] = "*";                       ///< `ReaderName` where any reader may be used
 
 constexpr char LogFileName[] = "lumop11.log"; ///< of the PKCS#11 module, in its log directory
 
@@ -41,9 +43,12 @@ constexpr char CloseOnExit[] = "CloseOnExit";
 /// True for the pattern that allows any reader. It counts only where it is the one reader of the file.
 [[nodiscard]] bool IsAnyReader(const std::string& kind, const std::string& name);
 
-/// True for a text of nothing but white space. An element with such a text and no child elements counts as missing,
-/// because removing a setting leaves an empty element behind.
+/// True for a text of nothing but white space.
 [[nodiscard]] bool IsBlank(const std::string& text);
+
+/// False for an element with a blank text and no child elements. It counts as missing, because removing a setting
+/// leaves an empty element behind.
+[[nodiscard]] bool HasContent(const boost::property_tree::ptree& element);
 
 enum class Language { System, English, German };
 
@@ -55,11 +60,23 @@ constexpr long GermanNumber = 89;
 /// nothing for any other.
 [[nodiscard]] std::optional<Language> LanguageOfNumber(long number);
 
+/// How an element is read.
+enum class ValueType {
+    Text,
+    Number,     ///< decimal, of 32 bits
+    TruthValue, ///< "true", "false", "1" or "0"
+    Word,       ///< yes or no, see Vantor::IsYes
+    Section,    ///< none: it holds elements
+};
+
+/// Elements by their names.
+using Elements = std::map<std::string, ValueType>;
+
 /// Elements by the path of their parent below the root element ("lumo_Client/Trace"; "" for the root): all registered
 /// settings and the sections that hold them. Reader sub-trees are not among them.
-[[nodiscard]] const std::map<std::string, std::set<std::string>>& KnownElements();
+[[nodiscard]] const std::map<std::string, Elements>& KnownElements();
 /// Those of a reader sub-tree.
-[[nodiscard]] const std::set<std::string>& ReaderElements();
+[[nodiscard]] const Elements& ReaderElements();
 
 struct StoredReader {
     std::string element;
@@ -72,6 +89,7 @@ struct StoredReader {
 /// The settings as they are stored. What is missing, or is no number where one is due, is empty.
 struct Record {
     std::vector<StoredReader> readers; ///< in the order of the file
+    bool hasMoreReaders = false;       ///< than were wanted
     std::optional<long> traceLevel;
     std::optional<long> traceMode;
     std::string traceFile;
@@ -80,7 +98,10 @@ struct Record {
     std::string clientVersion;
 };
 
-/// Reads the record from the tree of a whole file.
-[[nodiscard]] Record Read(const boost::property_tree::ptree& file);
+/// Reads the record from the tree of a whole file, with no more than so many of its readers.
+[[nodiscard]] Record Read(const boost::property_tree::ptree& file, std::size_t mostReaders = SIZE_MAX);
+
+/// True where any reader may be used.
+[[nodiscard]] bool IsAnyReader(const Record& record);
 
 } // namespace ClientSettings

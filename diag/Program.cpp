@@ -31,13 +31,13 @@ namespace Diag {
 
 namespace {
 
-std::string ChooseLanguage(const Options& options, const Settings& settings) {
+std::string ChooseLanguage(const Options& options, const ClientSettings::Record& settings) {
     if (!options.language.empty()) {
         return options.language;
     }
-    const std::optional<std::string> configured =
-        settings.language ? LanguageOfNumber(*settings.language) : std::nullopt;
-    return configured && !configured->empty() ? *configured : SystemLanguage();
+    const auto configured = settings.language ? ClientSettings::LanguageOfNumber(*settings.language) : std::nullopt;
+    const std::string name = configured ? LanguageName(*configured) : std::string();
+    return name.empty() ? SystemLanguage() : name;
 }
 
 /// All of it, or the program was of no use: a report cut short on a full disk would be taken for a good one.

@@ -30,47 +30,6 @@ constexpr std::size_t MostStoredReaders = 32;
 /// No text that means something is longer: a path has at most so many bytes.
 constexpr std::size_t LongestText = 4096;
 
-const Tree* Find(const Tree& tree, const std::string& path) {
-    const auto found = tree.get_child_optional(Tree::path_type(path, '/'));
-    return found ? &*found : nullptr;
-}
-
-std::string TextOf(const Tree& tree, const std::string& path) {
-    const Tree* const node = Find(tree, path);
-    return node == nullptr ? std::string() : Excerpt(node->data(), LongestText);
-}
-
-std::optional<long> NumberOf(const Tree& tree, const std::string& path) {
-    std::istringstream text(TextOf(tree, path));
-    text.imbue(std::locale::classic());
-    long number = 0;
-    if (!(text >> number)) {
-        return std::nullopt;
-    }
-    const bool isAll = text.eof() || (text >> std::ws).eof();
-    return isAll ? std::optional<long>(number) : std::nullopt;
-}
-
-bool IsYes(std::string word) {
-    std::transform(word.begin(), word.end(), word.begin(),
-                   [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
-    return word == "YES" || word == "JA" || word == "Y" || word == "TRUE";
-}
-
-void ReadReaders(const Tree& client, Settings& settings) {
-    for (const auto& [name, node] : client) {
-        if (!IsReaderElement(name) || !HasContent(node)) {
-            continue;
-        }
-        if (settings.readers.size() == MostStoredReaders) {
-            settings.hasMoreReaders = true;
-            return;
-        }
-        settings.readers.push_back({Excerpt(name), TextOf(node, "Reader"), TextOf(node, "ReaderName"),
-                                    TextOf(node, "CTAPI"), IsYes(TextOf(node, "IsSecure"))});
-    }
-}
-
 unsigned long LineOf(const std::string& text, std::size_t place) {
     return 1 + static_cast<unsigned long>(
                    std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(place), '\n'));
@@ -201,17 +160,17 @@ ConfigurationState ProbeConfiguration() {
     return state;
 }
 
-Settings ReadSettings(const Tree& tree) {
-    Settings settings;
-    if (const Tree* const client = Find(tree, "config/lumo_Client")) {
-        ReadReaders(*client, settings);
-        settings.traceLevel = NumberOf(*client, "Trace/LogLevel");
-        settings.traceMode = NumberOf(*client, "Trace/LogMode");
-        settings.traceFile = TextOf(*client, "Trace/Filename");
-        settings.language = NumberOf(*client, "Language");
-        settings.clientVersion = TextOf(*client, "Version");
+ClientSettings::Record ReadSettings(const Tree& tree) {
+    ClientSettings::Record settings = ClientSettings::Read(tree, MostStoredReaders);
+    for (ClientSettings::StoredReader& reader : settings.readers) {
+        reader.element = Excerpt(reader.element);
+        for (std::string* const text : {&reader.kind, &reader.name, &reader.library}) {
+            *text = Excerpt(*text, LongestText);
+        }
     }
-    settings.miniDriverLogging = NumberOf(tree, "config/LumoMiniDriver/EnableLogging");
+    for (std::string* const text : {&settings.traceFile, &settings.clientVersion}) {
+        *text = Excerpt(*text, LongestText);
+    }
     return settings;
 }
 

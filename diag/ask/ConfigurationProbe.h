@@ -13,8 +13,8 @@ namespace Diag {
 
 [[nodiscard]] ConfigurationState ProbeConfiguration();
 
-/// The stored settings of a document.
-[[nodiscard]] Settings ReadSettings(const boost::property_tree::ptree& tree);
+/// The stored settings of a document, as much of them as is worth showing: 32 readers, 4096 bytes of a text.
+[[nodiscard]] ClientSettings::Record ReadSettings(const boost::property_tree::ptree& tree);
 
 /// Why the registry would not take in the document, with the line as far as it can be told; nothing if it does.
 /// @param tree  set to what it takes in; unchanged if it does not

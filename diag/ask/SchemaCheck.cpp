@@ -1,5 +1,7 @@
 #include "diag/ask/SchemaCheck.h"
 
+#include "config/ClientSettings.h"
+#include "config/Config.h"
 #include "config/XmlScan.h"
 #include "config/XmlWriter.h"
 #include "diag/ask/Excerpt.h"
@@ -18,90 +20,14 @@ namespace Diag {
 namespace {
 
 using Tree = boost::property_tree::ptree;
+using ClientSettings::Elements;
+using ClientSettings::ValueType;
 
-constexpr char ReaderPrefix[] = "Reader";
-constexpr char ReaderSettings[] = "Reader_Settings"; // the client's own, no reader in spite of the name
 constexpr char Blanks[] = " \t\r\n";
 constexpr std::size_t SchemaReaders = 32; // Reader0 to Reader31: RELAX NG knows no name patterns
-
-enum class Type {
-    Text,
-    Number, ///< of 32 bits
-    TruthValue,
-    Word, ///< yes or no
-    Anything,
-    Section,
-};
-
-struct Section;
-
-struct Key {
-    const char* name;
-    Type type;
-    const Section* section = nullptr;
-    bool isRequired = false;
-};
-
-/// An element that holds others. Tests hold the table against the registered keys and against the schema.
-struct Section {
-    std::vector<Key> keys;
-    bool hasText = false;
-    bool isClosed = false; ///< all names are known; elsewhere other programs of the product keep settings
-};
-
-const Section ReaderSection = {{{"Reader", Type::Text, nullptr, true},
-                                {"ReaderName", Type::Text, nullptr, true},
-                                {"IsSecure", Type::Word},
-                                {"UseGUI", Type::Word},
-                                {"UseBeep", Type::Word},
-                                {"UserMessage", Type::Text},
-                                {"CTAPI", Type::Text},
-                                {"CTPort", Type::Number},
-                                {"CloseOnExit", Type::Word}},
-                               false,
-                               true};
-
-const Section TraceSection = {
-    {{"LogLevel", Type::Number}, {"LogMode", Type::Number}, {"Filename", Type::Text}}, false, true};
-
-const Section ClientSection = {{{"Version", Type::Text},
-                                {"Language", Type::Number},
-                                {"CleanCertsOnRefresh", Type::TruthValue},
-                                {"MakeDialogsStayOnTop", Type::Word},
-                                {"CheckForUpdates", Type::Text},
-                                {"Orrin", Type::Text},
-                                {"InstallDir", Type::Text},
-                                {"Updateable", Type::Text},
-                                {"DeleteLogfilesAfterXDays", Type::Text},
-                                {"FixIt", Type::Text},
-                                {"Trace", Type::Section, &TraceSection},
-                                {ReaderSettings, Type::Anything}},
-                               true};
-
-const Section MiniDriverSection = {{{"EnableLogging", Type::Number},
-                                    {"EnableVantorPinDialog", Type::Text},
-                                    {"EnableExternalPin", Type::Text},
-                                    {"EnableCardAuthenticateEx", Type::Text},
-                                    {"PinCachePolicyType", Type::Text},
-                                    {"PinCachePolicyInfo", Type::Text},
-                                    {"EnableOutputDebugString", Type::Text},
-                                    {"PinEntryRequireSecuryMode", Type::Text},
-                                    {"IgnoreAcosSubVersion", Type::Text},
-                                    {"CheckReaderCapabilities", Type::Text},
-                                    {"EnableDiagnostics", Type::Text},
-                                    {"DoExclusiveReconnect", Type::Text},
-                                    {"MiniDriverVersion", Type::Text},
-                                    {"MiniDriverMinVersion", Type::Text}}};
-
-const Section ServicesSection = {{{"InstallDir", Type::Text}}};
-
-const Section RootSection = {{{"lumo_Client", Type::Section, &ClientSection},
-                              {"LumoMiniDriver", Type::Section, &MiniDriverSection},
-                              {"Kundendienste_Online", Type::Section, &ServicesSection}}};
-
-bool IsBlank(const std::string& text) {
-    return text.find_first_not_of(Blanks) == std::string::npos;
-}
+constexpr char Root[] = "config";
+constexpr char Client[] = "config/lumo_Client";
+constexpr char Trace[] = "config/lumo_Client/Trace";
 
 std::string Trimmed(const std::string& text) {
     const std::size_t begin = std::min(text.find_first_not_of(Blanks), text.size());
@@ -124,19 +50,19 @@ bool IsOneOf(const std::string& text, std::initializer_list<const char*> words) 
                        [&](const char* word) { return strcasecmp(text.c_str(), word) == 0; });
 }
 
-bool IsValue(const std::string& text, Type type) {
-    if (IsBlank(text)) {
+bool IsValue(const std::string& text, ValueType type) {
+    if (ClientSettings::IsBlank(text)) {
         return true;
     }
     switch (type) {
-    case Type::Number:
+    case ValueType::Number:
         return IsNumber(Trimmed(text));
-    case Type::TruthValue: {
+    case ValueType::TruthValue: {
         const std::string word = Trimmed(text);
         return word == "true" || word == "false" || word == "1" || word == "0";
     }
-    case Type::Word:
-        return IsOneOf(text, {"YES", "JA", "Y", "TRUE", "NO", "NEIN", "N", "FALSE"});
+    case ValueType::Word:
+        return Vantor::IsYes(text) || IsOneOf(text, {"NO", "NEIN", "N", "FALSE"});
     default:
         return true;
     }
@@ -151,29 +77,24 @@ std::size_t CountElements(const Tree& element) {
     return count;
 }
 
-bool HasElements(const Tree& tree) {
-    return std::any_of(tree.begin(), tree.end(), [](const auto& child) { return Vantor::IsXmlElement(child.first); });
-}
-
 /// Whether the element holds more than one of this name. Counting them would take too long for each of very many.
 bool IsTwin(const std::string& name, const Tree& parent) {
     const auto [first, end] = parent.equal_range(name);
     return first != end && std::next(first) != end;
 }
 
-const Key* FindKey(const Section& section, const std::string& name) {
-    const auto found =
-        std::find_if(section.keys.begin(), section.keys.end(), [&](const Key& key) { return name == key.name; });
-    return found == section.keys.end() ? nullptr : &*found;
-}
-
 bool IsInSchema(const std::string& readerElement) {
     for (std::size_t i = 0; i < SchemaReaders; ++i) {
-        if (readerElement == ReaderPrefix + std::to_string(i)) {
+        if (readerElement == ClientSettings::ReaderPrefix + std::to_string(i)) {
             return true;
         }
     }
     return false;
+}
+
+/// The elements of a section by its path.
+const Elements& SectionOf(const std::string& path) {
+    return ClientSettings::KnownElements().at(path.substr(std::min(path.size(), sizeof(Root))));
 }
 
 /// An element of the document.
@@ -192,10 +113,10 @@ public:
     ElementProblems Run(const Tree& tree) {
         const auto root =
             std::find_if(tree.begin(), tree.end(), [](const auto& child) { return Vantor::IsXmlElement(child.first); });
-        if (root != tree.end() && root->first != "config") {
+        if (root != tree.end() && root->first != Root) {
             Blame(0, Excerpt(root->first), Mark("das Wurzelelement heißt nicht \"config\""));
         } else if (root != tree.end()) {
-            CheckSection({root->second, "config", 0}, RootSection);
+            CheckSection({root->second, Root, 0}, SectionOf(Root));
         }
         return {NamedProblems(), std::move(unread)};
     }
@@ -233,7 +154,7 @@ private:
         }
     }
 
-    void CheckValue(const Place& place, Type type) {
+    void CheckValue(const Place& place, ValueType type) {
         CheckAttributes(place);
         CheckText(place, IsValue(place.tree.data(), type));
         ForEachElement(place, [&](const std::string& /*name*/, const Place& child) {
@@ -241,37 +162,34 @@ private:
         });
     }
 
-    void CheckSection(const Place& place, const Section& section) {
+    void CheckSection(const Place& place, const Elements& known) {
         CheckAttributes(place);
-        CheckText(place, section.hasText || IsBlank(place.tree.data()));
-        ForEachElement(place, [&](const std::string& name, const Place& child) {
-            CheckChild(name, child, section, IsTwin(name, place.tree));
-        });
-        const bool lacks = std::any_of(section.keys.begin(), section.keys.end(), [&](const Key& key) {
-            return key.isRequired && place.tree.find(key.name) == place.tree.not_found();
-        });
-        if (lacks) {
-            Blame(place.number, place.path, Mark("fehlende oder überzählige Elemente"));
-        }
+        CheckText(place, place.path == Client || ClientSettings::IsBlank(place.tree.data()));
+        ForEachElement(place,
+                       [&](const std::string& name, const Place& child) { CheckChild(name, child, place, known); });
     }
 
-    void CheckChild(const std::string& name, const Place& child, const Section& section, bool isTwin) {
-        const Key* const key = FindKey(section, name);
-        if (&section == &ClientSection && IsReaderElement(name)) {
+    void CheckChild(const std::string& name, const Place& child, const Place& parent, const Elements& known) {
+        const bool isTwin = IsTwin(name, parent.tree);
+        const auto found = known.find(name);
+        if (parent.path == Client && ClientSettings::IsReader(name)) {
             CheckReader(name, child, isTwin);
-        } else if (key == nullptr) {
-            CheckStranger(child, section);
+        } else if (parent.path == Client && name == ClientSettings::SettingsElement) {
+            CheckTwin(child, isTwin);
+        } else if (found == known.end()) {
+            // Elsewhere other programs of the product keep settings.
+            CheckStranger(child, parent.path == Trace || &known == &ClientSettings::ReaderElements());
         } else {
             CheckTwin(child, isTwin);
-            CheckKnown(child, *key);
+            CheckKnown(child, found->second);
         }
     }
 
-    void CheckKnown(const Place& place, const Key& key) {
-        if (key.type == Type::Section) {
-            CheckSection(place, *key.section);
-        } else if (key.type != Type::Anything) {
-            CheckValue(place, key.type);
+    void CheckKnown(const Place& place, ValueType type) {
+        if (type == ValueType::Section) {
+            CheckSection(place, SectionOf(place.path));
+        } else {
+            CheckValue(place, type);
         }
     }
 
@@ -281,29 +199,34 @@ private:
         }
     }
 
-    void CheckStranger(const Place& place, const Section& section) {
-        if (section.isClosed) {
+    void CheckStranger(const Place& place, bool isClosed) {
+        if (isClosed) {
             Blame(place.number, place.path, Mark("hier nicht vorgesehen"));
         }
-        if (HasContent(place.tree)) {
+        if (ClientSettings::HasContent(place.tree)) {
             NameUnread(place.path);
         }
     }
 
     void CheckReader(const std::string& name, const Place& place, bool isTwin) {
+        const Elements& known = ClientSettings::ReaderElements();
         if (!IsInSchema(name)) {
             ForEachElement(place, [&](const std::string& child, const Place& inside) {
-                if (FindKey(ReaderSection, child) == nullptr && HasContent(inside.tree)) {
-                    NameUnread(inside.path);
+                if (known.count(child) == 0) {
+                    CheckStranger(inside, false);
                 }
             });
             return;
         }
         CheckTwin(place, isTwin);
-        if (HasContent(place.tree)) {
-            CheckSection(place, ReaderSection);
-        } else {
-            CheckAttributes(place); // a removed reader
+        if (!ClientSettings::HasContent(place.tree)) { // a removed reader
+            CheckAttributes(place);
+            return;
+        }
+        CheckSection(place, known);
+        if (place.tree.count(ClientSettings::ReaderKey::Reader) == 0 ||
+            place.tree.count(ClientSettings::ReaderKey::ReaderName) == 0) {
+            Blame(place.number, place.path, Mark("fehlende oder überzählige Elemente"));
         }
     }
 
@@ -344,14 +267,6 @@ private:
 };
 
 } // namespace
-
-bool IsReaderElement(const std::string& name) {
-    return name.compare(0, sizeof(ReaderPrefix) - 1, ReaderPrefix) == 0 && name != ReaderSettings;
-}
-
-bool HasContent(const Tree& element) {
-    return !IsBlank(element.data()) || HasElements(element);
-}
 
 ElementProblems CheckElements(const Tree& tree, const std::string& document) {
     return Checker(document).Run(tree);

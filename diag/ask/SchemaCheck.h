@@ -1,4 +1,4 @@
-// The elements of a configuration, held against the table of those that are known.
+// The elements of a configuration, held against those that are known (config/ClientSettings.h) and the schema.
 #pragma once
 
 #include "diag/record/Records.h"
@@ -24,11 +24,5 @@ struct ElementProblems {
 /// @param tree      what the registry takes in of the document
 /// @param document  the same as a text, for the lines
 [[nodiscard]] ElementProblems CheckElements(const boost::property_tree::ptree& tree, const std::string& document);
-
-/// Whether the client takes an element of this name, below lumo_Client, for one of its readers.
-[[nodiscard]] bool IsReaderElement(const std::string& name);
-
-/// Removed settings leave empty elements behind.
-[[nodiscard]] bool HasContent(const boost::property_tree::ptree& element);
 
 } // namespace Diag

@@ -1,6 +1,7 @@
 // What the probes find out, as plain values: nothing here calls PC/SC, reads a file or knows a language.
 #pragma once
 
+#include "config/ClientSettings.h"
 #include "util/InstanceLock.h"
 
 #include <cstdint>
@@ -123,32 +124,12 @@ struct ConfigurationFile {
     bool isFolderOpen = false;    ///< others than root and the group could put something else in its place
 };
 
-/// One reader sub-tree of the configuration.
-struct StoredReader {
-    std::string element;
-    std::string kind;
-    std::string name;
-    std::string library; ///< CT-API library; empty for PC/SC
-    bool isSecure = false;
-};
-
-struct Settings {
-    std::vector<StoredReader> readers; ///< the first 32
-    bool hasMoreReaders = false;
-    std::optional<long> traceLevel;
-    std::optional<long> traceMode;
-    std::string traceFile;
-    std::optional<long> miniDriverLogging;
-    std::optional<long> language;
-    std::string clientVersion;
-};
-
 struct ConfigurationState {
     ConfigurationFile machine;
     ConfigurationFile user;
-    Settings settings;     ///< of the machine's file, the only one that settings are read from
-    bool isRoot = false;   ///< this user is root
-    bool isMember = false; ///< this process is in the group whose members may save
+    ClientSettings::Record settings; ///< of the machine's file, the only one that settings are read from
+    bool isRoot = false;             ///< this user is root
+    bool isMember = false;           ///< this process is in the group whose members may save
 };
 
 struct LogFileFacts {

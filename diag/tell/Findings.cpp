@@ -23,7 +23,6 @@ namespace {
 
 constexpr std::size_t ServedReaders = 16;
 constexpr std::int64_t LargeLogs = std::int64_t{100} << 20;
-constexpr char ClientLogFolder[] = "/lumop11.log";
 
 const FindingKind& Kind(const char* id) {
     for (const FindingKind& kind : FindingKinds()) {
@@ -326,14 +325,14 @@ private:
         }
     }
 
-    void StoredSettings(const Settings& settings) {
+    void StoredSettings(const ClientSettings::Record& settings) {
         if (settings.readers.empty()) {
             Add("configuration-no-reader", shown.configuration.machine.file.path);
         }
-        if (report.service.state == ServiceState::Fine && !IsAnyReader(settings.readers)) {
+        if (report.service.state == ServiceState::Fine && !ClientSettings::IsAnyReader(settings)) {
             for (std::size_t i = 0; i < settings.readers.size(); ++i) {
                 if (settings.readers[i].library.empty() && !IsAttached(settings.readers[i])) {
-                    const StoredReader& stored = shown.configuration.settings.readers[i];
+                    const ClientSettings::StoredReader& stored = shown.configuration.settings.readers[i];
                     Add("configuration-reader-missing", stored.name, stored.element);
                 }
             }
@@ -341,20 +340,20 @@ private:
         if (settings.hasMoreReaders) {
             Add("configuration-many-readers", shown.configuration.machine.file.path);
         }
-        if (settings.language && !LanguageOfNumber(*settings.language)) {
+        if (settings.language && !ClientSettings::LanguageOfNumber(*settings.language)) {
             Add("configuration-language-unknown", shown.configuration.machine.file.path,
                 std::to_string(*settings.language));
         }
     }
 
-    bool IsAttached(const StoredReader& stored) const {
+    bool IsAttached(const ClientSettings::StoredReader& stored) const {
         return std::any_of(report.readers.begin(), report.readers.end(),
                            [&](const Reader& reader) { return reader.name == stored.name; });
     }
 
-    void Logs(const Settings& settings) {
+    void Logs(const ClientSettings::Record& settings) {
         const bool clientLogs = settings.traceLevel.value_or(0) > 0;
-        const std::string own = WithoutSlash(report.logs.client.path) + ClientLogFolder;
+        const std::string own = WithoutSlash(report.logs.client.path) + "/" + ClientSettings::LogFileName;
         const bool isElsewhere = !settings.traceFile.empty() && settings.traceFile != own;
         if (clientLogs && !settings.traceFile.empty() && settings.traceFile.front() != '/') {
             Add("log-relative", shown.configuration.settings.traceFile);
@@ -430,10 +429,6 @@ std::vector<Finding> DeriveFindings(const Report& report) {
 bool IsAnythingWrong(const std::vector<Finding>& findings) {
     return std::any_of(findings.begin(), findings.end(),
                        [](const Finding& finding) { return finding.kind->severity != Severity::Note; });
-}
-
-bool IsAnyReader(const std::vector<StoredReader>& readers) {
-    return readers.size() == 1 && readers.front().kind == "PCSC Reader" && readers.front().name == "*";
 }
 
 bool IsInUse(const Reader& reader) {

@@ -58,9 +58,6 @@ struct Finding {
 /// Whether something is wrong, notes not counted.
 [[nodiscard]] bool IsAnythingWrong(const std::vector<Finding>& findings);
 
-/// Whether a stored reader is the one that stands for all: a PC/SC reader named "*", with none beside it.
-[[nodiscard]] bool IsAnyReader(const std::vector<StoredReader>& readers);
-
 /// Whether another program uses the reader, and whether it lets no other in.
 [[nodiscard]] bool IsInUse(const Reader& reader);
 [[nodiscard]] bool IsHeld(const Reader& reader);

@@ -197,16 +197,16 @@ Json FileJson(const ConfigurationFile& configuration) {
             {"putAside", configuration.putAside}};
 }
 
-Json SettingsJson(const Settings& settings) {
+Json SettingsJson(const ClientSettings::Record& settings) {
     Json readers = Json::array();
-    for (const StoredReader& reader : settings.readers) {
+    for (const ClientSettings::StoredReader& reader : settings.readers) {
         readers.push_back({{"element", reader.element},
                            {"kind", reader.kind},
                            {"name", reader.name},
                            {"library", TextOrNull(reader.library)},
                            {"isSecure", reader.isSecure}});
     }
-    return {{"anyReader", IsAnyReader(settings.readers)},
+    return {{"anyReader", ClientSettings::IsAnyReader(settings)},
             {"readers", readers},
             {"moreReaders", settings.hasMoreReaders},
             {"language", NumberOrNull(settings.language)},

@@ -25,10 +25,6 @@ std::string Environment(const char* name) {
     return value == nullptr ? std::string() : value;
 }
 
-bool IsIn(long number, long first, long last) {
-    return number >= first && number <= last;
-}
-
 } // namespace
 
 const char* Translate(const char* message) {
@@ -90,18 +86,15 @@ std::string SystemLanguage() {
     return language.empty() || language == "C" || language == "POSIX" ? "en" : language;
 }
 
-std::optional<std::string> LanguageOfNumber(long number) {
-    // The client's numbers; the window reads them alike.
-    if (IsIn(number, 0, 1)) {
-        return "";
-    }
-    if (IsIn(number, 58, 73)) {
+std::string LanguageName(ClientSettings::Language language) {
+    switch (language) {
+    case ClientSettings::Language::English:
         return "en";
-    }
-    if (IsIn(number, 89, 94)) {
+    case ClientSettings::Language::German:
         return "de";
+    default:
+        return std::string();
     }
-    return std::nullopt;
 }
 
 } // namespace Diag

@@ -1,7 +1,8 @@
 // Texts in the user's language, from the same catalogues as the window's, without the window's toolkit.
 #pragma once
 
-#include <optional>
+#include "config/ClientSettings.h"
+
 #include <string>
 #include <vector>
 
@@ -27,8 +28,7 @@ void UseLanguage(const std::string& language, const std::string& catalogs = Cata
 /// The language of the environment (LC_ALL, LC_MESSAGES, LANG); English for "C".
 [[nodiscard]] std::string SystemLanguage();
 
-/// The language that a number in the client's configuration stands for: "de", "en", "" for the system's; nothing for a
-/// number that stands for none.
-[[nodiscard]] std::optional<std::string> LanguageOfNumber(long number);
+/// "de", "en", "" for the system's.
+[[nodiscard]] std::string LanguageName(ClientSettings::Language language);
 
 } // namespace Diag

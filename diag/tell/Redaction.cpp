@@ -379,8 +379,8 @@ void Redaction::Apply(UsbReader& device) const {
 void Redaction::Apply(ConfigurationState& state) const {
     Apply(state.machine);
     Apply(state.user);
-    Settings& settings = state.settings;
-    for (StoredReader& reader : settings.readers) {
+    ClientSettings::Record& settings = state.settings;
+    for (ClientSettings::StoredReader& reader : settings.readers) {
         reader.element = Element(reader.element);
         reader.kind = Device(reader.kind);
         reader.name = Device(reader.name);

@@ -288,11 +288,9 @@ std::string LanguageText(const std::optional<long>& number) {
     if (!number) {
         return Translate("nicht eingestellt");
     }
-    const std::optional<std::string> language = LanguageOfNumber(*number);
-    const std::string name = !language           ? Translate("unbekannt")
-                             : language->empty() ? Translate("die des Systems")
-                                                 : *language;
-    return std::to_string(*number) + " (" + name + ")";
+    const auto language = ClientSettings::LanguageOfNumber(*number);
+    const std::string name = language ? LanguageName(*language) : Translate("unbekannt");
+    return std::to_string(*number) + " (" + (name.empty() ? Translate("die des Systems") : name) + ")";
 }
 
 std::string SwitchText(const std::optional<long>& value) {
@@ -300,20 +298,20 @@ std::string SwitchText(const std::optional<long>& value) {
     return value ? state + " (" + std::to_string(*value) + ")" : state;
 }
 
-void AddSettings(Page& page, const Settings& settings) {
+void AddSettings(Page& page, const ClientSettings::Record& settings) {
     page.Item(Translate("Gespeichert"));
     page.Line(Mark("Sprache"), LanguageText(settings.language), 6);
     page.Line(Mark("PKCS#11-Protokoll"),
               SwitchText(settings.traceLevel) + (settings.traceFile.empty() ? "" : ", " + settings.traceFile), 6);
     page.Line(Mark("Minitreiber-Prot."), SwitchText(settings.miniDriverLogging), 6);
-    if (IsAnyReader(settings.readers)) {
+    if (ClientSettings::IsAnyReader(settings)) {
         page.Line(Mark("Leser"), Translate("jeder"), 6);
         return;
     }
     if (settings.readers.empty()) {
         page.Line(Mark("Leser"), Translate("keiner"), 6);
     }
-    for (const StoredReader& reader : settings.readers) {
+    for (const ClientSettings::StoredReader& reader : settings.readers) {
         const std::string kind = reader.library.empty() ? "PC/SC" : "CT-API, " + reader.library;
         page.Named(reader.element, reader.name + " (" + kind + ")", 6);
     }

@@ -12,6 +12,8 @@ namespace {
 
 using Words = std::set<std::string, std::less<>>;
 
+constexpr std::string_view LogEnding = ".log";
+constexpr std::string_view ClientLog = ClientSettings::LogFileName;
 constexpr char DriversModels[] = "/etc/libccid_Info.plist";
 
 /// What makers, kinds and models of readers are called; those of the tables in readers/ above all, as the name decides
@@ -116,8 +118,9 @@ bool IsDeviceWord(std::string_view word) {
 }
 
 bool IsPathPart(std::string_view part) {
-    return Paths().find(part) != Paths().end() || IsNumbered(part, "lumop11", "_-", ".log") ||
-           IsNumbered(part, "LumoMiniDriver", "_-", ".log");
+    return Paths().find(part) != Paths().end() ||
+           IsNumbered(part, ClientLog.substr(0, ClientLog.size() - LogEnding.size()), "_-", LogEnding) ||
+           IsNumbered(part, "LumoMiniDriver", "_-", LogEnding);
 }
 
 bool IsElementName(std::string_view name) {

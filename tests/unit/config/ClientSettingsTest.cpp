@@ -11,6 +11,7 @@
 namespace {
 
 using ClientSettings::Language;
+using ClientSettings::ValueType;
 
 ClientSettings::Record ReadClient(const std::string& client) {
     boost::property_tree::ptree tree;
@@ -64,6 +65,26 @@ TEST(ClientSettings, AnyReaderNeedsBothTheKindAndTheStar) {
     EXPECT_FALSE(ClientSettings::IsAnyReader("*", "*"));
 }
 
+TEST(ClientSettings, AnyReaderIsAllowedByTheOneReaderOfAFile) {
+    ClientSettings::Record record;
+    EXPECT_FALSE(IsAnyReader(record));
+    record.readers = {{"Reader0", "PCSC Reader", "*", "", true}};
+    EXPECT_TRUE(IsAnyReader(record));
+    record.readers.push_back({"Reader1", "PCSC Reader", "Reader A 00 00", "", true});
+    EXPECT_FALSE(IsAnyReader(record));
+}
+
+TEST(ClientSettings, OfManyReadersAsManyAreReadAsAreWanted) {
+    boost::property_tree::ptree tree;
+    ASSERT_TRUE(Vantor::ParseXml("<config><lumo_Client><R/><Reader0>a</Reader0><Reader1/><Reader2>b</Reader2>"
+                                 "</lumo_Client></config>",
+                                 tree));
+    EXPECT_EQ(ClientSettings::Read(tree, 1).readers.size(), 1u);
+    EXPECT_TRUE(ClientSettings::Read(tree, 1).hasMoreReaders);
+    EXPECT_EQ(ClientSettings::Read(tree, 2).readers.size(), 2u);
+    EXPECT_FALSE(ClientSettings::Read(tree, 2).hasMoreReaders);
+}
+
 TEST(ClientSettings, ARecordHoldsWhatTheFileHolds) {
     const auto record =
         ReadClient("<Version>2.0</Version><Language>58</Language>"
@@ -115,20 +136,23 @@ TEST(ClientSettings, AnEmptyFileGivesAnEmptyRecord) {
 }
 
 TEST(ClientSettings, KnownElementsAreTheRegisteredSettingsAndTheirSections) {
-    using Set = std::set<std::string>;
+    using ClientSettings::Elements;
     const auto& known = ClientSettings::KnownElements();
     ASSERT_EQ(known.size(), 5u);
-    EXPECT_EQ(known.at(""), (Set{"lumo_Client", "Kundendienste_Online", "LumoMiniDriver"}));
-    EXPECT_EQ(known.at("lumo_Client"),
-              (Set{"CheckForUpdates", "CleanCertsOnRefresh", "DeleteLogfilesAfterXDays", "FixIt", "InstallDir",
-                   "Language", "MakeDialogsStayOnTop", "Orrin", "Trace", "Updateable", "Version"}));
-    EXPECT_EQ(known.at("lumo_Client/Trace"), (Set{"Filename", "LogLevel", "LogMode"}));
-    EXPECT_EQ(known.at("Kundendienste_Online"), Set{"InstallDir"});
+    EXPECT_EQ(known.at(""), (Elements{{"lumo_Client", ValueType::Section},
+                                      {"Kundendienste_Online", ValueType::Section},
+                                      {"LumoMiniDriver", ValueType::Section}}));
+    EXPECT_EQ(known.at("lumo_Client").size(), 11u);
+    EXPECT_EQ(known.at("lumo_Client").at("Trace"), ValueType::Section);
+    EXPECT_EQ(known.at("lumo_Client").at("MakeDialogsStayOnTop"), ValueType::Word);
+    EXPECT_EQ(
+        known.at("lumo_Client/Trace"),
+        (Elements{{"Filename", ValueType::Text}, {"LogLevel", ValueType::Number}, {"LogMode", ValueType::Number}}));
+    EXPECT_EQ(known.at("Kundendienste_Online"), (Elements{{"InstallDir", ValueType::Text}}));
     EXPECT_EQ(known.at("LumoMiniDriver").size(), 14u);
 }
 
 TEST(ClientSettings, AReaderHasNineElements) {
-    EXPECT_EQ(ClientSettings::ReaderElements(),
-              (std::set<std::string>{"IsSecure", "Reader", "ReaderName", "UseGUI", "UseBeep", "UserMessage", "CTAPI",
-                                     "CTPort", "CloseOnExit"}));
+    EXPECT_EQ(ClientSettings::ReaderElements().size(), 9u);
+    EXPECT_EQ(ClientSettings::ReaderElements().at("CTPort"), ValueType::Number);
 }

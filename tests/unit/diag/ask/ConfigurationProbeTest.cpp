@@ -46,7 +46,7 @@ void Store(const std::string& text) {
     test::WriteText(File, text);
 }
 
-Settings ReadSettings(const std::string& document) {
+ClientSettings::Record ReadSettings(const std::string& document) {
     boost::property_tree::ptree tree;
     static_cast<void>(Vantor::ParseXml(document, tree));
     return Diag::ReadSettings(tree);
@@ -243,7 +243,7 @@ TEST_F(ConfigurationProbeTest, ADeepBrokenDocumentDoesNotOverrunTheStack) {
 }
 
 TEST_F(ConfigurationProbeTest, StoredSettingsAreRead) {
-    const Settings settings = ReadSettings(
+    const ClientSettings::Record settings = ReadSettings(
         Document("<lumo_Client><Version>2.0</Version><Language> 89\n</Language><Trace><LogLevel>128</LogLevel>"
                  "<LogMode>2</LogMode><Filename>/home/x/lumop11.log</Filename></Trace></lumo_Client>"
                  "<LumoMiniDriver><EnableLogging>1</EnableLogging></LumoMiniDriver>"));
@@ -280,7 +280,7 @@ TEST_F(ConfigurationProbeTest, NumbersAreReadAsTheRegistryReadsThem) {
 }
 
 TEST_F(ConfigurationProbeTest, ReadersAreReadInTheirOrder) {
-    const Settings settings =
+    const ClientSettings::Record settings =
         ReadSettings(Client("<Reader0>" + ReaderTree("A &amp; B", "<IsSecure>ja</IsSecure>") +
                             "</Reader0><Reader1/><Reader2> </Reader2>"
                             "<Reader_Settings><x>1</x></Reader_Settings><Reader7>" +
@@ -300,15 +300,16 @@ TEST_F(ConfigurationProbeTest, NoMoreReadersAreToldThanTheServiceCouldServe) {
     for (int i = 0; i < 33; ++i) {
         many += "<Reader" + std::to_string(i) + ">" + ReaderTree("x") + "</Reader" + std::to_string(i) + ">";
     }
-    const Settings settings = ReadSettings(Client(many));
+    const ClientSettings::Record settings = ReadSettings(Client(many));
     EXPECT_THAT(settings.readers, SizeIs(32));
     EXPECT_TRUE(settings.hasMoreReaders);
     EXPECT_FALSE(ReadSettings(Client("<Reader0>" + ReaderTree("x") + "</Reader0>")).hasMoreReaders);
 }
 
 TEST_F(ConfigurationProbeTest, NoTextIsToldAtAnyLength) {
-    const Settings settings = ReadSettings(Client("<Version>" + std::string(100000, 'x') + "</Version><Reader0>" +
-                                                  ReaderTree(std::string(100000, 'x')) + "</Reader0>"));
+    const ClientSettings::Record settings =
+        ReadSettings(Client("<Version>" + std::string(100000, 'x') + "</Version><Reader0>" +
+                            ReaderTree(std::string(100000, 'x')) + "</Reader0>"));
     EXPECT_LT(settings.clientVersion.size(), 5000U);
     ASSERT_THAT(settings.readers, SizeIs(1));
     EXPECT_LT(settings.readers.front().name.size(), 5000U);

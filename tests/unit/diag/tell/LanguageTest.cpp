@@ -126,19 +126,10 @@ TEST_F(LanguageTest, TheLocaleCCountsAsEnglish) {
     }
 }
 
-TEST_F(LanguageTest, ConfiguredNumbersStandForLanguages) {
-    for (const long number : {58L, 59L, 73L}) {
-        EXPECT_EQ(LanguageOfNumber(number), "en") << number;
-    }
-    for (const long number : {89L, 94L}) {
-        EXPECT_EQ(LanguageOfNumber(number), "de") << number;
-    }
-    for (const long number : {0L, 1L}) {
-        EXPECT_EQ(LanguageOfNumber(number), "") << number;
-    }
-    for (const long number : {-1L, 2L, 57L, 74L, 88L, 95L, 175L}) {
-        EXPECT_EQ(LanguageOfNumber(number), std::nullopt) << number;
-    }
+TEST_F(LanguageTest, ConfiguredLanguagesHaveTheNamesOfTheirCatalogues) {
+    EXPECT_EQ(LanguageName(ClientSettings::Language::English), "en");
+    EXPECT_EQ(LanguageName(ClientSettings::Language::German), "de");
+    EXPECT_EQ(LanguageName(ClientSettings::Language::System), "");
 }
 
 TEST_F(LanguageTest, KnownLanguagesAreGermanEnglishAndThoseWithACatalogue) {
