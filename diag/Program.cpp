@@ -111,6 +111,9 @@ Report MakeReport(ReaderQuestion& question, const ServiceFacts& seenEarly, std::
     report.listCode = asked.listCode;
     report.listed = asked.listed;
     report.readers = std::move(asked.readers);
+    for (UsbReader& device : report.usbReaders) {
+        device.isListed = IsListed(device, report.readers);
+    }
     return report;
 }
 

@@ -1,7 +1,5 @@
 #include "diag/ask/ChildProcess.h"
 
-#include "diag/ask/FileProbe.h"
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -9,7 +7,6 @@
 #include <cstdint>
 #include <cstring>
 #include <new>
-#include <stdexcept>
 #include <utility>
 
 #include <fcntl.h>
@@ -31,7 +28,7 @@ std::int64_t Now() {
 }
 
 [[noreturn]] void Fail(const char* call) {
-    throw std::runtime_error(std::string(call) + ": " + ErrorText(errno));
+    throw SystemError{call, errno};
 }
 
 SignOfLife* ShareMemory() {

@@ -1,6 +1,8 @@
 // Work in a child process that reports by messages and can be given up.
 #pragma once
 
+#include "diag/record/Records.h"
+
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -46,7 +48,7 @@ private:
 class ChildProcess {
 public:
     /// Starts `work` in a copy of this process. The child ends without unwinding when the work is done.
-    /// Throws std::runtime_error, "fork: Resource temporarily unavailable", where the system does not give one.
+    /// Throws SystemError where the system does not give one.
     explicit ChildProcess(const std::function<void(const ParentProcess&)>& work);
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;

@@ -78,7 +78,7 @@ FileProblem AskParser(const std::string& document, const Vantor::XmlScan& scan) 
     } catch (const boost::property_tree::xml_parser_error& error) {
         return {error.line(), {}, error.message()};
     } catch (const std::exception& error) {
-        return {0, {}, error.what(), true};
+        return {0, {}, error.what()};
     }
 }
 
@@ -99,7 +99,8 @@ ConfigurationFile ProbeFile(const std::string& folder, std::string& document, Tr
     const FileFacts aside = DescribeFile(path + ".unreadable");
     result.putAside = aside.exists && !aside.owner.empty();
     if (!result.file.exists) {
-        result.file.writable = CanCreateIn(folder, result.file.obstacle);
+        result.file.obstacle = WhyNotCreateIn(folder);
+        result.file.writable = result.file.obstacle == 0;
         return result;
     }
     if (!result.file.isRegular || !result.file.readable) {

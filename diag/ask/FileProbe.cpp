@@ -6,7 +6,6 @@
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <cstring>
 #include <memory>
 
 #include <dirent.h>
@@ -107,12 +106,12 @@ Place Find(std::string path) {
 
 void AskRights(const Place& place, FileFacts& facts) {
     if (!place.IsFollowed()) {
-        facts.obstacle = ErrorText(ELOOP);
+        facts.obstacle = ELOOP;
         return;
     }
     facts.readable = May(place.Name(), R_OK);
     facts.writable = May(place.Name(), facts.isFolder ? W_OK | X_OK : W_OK);
-    facts.obstacle = facts.writable ? "" : ErrorText(errno);
+    facts.obstacle = facts.writable ? 0 : errno;
 }
 
 std::vector<gid_t> OwnGroups() {
@@ -124,11 +123,6 @@ std::vector<gid_t> OwnGroups() {
 
 } // namespace
 
-std::string ErrorText(int error) {
-    const char* const text = strerrordesc_np(error);
-    return text == nullptr ? std::to_string(error) : text;
-}
-
 FileFacts DescribeFile(const std::string& path) {
     FileFacts facts;
     facts.path = path;
@@ -138,7 +132,7 @@ FileFacts DescribeFile(const std::string& path) {
     facts.linkOwner = place.isLink ? UserName(place.linkOwner) : "";
     if (!place.file.IsOpen()) {
         // Behind a closed folder there may well be something.
-        facts.obstacle = ErrorText(errno);
+        facts.obstacle = errno;
         facts.exists = errno != ENOENT && errno != ENOTDIR;
         return facts;
     }
@@ -198,14 +192,12 @@ bool IsInGroup(unsigned user, const std::string& name) {
     return std::any_of(groups.begin(), groups.end(), [&](gid_t group) { return GroupName(group) == name; });
 }
 
-bool CanCreateIn(const std::string& folder, std::string& obstacle) {
+int WhyNotCreateIn(const std::string& folder) {
     std::string nearest = folder;
     while (nearest != "/" && nearest != "." && !May(nearest, F_OK) && errno == ENOENT) {
         nearest = Parent(nearest);
     }
-    const bool can = May(nearest, W_OK | X_OK);
-    obstacle = can ? "" : ErrorText(errno);
-    return can;
+    return May(nearest, W_OK | X_OK) ? 0 : errno;
 }
 
 bool IsInGroup(const std::string& name) {

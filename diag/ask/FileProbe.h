@@ -22,12 +22,9 @@ namespace Diag {
 /// Whether this is a folder, no link to one, in which root alone may make, remove and rename anything.
 [[nodiscard]] bool OnlyRootWrites(const std::string& folder);
 
-/// Whether this user could make a file in the folder, which need not be there yet: then its nearest parent decides.
-/// @param obstacle  set to the system's reason if not
-[[nodiscard]] bool CanCreateIn(const std::string& folder, std::string& obstacle);
-
-/// The system's words for an error number, in English whatever the language, so that reports can be compared.
-[[nodiscard]] std::string ErrorText(int error);
+/// Why this user could not make a file in the folder, as errno; 0: he could. The folder need not be there yet: then its
+/// nearest parent decides.
+[[nodiscard]] int WhyNotCreateIn(const std::string& folder);
 
 /// Whether the account of that number is in the group of that name. May ask the network.
 [[nodiscard]] bool IsInGroup(unsigned user, const std::string& name);

@@ -14,8 +14,7 @@ LogDirectory ProbeLogDirectory(const std::string& path) {
     directory.exists = folder.isFolder;
     directory.isHidden = folder.exists && folder.owner.empty();
     directory.readable = folder.readable;
-    std::string ignored;
-    directory.writable = folder.isFollowed && CanCreateIn(path, ignored);
+    directory.writable = folder.isFollowed && WhyNotCreateIn(path) == 0;
     directory.files = ListFiles(path);
     std::sort(directory.files.begin(), directory.files.end(), [](const LogFileFacts& a, const LogFileFacts& b) {
         return a.modified != b.modified ? a.modified > b.modified : a.name < b.name;

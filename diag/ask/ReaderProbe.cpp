@@ -199,6 +199,7 @@ std::vector<Reader> ListReaders(ProbeListener& listener, SCARDCONTEXT context) {
     std::vector<Reader> readers(names.size());
     for (std::size_t i = 0; i < names.size(); ++i) {
         readers[i].name = names[i];
+        readers[i].isSecureByName = Vantor::PCSCIsSecureByName(names[i]);
     }
     AskStates(listener, context, readers);
     listener.OnReaders(code, readers);

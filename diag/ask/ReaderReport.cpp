@@ -11,7 +11,6 @@
 #include <limits>
 #include <list>
 #include <new>
-#include <stdexcept>
 #include <system_error>
 #include <tuple>
 #include <utility>
@@ -32,7 +31,7 @@ template <typename SomeReader>
 auto ReaderFields(SomeReader& reader) {
     return std::tie(reader.name, reader.statusCode, reader.state, reader.atr, reader.connected, reader.direct,
                     reader.cardCode, reader.directCode, reader.protocol, reader.attributes, reader.channelCode,
-                    reader.channel, reader.hangingCall, reader.asked);
+                    reader.channel, reader.hangingCall, reader.asked, reader.isSecureByName);
 }
 
 /// What is found out last.
@@ -194,9 +193,9 @@ private:
         probe.hasContext = probe.isDone = false;
         try {
             probe.child = std::make_unique<ChildProcess>([this](const ParentProcess& parent) { Work(parent); });
-        } catch (const std::runtime_error& error) {
+        } catch (const SystemError& error) {
             // Those that there are do all of it.
-            obstacle = error.what();
+            obstacle = error;
             probe.child = nullptr;
             probe.isDone = true;
         }
@@ -370,7 +369,7 @@ private:
     SharedCounter turns;
     std::list<Probe> probes; // which does not move them
     PcscFacts facts;
-    std::string obstacle; ///< why a probe could not be started
+    SystemError obstacle; ///< why a probe could not be started
     bool isServiceSilent = false;
     bool isImpatient = false;
 };

@@ -18,7 +18,7 @@ struct PcscFacts {
     long listCode = 0;
     bool listed = false;     ///< the list of readers, or a code instead of it, came back in time
     std::string hangingCall; ///< the call during which the service itself stopped answering
-    std::string obstacle;    ///< why not everything could be asked that the service would have answered
+    SystemError obstacle;    ///< why not everything could be asked that the service would have answered
     std::vector<Reader> readers;
 };
 

@@ -128,20 +128,17 @@ ServiceState JudgeConnected(long code) {
     }
 }
 
-bool IsLost(long code) {
-    return code == SCARD_E_NO_SERVICE || code == SCARD_E_SERVICE_STOPPED;
-}
-
 /// The service gave a context, and was gone before everything was asked.
 bool WentAway(const ServiceFacts& facts, const PcscFacts& asked) {
     const bool isClosed = facts.connectError == ENOENT || facts.connectError == ECONNREFUSED;
     return asked.contextCode == SCARD_S_SUCCESS &&
-           (isClosed || IsLost(asked.listCode) || asked.listCode == SCARD_F_COMM_ERROR ||
+           (isClosed || asked.listCode == SCARD_E_NO_SERVICE || asked.listCode == SCARD_E_SERVICE_STOPPED ||
+            asked.listCode == SCARD_F_COMM_ERROR ||
             std::any_of(asked.readers.begin(), asked.readers.end(), LostService));
 }
 
 ServiceState JudgeState(const ServiceFacts& facts, const PcscFacts& asked) {
-    if (!asked.obstacle.empty()) {
+    if (asked.obstacle.number != 0) {
         return ServiceState::NotAsked;
     }
     if (!asked.hangingCall.empty() || !asked.answered) {
@@ -154,10 +151,6 @@ ServiceState JudgeState(const ServiceFacts& facts, const PcscFacts& asked) {
 }
 
 } // namespace
-
-bool LostService(const Reader& reader) {
-    return IsLost(reader.cardCode) || IsLost(reader.directCode);
-}
 
 ServiceFacts LookForService() {
     ServiceFacts facts;

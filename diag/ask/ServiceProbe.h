@@ -26,7 +26,4 @@ struct ServiceFacts {
 /// Puts both views together.
 [[nodiscard]] Service JudgeService(const ServiceFacts& facts, const PcscFacts& asked);
 
-/// Whether the service was gone when this reader was asked.
-[[nodiscard]] bool LostService(const Reader& reader);
-
 } // namespace Diag

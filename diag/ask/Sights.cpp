@@ -11,10 +11,10 @@ namespace Diag {
 
 namespace {
 
-enum class Service { There, Gone, Silent };
+enum class State { There, Gone, Silent };
 
-Service ServiceOf(const Sight& sight) {
-    return !sight.answers ? Service::Silent : sight.code == SCARD_S_SUCCESS ? Service::There : Service::Gone;
+State StateOf(const Sight& sight) {
+    return !sight.answers ? State::Silent : sight.code == SCARD_S_SUCCESS ? State::There : State::Gone;
 }
 
 /// A reader that was unplugged may stay in the list; it counts as gone all the same.
@@ -101,14 +101,14 @@ void CompareReaders(const Sight& before, const Sight& after, std::vector<Event>&
 
 std::vector<Event> CompareSights(const Sight& before, const Sight& after) {
     std::vector<Event> events;
-    const Service is = ServiceOf(after);
-    if (ServiceOf(before) != is) {
-        events.push_back(is == Service::There    ? Event{EventKind::ServiceThere, {}, {}}
-                         : is == Service::Silent ? Event{EventKind::ServiceSilent, {}, {}}
-                                                 : Event{EventKind::ServiceGone, {}, ResultText(after.code)});
+    const State is = StateOf(after);
+    if (StateOf(before) != is) {
+        events.push_back(is == State::There    ? Event{EventKind::ServiceThere, {}, {}}
+                         : is == State::Silent ? Event{EventKind::ServiceSilent, {}, {}}
+                                               : Event{EventKind::ServiceGone, {}, ResultText(after.code)});
     }
     // While it is silent nobody knows about its readers.
-    if (is != Service::Silent) {
+    if (is != State::Silent) {
         CompareReaders(before, after, events);
     }
     return events;

@@ -94,14 +94,8 @@ std::vector<UsbReader> ListUsbReaders(const std::string& folder) {
     return readers;
 }
 
-std::vector<std::size_t> FindPcscReaders(const UsbReader& device, const std::vector<Reader>& readers) {
-    std::vector<std::size_t> numbers;
-    for (std::size_t i = 0; i < readers.size(); ++i) {
-        if (IsSame(device, readers[i])) {
-            numbers.push_back(i);
-        }
-    }
-    return numbers;
+bool IsListed(const UsbReader& device, const std::vector<Reader>& readers) {
+    return std::any_of(readers.begin(), readers.end(), [&](const Reader& reader) { return IsSame(device, reader); });
 }
 
 bool ReadUsbChannel(const std::string& channel, int& bus, int& device) {

@@ -11,7 +11,6 @@
 #include <chrono>
 #include <csignal>
 #include <memory>
-#include <stdexcept>
 #include <utility>
 
 #include <time.h>
@@ -150,8 +149,8 @@ private:
         std::unique_ptr<ChildProcess> child;
         try {
             child = std::make_unique<ChildProcess>(KeepLooking);
-        } catch (const std::runtime_error& error) {
-            TakeObstacle(error.what());
+        } catch (const SystemError& error) {
+            TakeObstacle(error);
             return;
         }
         Follow(*child);
@@ -174,10 +173,10 @@ private:
     }
 
     /// Without a process nobody can be asked; the next pause may help.
-    void TakeObstacle(const std::string& reason) {
-        if (obstacle != reason) {
+    void TakeObstacle(const SystemError& reason) {
+        if (obstacle.call != reason.call || obstacle.number != reason.number) {
             obstacle = reason;
-            goesOn = take({EventKind::ServiceGone, {}, reason});
+            goesOn = take({EventKind::ServiceGone, {}, {}, reason});
         }
         last.answers = false; // so that it is told when it speaks again
     }
@@ -197,14 +196,14 @@ private:
             goesOn = goesOn && take(event);
         }
         wasSilenceTold = false;
-        obstacle.clear();
+        obstacle = {};
         last = std::move(sight);
     }
 
     std::function<bool(const Event&)> take;
     Sight last;
     bool wasSilenceTold = false;
-    std::string obstacle; ///< why there is no process to ask with, once it was told
+    SystemError obstacle; ///< why there is no process to ask with, once it was told
     bool goesOn = true;
 };
 

@@ -1,6 +1,8 @@
 // What happens to readers and cards while they are watched.
 #pragma once
 
+#include "diag/record/Records.h"
+
 #include <string>
 
 namespace Diag {
@@ -22,7 +24,8 @@ enum class EventKind {
 struct Event {
     EventKind kind = EventKind::ServiceThere;
     std::string reader;
-    std::string detail; ///< ATR in hexadecimal, PC/SC error
+    std::string detail;        ///< ATR in hexadecimal, PC/SC error
+    SystemError obstacle = {}; ///< why the service could not be asked
 };
 
 } // namespace Diag

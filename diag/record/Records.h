@@ -24,6 +24,12 @@ enum class ServiceState {
     Failed,           ///< another PC/SC error, or a daemon that went away in between
 };
 
+/// A call that the system refused.
+struct SystemError {
+    std::string call; ///< "fork"
+    int number = 0;   ///< errno; 0: none was refused
+};
+
 /// The PC/SC daemon as this user meets it.
 struct Service {
     ServiceState state = ServiceState::Failed;
@@ -34,7 +40,7 @@ struct Service {
     int process = 0;          ///< process id of a running daemon; 0: none to be seen
     char processState = '\0'; ///< as ps(1) writes it, 'T' for stopped
     bool answered = true;     ///< the code came back
-    std::string obstacle;     ///< for NotAsked: why, in the system's words
+    SystemError obstacle;     ///< for NotAsked: why
 };
 
 /// One driver attribute (PC/SC part 3).
@@ -59,12 +65,19 @@ struct Reader {
     long channelCode = 0;              ///< of reading SCARD_ATTR_CHANNEL_ID
     std::string channel;               ///< its bytes
     bool featuresAsked = false;
-    long featuresCode = 0;   ///< of CM_IOCTL_GET_FEATURE_REQUEST
-    std::string features;    ///< its answer, TLV records (PC/SC part 10)
-    bool isSecure = false;   ///< the reader code's verdict, from the features
-    std::string hangingCall; ///< the PC/SC call that did not return; empty: all did
-    bool asked = false;      ///< false: the service went away before this reader's turn
+    long featuresCode = 0;       ///< of CM_IOCTL_GET_FEATURE_REQUEST
+    std::string features;        ///< its answer, TLV records (PC/SC part 10)
+    bool isSecure = false;       ///< the reader code's verdict, from the features
+    std::string hangingCall;     ///< the PC/SC call that did not return; empty: all did
+    bool asked = false;          ///< false: the service went away before this reader's turn
+    bool isSecureByName = false; ///< the verdict of the table of known models
 };
+
+/// Whether another program uses the reader, and whether it lets no other in.
+[[nodiscard]] bool IsInUse(const Reader& reader);
+[[nodiscard]] bool IsHeld(const Reader& reader);
+/// Whether the service was gone when this reader was asked.
+[[nodiscard]] bool LostService(const Reader& reader);
 
 /// A device on USB with an interface of the smart-card class.
 struct UsbReader {
@@ -77,7 +90,7 @@ struct UsbReader {
     std::string driver; ///< kernel driver of the interface; "usbfs" while a program such as the daemon has it
     int bus = 0;
     int device = 0;
-    std::optional<bool> isListed = {}; ///< PC/SC lists a reader that is this device; nothing: the names still tell
+    bool isListed = false; ///< PC/SC lists a reader that is this device
 };
 
 /// A file or folder as far as rights go.
@@ -93,7 +106,7 @@ struct FileFacts {
     std::int64_t modified = 0;  ///< seconds since the epoch
     bool readable = false;      ///< by this user
     bool writable = false;      ///< by this user: saving would take effect
-    std::string obstacle;       ///< why it is not writable, in the system's words
+    int obstacle = 0;           ///< errno: why it is not writable, or not there; 0: it is
     bool isLink = false;        ///< the name is a symbolic link's
     std::string target = {};    ///< where that leads, as it is written there
     std::string linkOwner = {}; ///< whose link it is
@@ -106,8 +119,7 @@ struct FileFacts {
 struct FileProblem {
     unsigned long line = 0; ///< from 1 on; 0: the file as a whole
     std::string path;       ///< of the element, with its value; may be empty
-    std::string text;       ///< message id, or a parser's own words
-    bool isQuoting = false; ///< these may repeat what stands in the file
+    std::string text;       ///< message id, or a parser's own words, which repeat nothing of the file
 };
 
 struct ConfigurationFile {

@@ -1,13 +1,9 @@
 #include "diag/tell/Findings.h"
 
-#include "diag/ask/FileProbe.h"
-#include "diag/ask/ServiceProbe.h"
-#include "diag/ask/UsbProbe.h"
 #include "diag/record/PcscNames.h"
 #include "diag/record/Printable.h"
 #include "diag/tell/Language.h"
 #include "diag/tell/Text.h"
-#include "readers/EnumReaders.h"
 
 #include <reader.h>
 #include <winscard.h>
@@ -144,7 +140,7 @@ private:
                 std::to_string(service.process));
             break;
         case ServiceState::NotAsked:
-            Add("service-not-asked", {}, service.obstacle);
+            Add("service-not-asked", {}, ErrorText(service.obstacle));
             break;
         case ServiceState::Failed:
             Add("service-failed", {}, ResultText(service.code));
@@ -153,8 +149,10 @@ private:
     }
 
     void ReaderList() {
-        for (const std::size_t number : UnlistedUsbReaders(report)) {
-            const UsbReader& device = shown.usbReaders[number];
+        for (const UsbReader& device : shown.usbReaders) {
+            if (device.isListed) {
+                continue;
+            }
             const bool taken = !device.driver.empty() && device.driver != "usbfs";
             Add(taken ? "reader-taken-by-kernel" : "reader-not-listed", UsbName(device),
                 taken ? device.driver : std::string(), device.driver);
@@ -236,7 +234,6 @@ private:
     }
 
     void PinPad(const Reader& reader) {
-        const bool byName = Vantor::PCSCIsSecureByName(reader.name);
         if (reader.featuresCode != SCARD_S_SUCCESS && reader.featuresCode != SCARD_E_UNSUPPORTED_FEATURE) {
             Add("pinpad-query-failed", ShownName(reader), ResultText(reader.featuresCode));
         }
@@ -246,9 +243,9 @@ private:
         const std::vector<Feature> features = ParseFeatures(reader.features);
         if (CanVerify(features) != CanModify(features)) {
             Add("pinpad-half", ShownName(reader));
-        } else if (byName && !reader.isSecure) {
+        } else if (reader.isSecureByName && !reader.isSecure) {
             Add("pinpad-by-name-only", ShownName(reader));
-        } else if (!byName && reader.isSecure) {
+        } else if (!reader.isSecureByName && reader.isSecure) {
             Add("pinpad-not-in-table", ShownName(reader));
         }
     }
@@ -259,7 +256,7 @@ private:
         if (!machine.file.exists) {
             Add("configuration-missing", path);
         } else if (!machine.file.readable) {
-            Add("configuration-unreadable", path, machine.file.obstacle);
+            Add("configuration-unreadable", path, ErrorText(machine.file.obstacle));
             if (isStrange) {
                 UseOtherRemedy("strange");
             }
@@ -313,10 +310,10 @@ private:
     }
 
     void ReadOnly(const FileFacts& file, bool isStrange) {
-        Add("configuration-read-only", file.path, file.obstacle);
+        Add("configuration-read-only", file.path, ErrorText(file.obstacle));
         if (isStrange) {
             UseOtherRemedy("strange");
-        } else if (file.obstacle == ErrorText(EROFS)) {
+        } else if (file.obstacle == EROFS) {
             UseOtherRemedy("file-system");
         } else if (report.configuration.isRoot) {
             UseOtherRemedy("root");
@@ -398,26 +395,6 @@ private:
 
 } // namespace
 
-std::string UsbName(const UsbReader& device) {
-    std::string name = device.vendorId + ":" + device.productId;
-    for (const std::string& part : {device.manufacturer, device.product}) {
-        name += part.empty() ? "" : " " + part;
-    }
-    return name;
-}
-
-std::string ProblemText(const FileProblem& problem) {
-    std::vector<std::string> parts;
-    if (problem.line != 0) {
-        parts.push_back(Fill(Translate("Zeile %s"), {std::to_string(problem.line)}));
-    }
-    if (!problem.path.empty()) {
-        parts.push_back(problem.path);
-    }
-    parts.emplace_back(Translate(problem.text.c_str()));
-    return Join(parts, ": ");
-}
-
 std::vector<Finding> DeriveFindings(const Report& report, const Report& shown) {
     return Deriver(report, shown).Run();
 }
@@ -429,26 +406,6 @@ std::vector<Finding> DeriveFindings(const Report& report) {
 bool IsAnythingWrong(const std::vector<Finding>& findings) {
     return std::any_of(findings.begin(), findings.end(),
                        [](const Finding& finding) { return finding.kind->severity != Severity::Note; });
-}
-
-bool IsInUse(const Reader& reader) {
-    return (reader.state & (SCARD_STATE_INUSE | SCARD_STATE_EXCLUSIVE)) != 0;
-}
-
-bool IsHeld(const Reader& reader) {
-    return (reader.state & SCARD_STATE_EXCLUSIVE) != 0 || reader.cardCode == SCARD_E_SHARING_VIOLATION ||
-           reader.directCode == SCARD_E_SHARING_VIOLATION;
-}
-
-std::vector<std::size_t> UnlistedUsbReaders(const Report& report) {
-    std::vector<std::size_t> unlisted;
-    for (std::size_t i = 0; i < report.usbReaders.size(); ++i) {
-        const UsbReader& device = report.usbReaders[i];
-        if (!device.isListed.value_or(!FindPcscReaders(device, report.readers).empty())) {
-            unlisted.push_back(i);
-        }
-    }
-    return unlisted;
 }
 
 } // namespace Diag

@@ -1,4 +1,4 @@
-// What is wrong, why, and what to do about it: derived from the records alone.
+// What is wrong, why, and what to do about it: derived from the records, and worded in the chosen language.
 #pragma once
 
 #include "diag/record/Records.h"
@@ -44,12 +44,6 @@ struct Finding {
     const char* remedy = nullptr;      ///< message id; never null in a report
 };
 
-/// "08e6:3437 Gemalto USB SmartCard Reader": numbers of vendor and product, and what the device calls itself.
-[[nodiscard]] std::string UsbName(const UsbReader& device);
-
-/// "line 3: config/lumo_Client/Language "x": value not allowed", in the chosen language.
-[[nodiscard]] std::string ProblemText(const FileProblem& problem);
-
 /// Findings in the order of the report's parts.
 /// @param shown  the same report as far as it may be told (Redaction): all texts are taken from it
 [[nodiscard]] std::vector<Finding> DeriveFindings(const Report& report, const Report& shown);
@@ -57,12 +51,5 @@ struct Finding {
 
 /// Whether something is wrong, notes not counted.
 [[nodiscard]] bool IsAnythingWrong(const std::vector<Finding>& findings);
-
-/// Whether another program uses the reader, and whether it lets no other in.
-[[nodiscard]] bool IsInUse(const Reader& reader);
-[[nodiscard]] bool IsHeld(const Reader& reader);
-
-/// Numbers of the USB devices that PC/SC lists no reader for.
-[[nodiscard]] std::vector<std::size_t> UnlistedUsbReaders(const Report& report);
 
 } // namespace Diag

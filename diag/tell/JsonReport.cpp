@@ -4,7 +4,6 @@
 #include "diag/record/Printable.h"
 #include "diag/tell/Language.h"
 #include "diag/tell/Text.h"
-#include "readers/EnumReaders.h"
 
 #include <nlohmann/json.hpp>
 #include <winscard.h>
@@ -58,6 +57,15 @@ Json OrNull(const T& value, bool isThere) {
     return isThere ? Json(value) : Json();
 }
 
+template <typename T>
+Json ArrayOf(const std::vector<T>& records, Json (*format)(const T&)) {
+    Json array = Json::array();
+    for (const T& record : records) {
+        array.push_back(format(record));
+    }
+    return array;
+}
+
 Json TextOrNull(const std::string& text) {
     return OrNull(text, !text.empty());
 }
@@ -79,7 +87,7 @@ Json ServiceJson(const Service& service) {
     return {{"state", StateName(service.state)},
             {"result", ResultOrNull(service.code, service.answered)},
             {"hangingCall", TextOrNull(service.call)},
-            {"obstacle", TextOrNull(service.obstacle)},
+            {"obstacle", TextOrNull(ErrorText(service.obstacle))},
             {"program", TextOrNull(service.program)},
             {"process", OrNull(service.process, service.process != 0)},
             {"processState", OrNull(std::string(1, service.processState), service.process != 0)},
@@ -114,7 +122,7 @@ Json FeaturesJson(const Reader& reader) {
 }
 
 Json PinPadJson(const Reader& reader) {
-    Json pinPad = {{"byName", Vantor::PCSCIsSecureByName(reader.name)},
+    Json pinPad = {{"byName", reader.isSecureByName},
                    {"byQuery", OrNull(reader.isSecure, reader.featuresAsked)},
                    {"result", ResultOrNull(reader.featuresCode, reader.featuresAsked)},
                    {"features", FeaturesJson(reader)}};
@@ -143,23 +151,17 @@ Json ReaderJson(const Reader& reader) {
             {"pinPad", PinPadJson(reader)}};
 }
 
-Json UsbJson(const Report& report) {
-    const std::vector<std::size_t> unlisted = UnlistedUsbReaders(report);
-    Json devices = Json::array();
-    for (std::size_t i = 0; i < report.usbReaders.size(); ++i) {
-        const UsbReader& device = report.usbReaders[i];
-        devices.push_back({{"port", device.port},
-                           {"vendorId", device.vendorId},
-                           {"productId", device.productId},
-                           {"manufacturer", TextOrNull(device.manufacturer)},
-                           {"product", TextOrNull(device.product)},
-                           {"serial", TextOrNull(device.serial)},
-                           {"driver", TextOrNull(device.driver)},
-                           {"bus", device.bus},
-                           {"device", device.device},
-                           {"listed", std::find(unlisted.begin(), unlisted.end(), i) == unlisted.end()}});
-    }
-    return devices;
+Json UsbJson(const UsbReader& device) {
+    return {{"port", device.port},
+            {"vendorId", device.vendorId},
+            {"productId", device.productId},
+            {"manufacturer", TextOrNull(device.manufacturer)},
+            {"product", TextOrNull(device.product)},
+            {"serial", TextOrNull(device.serial)},
+            {"driver", TextOrNull(device.driver)},
+            {"bus", device.bus},
+            {"device", device.device},
+            {"listed", device.isListed}};
 }
 
 Json ProblemJson(const FileProblem& problem) {
@@ -172,10 +174,6 @@ Json FileJson(const ConfigurationFile& configuration) {
     const FileFacts& file = configuration.file;
     const bool isKnown = !file.owner.empty();
     const auto problemOrNull = [](const auto& problem) { return problem ? ProblemJson(*problem) : Json(); };
-    Json invalid = Json::array();
-    for (const FileProblem& problem : configuration.invalid) {
-        invalid.push_back(ProblemJson(problem));
-    }
     return {{"path", file.path},
             {"exists", file.exists},
             {"owner", OrNull(file.owner, isKnown)},
@@ -187,12 +185,12 @@ Json FileJson(const ConfigurationFile& configuration) {
             {"modified", OrNull(TimeText(file.modified), isKnown)},
             {"readable", file.readable},
             {"writable", file.writable},
-            {"obstacle", TextOrNull(file.obstacle)},
+            {"obstacle", TextOrNull(ErrorText(file.obstacle))},
             {"parsed", configuration.parsed},
             {"malformed", problemOrNull(configuration.malformed)},
             {"notStrict", problemOrNull(configuration.notStrict)},
             {"documentType", problemOrNull(configuration.documentType)},
-            {"invalid", invalid},
+            {"invalid", ArrayOf(configuration.invalid, ProblemJson)},
             {"unread", configuration.unread},
             {"putAside", configuration.putAside}};
 }
@@ -254,15 +252,6 @@ void MakePrintable(Json& value) {
     }
 }
 
-template <typename T>
-Json ArrayOf(const std::vector<T>& records, Json (*format)(const T&)) {
-    Json array = Json::array();
-    for (const T& record : records) {
-        array.push_back(format(record));
-    }
-    return array;
-}
-
 } // namespace
 
 std::string FormatJson(const Report& report, const std::vector<Finding>& findings, bool isRedacted) {
@@ -275,7 +264,7 @@ std::string FormatJson(const Report& report, const std::vector<Finding>& finding
         {"service", ServiceJson(report.service)},
         {"listResult", ResultOrNull(report.listCode, report.listed)},
         {"readers", ArrayOf(report.readers, ReaderJson)},
-        {"usbReaders", UsbJson(report)},
+        {"usbReaders", ArrayOf(report.usbReaders, UsbJson)},
         {"configuration",
          {{"machine", FileJson(report.configuration.machine)},
           {"user", FileJson(report.configuration.user)},

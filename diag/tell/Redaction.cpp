@@ -2,7 +2,6 @@
 
 #include "diag/record/PcscNames.h"
 #include "diag/record/Printable.h"
-#include "diag/tell/Findings.h"
 #include "diag/tell/Vocabulary.h"
 
 #include <reader.h>
@@ -330,10 +329,8 @@ std::string Redaction::Element(const std::string& path) const {
 }
 
 void Redaction::Apply(Report& report) const {
-    const std::vector<std::size_t> unlisted = UnlistedUsbReaders(report); // which names decide that are gone then
-    for (std::size_t i = 0; i < report.usbReaders.size(); ++i) {
-        report.usbReaders[i].isListed = std::find(unlisted.begin(), unlisted.end(), i) == unlisted.end();
-        Apply(report.usbReaders[i]);
+    for (UsbReader& device : report.usbReaders) {
+        Apply(device);
     }
     for (Reader& reader : report.readers) {
         Apply(reader);
@@ -419,7 +416,6 @@ void Redaction::Apply(FileProblem& problem) const {
     const std::size_t quote = problem.path.find(" \"");
     const std::string text = quote == std::string::npos ? "" : std::string(" \"") + Ellipsis + "\"";
     problem.path = problem.path.empty() ? "" : Element(problem.path.substr(0, quote)) + text;
-    problem.text = problem.isQuoting ? Ellipsis : problem.text;
 }
 
 void Redaction::Apply(LogDirectory& directory) const {

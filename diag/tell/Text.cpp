@@ -1,8 +1,11 @@
 #include "diag/tell/Text.h"
 
+#include "diag/tell/Language.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 
 namespace Diag {
@@ -67,6 +70,35 @@ std::string ModeText(unsigned mode) {
         }
     }
     return text;
+}
+
+std::string ErrorText(int number) {
+    const char* const text = number == 0 ? "" : strerrordesc_np(number);
+    return text == nullptr ? std::to_string(number) : text;
+}
+
+std::string ErrorText(const SystemError& error) {
+    return error.number == 0 ? std::string() : error.call + ": " + ErrorText(error.number);
+}
+
+std::string UsbName(const UsbReader& device) {
+    std::string name = device.vendorId + ":" + device.productId;
+    for (const std::string& part : {device.manufacturer, device.product}) {
+        name += part.empty() ? "" : " " + part;
+    }
+    return name;
+}
+
+std::string ProblemText(const FileProblem& problem) {
+    std::vector<std::string> parts;
+    if (problem.line != 0) {
+        parts.push_back(Fill(Translate("Zeile %s"), {std::to_string(problem.line)}));
+    }
+    if (!problem.path.empty()) {
+        parts.push_back(problem.path);
+    }
+    parts.emplace_back(Translate(problem.text.c_str()));
+    return Join(parts, ": ");
 }
 
 std::string Join(const std::vector<std::string>& parts, std::string_view separator) {

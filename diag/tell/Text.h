@@ -1,5 +1,7 @@
-// Sizes, times, rights and lists as text.
+// Sizes, times, rights, errors and problems as text.
 #pragma once
+
+#include "diag/record/Records.h"
 
 #include <cstdint>
 #include <string>
@@ -22,6 +24,17 @@ namespace Diag {
 
 /// "rw-rw-r--"
 [[nodiscard]] std::string ModeText(unsigned mode);
+
+/// The system's words for an errno, in English whatever the language, so that reports can be compared; empty for 0.
+[[nodiscard]] std::string ErrorText(int number);
+/// "fork: Resource temporarily unavailable"
+[[nodiscard]] std::string ErrorText(const SystemError& error);
+
+/// "08e6:3437 Gemalto USB SmartCard Reader": numbers of vendor and product, and what the device calls itself.
+[[nodiscard]] std::string UsbName(const UsbReader& device);
+
+/// "line 3: config/lumo_Client/Language "x": value not allowed", in the chosen language.
+[[nodiscard]] std::string ProblemText(const FileProblem& problem);
 
 [[nodiscard]] std::string Join(const std::vector<std::string>& parts, std::string_view separator);
 

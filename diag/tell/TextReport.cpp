@@ -5,7 +5,6 @@
 #include "diag/record/Printable.h"
 #include "diag/tell/Language.h"
 #include "diag/tell/Text.h"
-#include "readers/EnumReaders.h"
 
 #include <reader.h>
 #include <winscard.h>
@@ -134,11 +133,11 @@ void AddAttributes(Page& page, const Reader& reader) {
     }
 }
 
-std::string WhyVerdictsDiffer(const Reader& reader, bool byName) {
-    if (byName == reader.isSecure) {
+std::string WhyVerdictsDiffer(const Reader& reader) {
+    if (reader.isSecureByName == reader.isSecure) {
         return std::string();
     }
-    if (!byName) {
+    if (!reader.isSecureByName) {
         return Translate("der Name steht nicht in der Tabelle");
     }
     if (reader.featuresCode != SCARD_S_SUCCESS && reader.featuresCode != SCARD_E_UNSUPPORTED_FEATURE) {
@@ -151,12 +150,12 @@ std::string WhyVerdictsDiffer(const Reader& reader, bool byName) {
 }
 
 void AddPinPad(Page& page, const Reader& reader) {
-    const bool byName = Vantor::PCSCIsSecureByName(reader.name);
-    const std::string why = WhyVerdictsDiffer(reader, byName);
-    page.Line(Mark("PIN-Tastatur"),
-              Fill(Translate("nach Abfrage %s, nach Namen %s"), {YesNo(reader.isSecure), YesNo(byName)}) +
-                  (why.empty() ? "" : " (" + why + ")"),
-              6);
+    const std::string why = WhyVerdictsDiffer(reader);
+    page.Line(
+        Mark("PIN-Tastatur"),
+        Fill(Translate("nach Abfrage %s, nach Namen %s"), {YesNo(reader.isSecure), YesNo(reader.isSecureByName)}) +
+            (why.empty() ? "" : " (" + why + ")"),
+        6);
     if (reader.featuresCode != SCARD_S_SUCCESS) {
         page.Line(Mark("Funktionen"),
                   reader.featuresCode == SCARD_E_UNSUPPORTED_FEATURE ? Translate("keine")
@@ -197,8 +196,8 @@ void AddReader(Page& page, const Reader& reader, std::size_t number) {
     if (reader.featuresAsked) {
         AddPinPad(page, reader);
     } else {
-        page.Line(Mark("PIN-Tastatur"),
-                  Fill(Translate("nicht gefragt, nach Namen %s"), {YesNo(Vantor::PCSCIsSecureByName(reader.name))}), 6);
+        page.Line(Mark("PIN-Tastatur"), Fill(Translate("nicht gefragt, nach Namen %s"), {YesNo(reader.isSecureByName)}),
+                  6);
     }
 }
 
@@ -213,18 +212,15 @@ void AddReaders(Page& page, const Report& report) {
 }
 
 void AddUsb(Page& page, const Report& report) {
-    const std::vector<std::size_t> unlisted = UnlistedUsbReaders(report);
     page.Heading(Fill(Translate("Kartenleser am USB: %s"), {std::to_string(report.usbReaders.size())}));
-    for (std::size_t i = 0; i < report.usbReaders.size(); ++i) {
-        const UsbReader& device = report.usbReaders[i];
-        const bool isListed = std::find(unlisted.begin(), unlisted.end(), i) == unlisted.end();
+    for (const UsbReader& device : report.usbReaders) {
         page.Item(UsbName(device));
         page.Line(Mark("Anschluss"), device.port, 6);
         page.Line(Mark("Treiber"), device.driver.empty() ? Translate("keiner") : device.driver, 6);
         if (!device.serial.empty()) {
             page.Line(Mark("Seriennummer"), device.serial, 6);
         }
-        page.Line(Mark("In PC/SC"), YesNo(isListed), 6);
+        page.Line(Mark("In PC/SC"), YesNo(device.isListed), 6);
     }
 }
 
@@ -270,7 +266,7 @@ void AddConfigurationFile(Page& page, const ConfigurationFile& configuration, bo
     }
     page.Line(Mark("Dieser Benutzer"),
               file.writable ? std::string(Translate("darf speichern"))
-                            : Fill(Translate("darf nicht speichern (%s)"), {file.obstacle}),
+                            : Fill(Translate("darf nicht speichern (%s)"), {ErrorText(file.obstacle)}),
               6);
     if (configuration.parsed && hasSchema) {
         page.Line(Mark("Schema"),

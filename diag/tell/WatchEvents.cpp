@@ -3,6 +3,7 @@
 #include "diag/record/Mark.h"
 #include "diag/record/Printable.h"
 #include "diag/tell/Language.h"
+#include "diag/tell/Text.h"
 
 #include <nlohmann/json.hpp>
 
@@ -38,12 +39,17 @@ const EventText& TextOf(EventKind kind) {
                          [kind](const EventText& row) { return row.kind == kind; });
 }
 
+std::string DetailOf(const Event& event) {
+    return event.obstacle.number == 0 ? event.detail : ErrorText(event.obstacle);
+}
+
 } // namespace
 
 std::string FormatEvent(const Event& event, const std::string& time) {
     std::string line = time + "  " + Translate(TextOf(event.kind).text);
     line += event.reader.empty() ? "" : ": " + event.reader;
-    return Printable(event.detail.empty() ? line : line + " (" + event.detail + ")");
+    const std::string detail = DetailOf(event);
+    return Printable(detail.empty() ? line : line + " (" + detail + ")");
 }
 
 std::string FormatEventJson(const Event& event, const std::string& time) {
@@ -51,8 +57,9 @@ std::string FormatEventJson(const Event& event, const std::string& time) {
     if (!event.reader.empty()) {
         document["reader"] = Printable(event.reader);
     }
-    if (!event.detail.empty()) {
-        document["detail"] = Printable(event.detail);
+    const std::string detail = DetailOf(event);
+    if (!detail.empty()) {
+        document["detail"] = Printable(detail);
     }
     return document.dump();
 }

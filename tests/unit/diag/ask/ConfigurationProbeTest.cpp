@@ -111,7 +111,7 @@ TEST_F(ConfigurationProbeTest, AnOrdinaryUserMayNotWriteRootsFile) {
     const ConfigurationState state = ProbeConfiguration();
     EXPECT_TRUE(state.machine.parsed);
     EXPECT_FALSE(state.machine.file.writable);
-    EXPECT_EQ(state.machine.file.obstacle, "Permission denied");
+    EXPECT_EQ(state.machine.file.obstacle, EACCES);
 }
 
 TEST_F(ConfigurationProbeTest, ThatTheUserMayNotReadIsNoSyntaxProblem) {

@@ -46,6 +46,15 @@ TEST_F(ReaderReportTest, EveryByteOfARecordArrives) {
     EXPECT_TRUE(facts.readers[0].asked);
 }
 
+TEST_F(ReaderReportTest, WhetherANameIsAPinPadsIsToldWithTheName) {
+    FakePcsc::AddReader({"REINER SCT cyberJack 00 00"});
+    FakePcsc::AddReader({"A"});
+    const PcscFacts facts = ReaderQuestion(TimeLimits(), nullptr, true).Answer();
+    ASSERT_THAT(facts.readers, SizeIs(2));
+    EXPECT_TRUE(facts.readers[0].isSecureByName);
+    EXPECT_FALSE(facts.readers[1].isSecureByName);
+}
+
 TEST_F(ReaderReportTest, CodesArrive) {
     FakePcsc::Script(Function::EstablishContext, Answer::Failure(SCARD_E_NO_SERVICE));
     const PcscFacts facts = ReaderQuestion(TimeLimits(), nullptr, true).Answer();
@@ -202,7 +211,8 @@ TEST_F(ReaderReportTest, WhereTheSystemGivesNoProcessTheReasonIsTheAnswer) {
     ReaderQuestion question(TimeLimits(), nullptr, true);
     question.AwaitReaders();
     const PcscFacts facts = question.Answer();
-    EXPECT_EQ(facts.obstacle, "pipe: Too many open files");
+    EXPECT_EQ(facts.obstacle.call, "pipe");
+    EXPECT_EQ(facts.obstacle.number, EMFILE);
     EXPECT_FALSE(facts.answered);
 }
 
@@ -213,7 +223,7 @@ TEST_F(ReaderReportTest, WhereTheSystemGivesOneProcessThatDoesAllOfIt) {
     ReaderQuestion question(TimeLimits(), nullptr, true);
     const test::FewDescriptors tooFew(3);
     const PcscFacts facts = question.Answer();
-    EXPECT_EQ(facts.obstacle, "");
+    EXPECT_EQ(facts.obstacle.number, 0);
     ASSERT_THAT(facts.readers, SizeIs(16));
     for (const Reader& reader : facts.readers) {
         EXPECT_TRUE(reader.asked) << reader.name;

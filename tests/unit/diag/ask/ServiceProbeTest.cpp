@@ -121,10 +121,11 @@ TEST(ServiceProbeTest, SilenceMeansNotAnswering) {
 
 TEST(ServiceProbeTest, WithoutAProcessNobodyWasAsked) {
     PcscFacts asked;
-    asked.obstacle = "fork: Resource temporarily unavailable";
+    asked.obstacle = {"fork", EAGAIN};
     const Service service = JudgeService(Machine(Program, 7, 0), asked);
     EXPECT_EQ(service.state, ServiceState::NotAsked);
-    EXPECT_EQ(service.obstacle, asked.obstacle);
+    EXPECT_EQ(service.obstacle.call, "fork");
+    EXPECT_EQ(service.obstacle.number, EAGAIN);
     EXPECT_EQ(service.process, 7) << "what can be seen without asking is told";
 }
 

@@ -33,6 +33,7 @@ TEST(WatchTest, WithoutAProcessTheWatchGoesOnAndTellsWhyNobodyIsAsked) {
     });
     ASSERT_THAT(events, testing::SizeIs(2));
     EXPECT_EQ(events.front().kind, EventKind::ServiceGone);
-    EXPECT_EQ(events.front().detail, "pipe: Too many open files");
+    EXPECT_EQ(events.front().obstacle.call, "pipe");
+    EXPECT_EQ(events.front().obstacle.number, EMFILE);
     EXPECT_EQ(events.back().kind, EventKind::ServiceThere);
 }

@@ -143,8 +143,7 @@ TEST_F(FindingsTest, AReaderThatAKernelDriverTook) {
 }
 
 TEST_F(FindingsTest, AReaderOnUsbThatIsListedIsFine) {
-    report.readers[0].channel = std::string("\x04\x01\x20\x00", 4);
-    report.usbReaders = {{"1-1", "08e6", "3437", "", "", "", "usbfs", 1, 4}};
+    report.usbReaders = {{"1-1", "08e6", "3437", "", "", "", "usbfs", 1, 4, true}};
     EXPECT_THAT(Ids(), IsEmpty());
 }
 
@@ -246,14 +245,14 @@ TEST_F(FindingsTest, AttributesThatAreNoTextAreANote) {
 }
 
 TEST_F(FindingsTest, APinPadByNameThatHasNone) {
-    report.readers[0].name = "Cherry SmartBoard XX44 00 00";
+    report.readers[0].isSecureByName = true;
     EXPECT_THAT(Ids(), ElementsAre("pinpad-by-name-only"));
 }
 
 TEST_F(FindingsTest, APinPadThatTheTableDoesNotKnow) {
     SetFeatures(FakePcsc::FeatureList({{6, 1}, {7, 2}}), true);
     EXPECT_THAT(Ids(), ElementsAre("pinpad-not-in-table"));
-    report.readers[0].name = "REINER SCT cyberJack 00 00";
+    report.readers[0].isSecureByName = true;
     EXPECT_THAT(Ids(), IsEmpty()) << "both say so";
 }
 
@@ -343,7 +342,7 @@ TEST_F(FindingsTest, TenThousandRandomFeatureListsAreJudgedAsTheReaderCodeJudges
 TEST_F(FindingsTest, TheConfigurationFilesOwnTroubles) {
     ConfigurationFile& machine = report.configuration.machine;
     machine.file.writable = false;
-    machine.file.obstacle = "Permission denied";
+    machine.file.obstacle = EACCES;
     EXPECT_THAT(Ids(), ElementsAre("configuration-read-only"));
     machine.putAside = true;
     EXPECT_THAT(Ids(), ElementsAre("configuration-put-aside", "configuration-read-only"));
@@ -355,7 +354,7 @@ TEST_F(FindingsTest, TheConfigurationFilesOwnTroubles) {
 TEST_F(FindingsTest, WhatHelpsToSaveDependsOnTheObstacle) {
     FileFacts& file = report.configuration.machine.file;
     file.writable = false;
-    file.obstacle = "Permission denied";
+    file.obstacle = EACCES;
     EXPECT_THAT(Only().commands, ElementsAre("sudo usermod --append --groups lumoadmin NAME"));
     const std::string first = Only().remedy;
     report.configuration.isMember = true;
@@ -363,7 +362,7 @@ TEST_F(FindingsTest, WhatHelpsToSaveDependsOnTheObstacle) {
     EXPECT_NE(Only().remedy, first);
     report.configuration.isRoot = true;
     EXPECT_THAT(Only().commands, Contains("ls -la /etc/vantor/lumoclient")) << "no group helps root";
-    file.obstacle = "Read-only file system";
+    file.obstacle = EROFS;
     EXPECT_THAT(Only().commands, Contains("findmnt --target /etc/vantor"));
     EXPECT_THAT(FormatText(report, DeriveFindings(report)), HasSubstr("The file system does not allow"));
 }
@@ -420,11 +419,11 @@ TEST_F(FindingsTest, MoreReadersThanTheReportHas) {
 
 TEST_F(FindingsTest, WhatCouldNotBeAskedIsToldWithTheReasonAndTheRestOfTheReport) {
     report.service.state = ServiceState::NotAsked;
-    report.service.obstacle = "fork: Resource temporarily unavailable";
+    report.service.obstacle = {"fork", EAGAIN};
     report.readers.clear();
     report.configuration.settings.readers.clear();
     EXPECT_THAT(Ids(), ElementsAre("service-not-asked", "configuration-no-reader"));
-    EXPECT_THAT(DeriveFindings(report).front().details, ElementsAre(report.service.obstacle));
+    EXPECT_THAT(DeriveFindings(report).front().details, ElementsAre("fork: Resource temporarily unavailable"));
 }
 
 TEST_F(FindingsTest, WhatTheSchemaRefusesIsOneFindingWithAllLines) {

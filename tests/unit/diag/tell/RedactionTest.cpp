@@ -147,15 +147,17 @@ TEST(RedactionTest, AccountsAreHiddenButForThoseThatMachinesHave) {
     EXPECT_EQ(report.configuration.user.file.owner, "…");
 }
 
-TEST(RedactionTest, WhichDevicesAreListedIsKnownWithoutTheirNames) {
+TEST(RedactionTest, WhatNamesHaveDecidedIsKnownWithoutThem) {
     Report report;
     report.usbReaders.resize(2);
-    report.usbReaders[0].product = "Maker's own Reader";
-    report.usbReaders[1].product = "Another Reader";
+    report.usbReaders[0].isListed = true;
     report.readers = WithSerial("").readers;
     report.readers[0].name = "Maker's own Reader 00 00";
+    report.readers[0].isSecureByName = true;
     Redaction("").Apply(report);
-    EXPECT_EQ(UnlistedUsbReaders(report), std::vector<std::size_t>{1});
+    EXPECT_TRUE(report.usbReaders[0].isListed);
+    EXPECT_FALSE(report.usbReaders[1].isListed);
+    EXPECT_TRUE(report.readers[0].isSecureByName);
 }
 
 TEST(RedactionTest, ShortSerialsAreShortenedInTheirOwnPlaceOnly) {

@@ -8,6 +8,8 @@
 #include <reader.h>
 #include <winscard.h>
 
+#include <cerrno>
+
 using namespace Diag;
 
 namespace {
@@ -37,13 +39,14 @@ Reader PinPadReader() {
                          Told(SCARD_ATTR_DEVICE_FRIENDLY_NAME_A, reader.name)};
     reader.channel = std::string("\x04\x01\x20\x00", 4);
     reader.features = FakePcsc::FeatureList({{6, 0x42330006}, {7, 0x42330007}, {0x77, 0x42330077}});
-    reader.isSecure = true;
+    reader.isSecure = reader.isSecureByName = true;
     return reader;
 }
 
 Reader KeyboardWithoutDriver() {
     Reader reader;
     reader.name = "Cherry SmartBoard XX44 01 00";
+    reader.isSecureByName = true;
     reader.asked = reader.connected = reader.direct = reader.featuresAsked = true;
     reader.state = SCARD_STATE_EMPTY;
     reader.attributes = {Told(SCARD_ATTR_VENDOR_NAME, "Cherry\x1B[2J"),
@@ -72,7 +75,7 @@ Reader HangingReader() {
 }
 
 std::vector<UsbReader> SampleUsb() {
-    return {{"1-1.1", "0c4b", "0500", "REINER SCT", "cyberJack RFID standard", "0987654321", "usbfs", 1, 4},
+    return {{"1-1.1", "0c4b", "0500", "REINER SCT", "cyberJack RFID standard", "0987654321", "usbfs", 1, 4, true},
             {"1-1.3", "072f", "2200", "ACS", "ACR122U PICC Interface", "", "pn533_usb", 1, 6},
             {"2-1", "08e6", "3437", "", "", "GEM77777", "", 2, 3}};
 }
@@ -91,13 +94,13 @@ ConfigurationState SampleConfiguration() {
             SampleTime - 3600,
             true,
             false,
-            "Permission denied"};
+            EACCES};
     state.machine.parsed = true;
     state.machine.invalid = {{12, "config/lumo_Client/Reader0/UseGUI \"Maybe\"", "unzulässiger Wert"}};
     state.machine.unread = {"config/lumo_Client/Lanugage"};
     state.machine.putAside = true;
     state.user.file = {
-        std::string(SampleHome) + "/.vantor/lumoclient/config", false, false, false, "", "", 0, 0, 0, false, true, ""};
+        std::string(SampleHome) + "/.vantor/lumoclient/config", false, false, false, "", "", 0, 0, 0, false, true, 0};
     state.settings.readers = {
         {"Reader0", "PCSC Reader", "REINER SCT cyberJack RFID standard (0987654321) 00 00", "", true},
         {"Reader1", "PCSC Reader", "Gemalto PC Twin (5550001) 04 00", "", true},
@@ -117,7 +120,7 @@ Report SampleReport() {
     Report report;
     report.version = "1.0.0";
     report.time = SampleTime;
-    report.service = {ServiceState::Fine, 0, "", "/run/pcscd/pcscd.comm", "/usr/sbin/pcscd", 4711, 'S', true, ""};
+    report.service = {ServiceState::Fine, 0, "", "/run/pcscd/pcscd.comm", "/usr/sbin/pcscd", 4711, 'S', true, {}};
     report.listed = true;
     report.readers = {PinPadReader(), KeyboardWithoutDriver(), HeldReader(), HangingReader()};
     report.usbReaders = SampleUsb();

@@ -85,7 +85,7 @@ TEST_F(TextReportTest, OfAFileBehindAClosedFolderNothingIsInvented) {
     FileFacts& file = report.configuration.machine.file;
     file.path = "/etc/vantor/lumoclient/config";
     file.exists = true;
-    file.obstacle = "Permission denied";
+    file.obstacle = EACCES;
     report.logs.miniDriver.isHidden = true;
     const std::string text = Format(report);
     EXPECT_THAT(text, AllOf(Not(HasSubstr("---------")), Not(HasSubstr("1970")), Not(HasSubstr("only root"))));
@@ -116,7 +116,7 @@ TEST_F(TextReportTest, VerdictsStandSideBySideWithTheReasonWhereTheyDiffer) {
     EXPECT_THAT(Format(OneReader(reader)), HasSubstr("by query no, by name no\n"));
     reader.isSecure = true;
     EXPECT_THAT(Format(OneReader(reader)), HasSubstr("by query yes, by name no (the name is not in the table)\n"));
-    reader.name = "REINER SCT cyberJack";
+    reader.isSecureByName = true;
     EXPECT_THAT(Format(OneReader(reader)), HasSubstr("by query yes, by name yes\n"));
     reader.isSecure = false;
     EXPECT_THAT(Format(OneReader(reader)), HasSubstr("by query no, by name yes (the driver offers no PIN entry)\n"));
@@ -132,11 +132,11 @@ TEST_F(TextReportTest, VerdictsStandSideBySideWithTheReasonWhereTheyDiffer) {
 
 TEST_F(TextReportTest, AReaderThatCannotBeOpenedHasAVerdictByNameOnly) {
     Reader reader;
-    reader.name = "REINER SCT cyberJack";
+    reader.isSecureByName = true;
     reader.asked = true;
     reader.directCode = SCARD_E_READER_UNAVAILABLE;
     EXPECT_THAT(Format(OneReader(reader)), HasSubstr("PIN pad           not asked, by name yes\n"));
-    reader.name = "Reader";
+    reader.isSecureByName = false;
     EXPECT_THAT(Format(OneReader(reader)), HasSubstr("PIN pad           not asked, by name no\n"));
 }
 
@@ -169,7 +169,7 @@ TEST_F(TextReportTest, TheDeviceUnitIsShownAsBytes) {
 
 TEST_F(TextReportTest, ADriverWithoutFeaturesIsNoFailedQuery) {
     Reader reader = AskedReader();
-    reader.name = "Cherry SmartBoard XX44";
+    reader.isSecureByName = true;
     reader.featuresCode = SCARD_E_UNSUPPORTED_FEATURE;
     EXPECT_THAT(Format(OneReader(reader)), HasSubstr("by name yes (the driver offers no PIN entry)\n"));
 }

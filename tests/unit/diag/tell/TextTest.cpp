@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 using namespace Diag;
 
 TEST(TextTest, ColumnsCountCharacters) {
@@ -41,6 +43,14 @@ TEST(TextTest, ModesLookAsInListings) {
     EXPECT_EQ(ModeText(0664), "rw-rw-r--");
     EXPECT_EQ(ModeText(0), "---------");
     EXPECT_EQ(ModeText(0777), "rwxrwxrwx");
+}
+
+TEST(TextTest, ErrorsOfTheSystemAreInItsOwnWords) {
+    EXPECT_EQ(ErrorText(EROFS), "Read-only file system");
+    EXPECT_EQ(ErrorText(0), "");
+    EXPECT_EQ(ErrorText(99999), "99999");
+    EXPECT_EQ(ErrorText({"fork", EAGAIN}), "fork: Resource temporarily unavailable");
+    EXPECT_EQ(ErrorText(SystemError()), "");
 }
 
 TEST(TextTest, JoinPutsSeparatorsBetween) {

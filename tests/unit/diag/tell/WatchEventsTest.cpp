@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <cerrno>
+
 using namespace Diag;
 
 TEST(WatchEventsTest, JsonEventsAreOneLineWithIds) {
@@ -13,4 +15,10 @@ TEST(WatchEventsTest, JsonEventsAreOneLineWithIds) {
     EXPECT_EQ(document["reader"], "A\\x0A");
     EXPECT_EQ(document["detail"], "3B");
     EXPECT_EQ(nlohmann::json::parse(FormatEventJson({EventKind::ServiceGone, "", ""}, "T")).size(), 2U);
+}
+
+TEST(WatchEventsTest, WhyTheServiceCannotBeAskedIsToldInTheSystemsWords) {
+    const Event event{EventKind::ServiceGone, "", "", {"fork", EAGAIN}};
+    EXPECT_NE(FormatEvent(event, "T").find("(fork: Resource temporarily unavailable)"), std::string::npos);
+    EXPECT_EQ(nlohmann::json::parse(FormatEventJson(event, "T"))["detail"], "fork: Resource temporarily unavailable");
 }
