@@ -1,6 +1,7 @@
 // Records as bytes, on their way between two copies of this program: numbers as they lie in memory, no field names.
 #pragma once
 
+#include <cstddef>
 #include <cstring>
 #include <stdexcept>
 #include <string>
@@ -10,7 +11,11 @@
 
 namespace Diag {
 
-/// Puts values one behind the other. Records are put by the list of their fields, which `Fields(record)` ties.
+/// The fields of a record that travels, as a tuple of pointers to its members. Who sends the record specializes this.
+template <typename Record>
+constexpr std::nullptr_t Members = nullptr;
+
+/// Puts values one behind the other, records field by field.
 class Packer {
 public:
     template <typename T>
@@ -18,7 +23,7 @@ public:
         if constexpr (std::is_arithmetic_v<T> || std::is_enum_v<T>) {
             bytes.append(reinterpret_cast<const char*>(&value), sizeof(value));
         } else {
-            std::apply([this](const auto&... field) { (Put(field), ...); }, Fields(value));
+            Put(value, Members<T>);
         }
         return *this;
     }
@@ -35,9 +40,10 @@ public:
         }
         return *this;
     }
-    template <typename... T>
-    Packer& Put(const std::tuple<T&...>& fields) {
-        std::apply([this](const auto&... field) { (Put(field), ...); }, fields);
+    /// These fields of a record alone.
+    template <typename Record, typename... T>
+    Packer& Put(const Record& record, const std::tuple<T Record::*...>& members) {
+        std::apply([&](auto... member) { (Put(record.*member), ...); }, members);
         return *this;
     }
 
@@ -64,7 +70,7 @@ public:
         if constexpr (std::is_arithmetic_v<T> || std::is_enum_v<T>) {
             std::memcpy(&value, Take(sizeof(value)), sizeof(value));
         } else {
-            Get(Fields(value));
+            Get(value, Members<T>);
         }
     }
     void Get(std::string& text) {
@@ -78,9 +84,10 @@ public:
             Get(list.emplace_back());
         }
     }
-    template <typename... T>
-    void Get(const std::tuple<T&...>& fields) {
-        std::apply([this](auto&... field) { (Get(field), ...); }, fields);
+    /// These fields of a record alone; the others stay as they are.
+    template <typename Record, typename... T>
+    void Get(Record& record, const std::tuple<T Record::*...>& members) {
+        std::apply([&](auto... member) { (Get(record.*member), ...); }, members);
     }
 
 private:

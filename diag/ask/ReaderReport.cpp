@@ -20,41 +20,19 @@
 
 namespace Diag {
 
-// How records travel from the child: as lists of their fields.
+template <>
+constexpr auto Members<Attribute> = std::tuple(&Attribute::tag, &Attribute::code, &Attribute::bytes);
 
-template <typename SomeAttribute>
-auto AttributeFields(SomeAttribute& attribute) {
-    return std::tie(attribute.tag, attribute.code, attribute.bytes);
-}
-
-template <typename SomeReader>
-auto ReaderFields(SomeReader& reader) {
-    return std::tie(reader.name, reader.statusCode, reader.state, reader.atr, reader.connected, reader.direct,
-                    reader.cardCode, reader.directCode, reader.protocol, reader.attributes, reader.channelCode,
-                    reader.channel, reader.hangingCall, reader.asked, reader.isSecureByName);
-}
+template <>
+constexpr auto Members<Reader> = std::tuple(&Reader::name, &Reader::statusCode, &Reader::state, &Reader::atr,
+                                            &Reader::connected, &Reader::direct, &Reader::cardCode, &Reader::directCode,
+                                            &Reader::protocol, &Reader::attributes, &Reader::channelCode,
+                                            &Reader::channel, &Reader::hangingCall, &Reader::asked,
+                                            &Reader::isSecureByName);
 
 /// What is found out last.
-template <typename SomeReader>
-auto FeatureFields(SomeReader& reader) {
-    return std::tie(reader.featuresAsked, reader.featuresCode, reader.features, reader.isSecure);
-}
-
-auto Fields(const Attribute& attribute) {
-    return AttributeFields(attribute);
-}
-
-auto Fields(Attribute& attribute) {
-    return AttributeFields(attribute);
-}
-
-auto Fields(const Reader& reader) {
-    return ReaderFields(reader);
-}
-
-auto Fields(Reader& reader) {
-    return ReaderFields(reader);
-}
+constexpr auto FeatureMembers =
+    std::tuple(&Reader::featuresAsked, &Reader::featuresCode, &Reader::features, &Reader::isSecure);
 
 namespace {
 
@@ -99,7 +77,7 @@ public:
     void OnTurn(std::size_t number) override { parent.Leave(Pack(MessageKind::TurnBegun, number)); }
     void OnReader(std::size_t /*number*/, const Reader& reader, bool isOver) override {
         const bool isTold = isOver && reader.featuresAsked;
-        parent.Leave(isTold ? Pack(MessageKind::TurnOver, FeatureFields(reader))
+        parent.Leave(isTold ? Packer().Put(MessageKind::TurnOver).Put(reader, FeatureMembers).Bytes()
                             : Pack(MessageKind::ReaderAsked, isOver, reader));
     }
 
@@ -311,7 +289,7 @@ private:
             TakeReader(message, probe);
             break;
         case MessageKind::TurnOver:
-            message.Get(FeatureFields(facts.readers.at(probe.reader)));
+            message.Get(facts.readers.at(probe.reader), FeatureMembers);
             probe.reader = None;
             break;
         case MessageKind::LogWritten:

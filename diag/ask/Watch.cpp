@@ -1,28 +1,30 @@
 #include "diag/ask/Watch.h"
 
 #include "diag/ask/ChildProcess.h"
+#include "diag/ask/Packing.h"
 #include "diag/ask/Sights.h"
 #include "readers/EnumReaders.h"
 
-#include <nlohmann/json.hpp>
 #include <winscard.h>
 
 #include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <memory>
+#include <tuple>
 #include <utility>
 
 #include <time.h>
 
 namespace Diag {
 
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ReaderSight, name, state, atr)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Sight, answers, code, readers)
+template <>
+constexpr auto Members<ReaderSight> = std::tuple(&ReaderSight::name, &ReaderSight::state, &ReaderSight::atr);
+
+template <>
+constexpr auto Members<Sight> = std::tuple(&Sight::answers, &Sight::code, &Sight::readers);
 
 namespace {
-
-using nlohmann::json;
 
 constexpr unsigned long LookEvery = 1000; // milliseconds; changes are reported at once
 constexpr std::chrono::milliseconds Patience(2000 + LookEvery);
@@ -56,12 +58,6 @@ private:
     struct sigaction interrupt = {};
     struct sigaction terminate = {};
 };
-
-void Send(const ParentProcess& parent, const Sight& sight) {
-    std::string bytes;
-    json::to_cbor(json(sight), bytes);
-    parent.Send(bytes);
-}
 
 SCARD_READERSTATE Ask(const char* name, unsigned long known) {
     SCARD_READERSTATE state = {};
@@ -98,7 +94,7 @@ long Look(const ParentProcess& parent, SCARDCONTEXT context) {
         sight.readers.push_back(SightOf(names[i], states[i]));
         states[i].dwCurrentState = sight.readers.back().state;
     }
-    Send(parent, sight);
+    parent.Send(Packer().Put(sight).Bytes());
     states.push_back(Ask(ListChanges, names.size() << 16));
     return SCardGetStatusChange(context, LookEvery, states.data(), states.size());
 }
@@ -119,7 +115,7 @@ void KeepLooking(const ParentProcess& parent) {
     }
     Sight gone;
     gone.code = code;
-    Send(parent, gone);
+    parent.Send(Packer().Put(gone).Bytes());
 }
 
 /// Waits a moment before the service is asked anew; a signal breaks it.
@@ -164,7 +160,7 @@ private:
                 return;
             }
             if (news == ChildProcess::News::Message) {
-                Take(json::from_cbor(bytes).get<Sight>());
+                Take(Unpacker(bytes).Get<Sight>());
             } else if (news == ChildProcess::News::Silence) {
                 TakeSilence();
                 return;

@@ -21,20 +21,13 @@ struct Branch {
     std::vector<Leaf> leaves;
 };
 
-auto Fields(const Leaf& leaf) {
-    return std::tie(leaf.number, leaf.text);
-}
-auto Fields(Leaf& leaf) {
-    return std::tie(leaf.number, leaf.text);
-}
-auto Fields(const Branch& branch) {
-    return std::tie(branch.isGreen, branch.leaves);
-}
-auto Fields(Branch& branch) {
-    return std::tie(branch.isGreen, branch.leaves);
-}
-
 } // namespace
+
+template <>
+constexpr auto Diag::Members<Leaf> = std::tuple(&Leaf::number, &Leaf::text);
+
+template <>
+constexpr auto Diag::Members<Branch> = std::tuple(&Branch::isGreen, &Branch::leaves);
 
 TEST(PackingTest, ValuesComeOutInTheirOrder) {
     Packer packer;
@@ -58,13 +51,13 @@ TEST(PackingTest, RecordsAreTheirFields) {
     EXPECT_EQ(branch.leaves[1].text, "");
 }
 
-TEST(PackingTest, AListOfFieldsIsTakenWhereItBelongs) {
-    const Leaf sent{7, "seven"};
-    Leaf got;
+TEST(PackingTest, SomeFieldsAreTakenWhereTheyBelong) {
+    constexpr auto text = std::tuple(&Leaf::text);
     Packer packer;
-    packer.Put(Fields(sent));
-    Unpacker(packer.Bytes()).Get(Fields(got));
-    EXPECT_EQ(got.number, 7);
+    packer.Put(Leaf{7, "seven"}, text);
+    Leaf got{8, "eight"};
+    Unpacker(packer.Bytes()).Get(got, text);
+    EXPECT_EQ(got.number, 8);
     EXPECT_EQ(got.text, "seven");
 }
 
