@@ -16,31 +16,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-const char* StateName(ServiceState state) {
-    switch (state) {
-    case ServiceState::Fine:
-        return "fine";
-    case ServiceState::NotInstalled:
-        return "not-installed";
-    case ServiceState::NotRunning:
-        return "not-running";
-    case ServiceState::NotReachable:
-        return "not-reachable";
-    case ServiceState::NoPermission:
-        return "no-permission";
-    case ServiceState::Refused:
-        return "refused";
-    case ServiceState::ProtocolMismatch:
-        return "protocol-mismatch";
-    case ServiceState::NotAnswering:
-        return "not-answering";
-    case ServiceState::NotAsked:
-        return "not-asked";
-    default:
-        return "failed";
-    }
-}
-
 const char* SeverityName(Severity severity) {
     switch (severity) {
     case Severity::Error:

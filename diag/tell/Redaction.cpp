@@ -8,95 +8,12 @@
 #include <winscard.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
-#include <cstdlib>
-#include <memory>
-#include <utility>
-
-#include <pwd.h>
-#include <unistd.h>
 
 namespace Diag {
 
 namespace {
 
-/// A shorter one would be found in texts that have nothing to do with it.
-constexpr std::size_t ShortestSerial = 4;
-constexpr std::size_t ShortestName = 3;
-constexpr std::size_t LongestBeginning = 3;
 constexpr std::size_t LongestNumber = 4; // bytes of a device unit that is a number
-constexpr char Ellipsis[] = "\xE2\x80\xA6";
-
-/// Between the characters of a serial number, the zero bytes of wide characters among them.
-const std::string Separators(" -.:_/\0", 7);
-/// Between hexadecimal digits, as bytes, escapes and references to characters are written.
-const std::string HexSeparators(" -.:,\\xXuU0%#&;");
-
-bool IsLetter(char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || static_cast<unsigned char>(c) >= 0x80;
-}
-
-char Folded(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool IsHexDigit(char c) {
-    return (c >= '0' && c <= '9') || (Folded(c) >= 'a' && Folded(c) <= 'f');
-}
-
-std::string Without(std::string text, const std::string& characters) {
-    text.erase(
-        std::remove_if(text.begin(), text.end(), [&](char c) { return characters.find(c) != std::string::npos; }),
-        text.end());
-    return text;
-}
-
-/// The bytes that a text of hexadecimal digits stands for; empty if it is none.
-std::string BytesOfHex(const std::string& text) {
-    const std::string digits = Without(text, " -.:");
-    std::string bytes;
-    if (digits.size() % 2 != 0 || !std::all_of(digits.begin(), digits.end(), IsHexDigit)) {
-        return bytes;
-    }
-    for (std::size_t i = 0; i < digits.size(); i += 2) {
-        bytes += static_cast<char>(std::strtoul(digits.substr(i, 2).c_str(), nullptr, 16));
-    }
-    return bytes;
-}
-
-std::string WithoutZeros(const std::string& bytes) {
-    return bytes.substr(0, bytes.find_last_not_of('\0') + 1);
-}
-
-std::string HostName() {
-    std::array<char, 256> name{};
-    return gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
-}
-
-/// Accounts of this machine that are people's, and whoever runs the program, by whatever name.
-template <typename Take>
-void ForEachPerson(Take take) {
-    constexpr uid_t FirstPerson = 1000;
-    constexpr uid_t Nobody = 65534;
-    const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen("/etc/passwd", "re"), std::fclose);
-    while (const struct passwd* const entry = file ? fgetpwent(file.get()) : nullptr) {
-        if (entry->pw_uid >= FirstPerson && entry->pw_uid != Nobody) {
-            take(entry->pw_name);
-            take(entry->pw_gecos);
-        }
-    }
-    if (const struct passwd* const own = geteuid() == 0 ? nullptr : getpwuid(geteuid())) {
-        take(own->pw_name);
-        take(own->pw_gecos);
-    }
-    for (const char* const variable : {"LOGNAME", "USER", "SUDO_USER"}) {
-        const char* const name = std::getenv(variable);
-        if (name != nullptr && !IsSystemAccount(name)) {
-            take(name);
-        }
-    }
-}
 
 /// Unknown words, and what stands between two of them, are one "…"; what is in parentheses is another.
 std::string KnownWords(std::string_view text) {
@@ -141,9 +58,10 @@ bool ConsistsOf(std::string_view text, const char* characters) {
 /// The service ends each name with two numbers that it counts itself: " 00 00".
 std::size_t LengthWithoutNumbers(std::string_view name) {
     constexpr std::size_t Numbers = 6;
+    constexpr char HexDigits[] = "0123456789abcdefABCDEF";
     const std::string_view end = name.substr(name.size() < Numbers ? 0 : name.size() - Numbers);
-    const bool hasNumbers = end.size() == Numbers && end[0] == ' ' && end[3] == ' ' && IsHexDigit(end[1]) &&
-                            IsHexDigit(end[2]) && IsHexDigit(end[4]) && IsHexDigit(end[5]);
+    const bool hasNumbers = end.size() == Numbers && end[0] == ' ' && end[3] == ' ' &&
+                            ConsistsOf(end.substr(1, 2), HexDigits) && ConsistsOf(end.substr(4), HexDigits);
     return name.size() - (hasNumbers ? Numbers : 0);
 }
 
@@ -176,131 +94,34 @@ std::string FeatureRecords(const std::string& list) {
 
 } // namespace
 
-std::string Shortened(const std::string& serial) {
-    return serial.substr(0, std::min(LongestBeginning, serial.size() / 3)) + Ellipsis;
-}
-
-Redaction::Redaction(const std::string& homeDirectory) : home(homeDirectory) {
-    while (!home.empty() && home.back() == '/') {
-        home.pop_back();
-    }
-    ForEachPerson([this](const std::string& name) { LearnPerson(name); });
-    const std::string host = HostName();
-    LearnPerson(host);
-    LearnPerson(host.substr(0, host.find('.')));
-    if (!home.empty()) {
-        LearnPerson(home.substr(home.rfind('/') + 1));
-        Learn({home, "~", {}, true, true});
-    }
-}
+Redaction::Redaction(const std::string& homeDirectory)
+    : home(homeDirectory.substr(0, homeDirectory.find_last_not_of('/') + 1)), secrets(home) {}
 
 Redaction::Redaction(const Report& report, const std::string& homeDirectory) : Redaction(homeDirectory) {
     Learn(report.usbReaders);
     for (const Reader& reader : report.readers) {
         for (const Attribute& attribute : reader.attributes) {
             if (attribute.tag == SCARD_ATTR_VENDOR_IFD_SERIAL_NO) {
-                LearnSerial(attribute.bytes);
+                secrets.LearnSerial(attribute.bytes);
             }
         }
     }
     // Last, when all serial numbers are known that may stand in the names.
     for (const Reader& reader : report.readers) {
-        Learn({Printable(reader.name), Device(reader.name), {}, true});
+        secrets.LearnText(Printable(reader.name), Device(reader.name));
     }
 }
 
 void Redaction::Learn(const std::vector<UsbReader>& devices) {
     for (const UsbReader& device : devices) {
-        LearnSerial(device.serial);
+        secrets.LearnSerial(device.serial);
     }
-}
-
-void Redaction::LearnSerial(const std::string& bytes) {
-    const std::string serial = WithoutZeros(bytes);
-    const std::string shortened = Shortened(Printable(serial));
-    const std::string digits = serial.substr(std::min(serial.find_first_not_of('0'), serial.size()));
-    for (const std::string& written : {serial, Without(serial, Separators), digits}) {
-        if (written.size() >= ShortestSerial) {
-            Learn({written, shortened, Separators});
-            Learn({Without(HexBytes(written), " "), shortened, HexSeparators});
-        }
-    }
-    const std::string meant = BytesOfHex(serial);
-    if (meant.size() >= ShortestSerial) {
-        Learn({meant, shortened, {}, true});
-    }
-}
-
-/// Of a real name each part by itself.
-void Redaction::LearnPerson(const std::string& name) {
-    if (name.size() >= ShortestName && !IsSystemAccount(name)) {
-        Learn({name, Ellipsis, std::string(1, '\0'), false, true});
-        Learn({Without(HexBytes(name), " "), Ellipsis, HexSeparators});
-    }
-    const std::size_t end = name.find_first_of(" ,");
-    if (end != std::string::npos) {
-        LearnPerson(name.substr(0, end));
-        LearnPerson(name.substr(end + 1));
-    }
-}
-
-void Redaction::Learn(Secret secret) {
-    const auto isSame = [&](const Secret& other) { return other.text == secret.text; };
-    if (!secret.text.empty() && std::none_of(secrets.begin(), secrets.end(), isSame)) {
-        const auto longer = [&](const Secret& other) { return other.text.size() >= secret.text.size(); };
-        secrets.insert(std::find_if_not(secrets.begin(), secrets.end(), longer), std::move(secret));
-    }
-}
-
-/// The secret that begins here, null for none.
-/// @param length  set to the bytes that it takes
-const Redaction::Secret* Redaction::FindAt(std::string_view text, std::size_t at, std::size_t& length) const {
-    for (const Secret& secret : secrets) {
-        const auto isSame = [&](char a, char b) { return secret.isExact ? a == b : Folded(a) == Folded(b); };
-        std::size_t place = at;
-        std::size_t found = 0;
-        while (place < text.size() && found < secret.text.size()) {
-            if (isSame(text[place], secret.text[found])) {
-                ++found;
-            } else if (found == 0 || secret.separators.find(text[place]) == std::string::npos) {
-                break;
-            }
-            ++place;
-        }
-        const bool isInside = secret.isWord && ((at > 0 && IsLetter(text[at - 1]) && IsLetter(text[at])) ||
-                                                (place < text.size() && IsLetter(text[place])));
-        if (found == secret.text.size() && !isInside) {
-            length = place - at;
-            return &secret;
-        }
-    }
-    return nullptr;
-}
-
-/// @param filter  for what stands between secrets
-template <typename Filter>
-std::string Redaction::Replace(std::string_view text, Filter filter) const {
-    std::string result;
-    std::size_t start = 0;
-    std::size_t at = 0;
-    while (at < text.size()) {
-        std::size_t length = 0;
-        const Secret* const secret = FindAt(text, at, length);
-        if (secret == nullptr) {
-            ++at;
-            continue;
-        }
-        result += filter(text.substr(start, at - start)) + secret->replacement;
-        at += length;
-        start = at;
-    }
-    return start == text.size() ? result : result + filter(text.substr(start));
 }
 
 std::string Redaction::Device(const std::string& text) const {
     const std::string printable = Printable(text);
     const std::size_t name = LengthWithoutNumbers(printable);
-    return Replace(std::string_view(printable).substr(0, name), KnownWords) + printable.substr(name);
+    return secrets.Replace(std::string_view(printable).substr(0, name), KnownWords) + printable.substr(name);
 }
 
 std::string Redaction::Path(const std::string& text) const {
@@ -311,7 +132,7 @@ std::string Redaction::Path(const std::string& text) const {
 }
 
 std::string Redaction::Line(const std::string& text) const {
-    return Replace(Printable(text), [](std::string_view free) { return std::string(free); });
+    return secrets.Replace(Printable(text), [](std::string_view free) { return std::string(free); });
 }
 
 std::string Redaction::Element(const std::string& path) const {
@@ -348,7 +169,7 @@ void Redaction::Apply(Report& report) const {
 void Redaction::Apply(Reader& reader) const {
     reader.name = Device(reader.name);
     reader.features = FeatureRecords(reader.features);
-    reader.atr = Replace(reader.atr, [](std::string_view free) { return std::string(free); });
+    reader.atr = secrets.Replace(reader.atr, [](std::string_view free) { return std::string(free); });
     for (Attribute& attribute : reader.attributes) {
         if (attribute.bytes.empty()) {
             continue;

@@ -2,9 +2,9 @@
 #pragma once
 
 #include "diag/record/Records.h"
+#include "diag/tell/Secrets.h"
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace Diag {
@@ -34,21 +34,6 @@ public:
     void Apply(Report& report) const;
 
 private:
-    /// Something to be replaced wherever it stands.
-    struct Secret {
-        std::string text;
-        std::string replacement;
-        std::string separators = {}; ///< may stand between its characters
-        bool isExact = false;        ///< upper and lower case count
-        bool isWord = false;         ///< counts only where no letter stands beside it
-    };
-
-    void LearnSerial(const std::string& bytes);
-    void LearnPerson(const std::string& name);
-    void Learn(Secret secret);
-    [[nodiscard]] const Secret* FindAt(std::string_view text, std::size_t at, std::size_t& length) const;
-    template <typename Filter>
-    [[nodiscard]] std::string Replace(std::string_view text, Filter filter) const;
     [[nodiscard]] std::string Element(const std::string& path) const;
 
     void Apply(Reader& reader) const;
@@ -59,11 +44,8 @@ private:
     void Apply(FileProblem& problem) const;
     void Apply(LogDirectory& directory) const;
 
-    std::vector<Secret> secrets; ///< longest first
-    std::string home;
+    std::string home; ///< without slashes at its end
+    Secrets secrets;
 };
-
-/// The first characters of a serial number, at most three and no more than a third, and "…".
-[[nodiscard]] std::string Shortened(const std::string& serial);
 
 } // namespace Diag

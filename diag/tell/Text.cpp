@@ -1,5 +1,6 @@
 #include "diag/tell/Text.h"
 
+#include "diag/record/Mark.h"
 #include "diag/tell/Language.h"
 
 #include <algorithm>
@@ -7,10 +8,32 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <iterator>
 
 namespace Diag {
 
 namespace {
+
+constexpr struct {
+    ServiceState state;
+    const char* name;
+    const char* text;
+} States[] = {
+    {ServiceState::Fine, "fine", Mark("in Ordnung")},
+    {ServiceState::NotInstalled, "not-installed", Mark("nicht installiert")},
+    {ServiceState::NotRunning, "not-running", Mark("installiert, läuft nicht")},
+    {ServiceState::NotReachable, "not-reachable", Mark("nicht erreichbar, der Socket fehlt")},
+    {ServiceState::NoPermission, "no-permission", Mark("verweigert durch die Rechte am Socket")},
+    {ServiceState::Refused, "refused", Mark("verweigert vom Dienst")},
+    {ServiceState::ProtocolMismatch, "protocol-mismatch", Mark("anderes Protokoll als die Bibliothek")},
+    {ServiceState::NotAnswering, "not-answering", Mark("antwortet nicht")},
+    {ServiceState::NotAsked, "not-asked", Mark("nicht gefragt")},
+    {ServiceState::Failed, "failed", Mark("Fehler")},
+};
+
+const auto& RowOf(ServiceState state) {
+    return *std::find_if(std::begin(States), std::end(States), [state](const auto& row) { return row.state == state; });
+}
 
 struct tm LocalTime(std::int64_t seconds) {
     struct tm parts = {};
@@ -79,6 +102,14 @@ std::string ErrorText(int number) {
 
 std::string ErrorText(const SystemError& error) {
     return error.number == 0 ? std::string() : error.call + ": " + ErrorText(error.number);
+}
+
+const char* StateName(ServiceState state) {
+    return RowOf(state).name;
+}
+
+const char* StateText(ServiceState state) {
+    return RowOf(state).text;
 }
 
 std::string UsbName(const UsbReader& device) {

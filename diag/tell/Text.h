@@ -30,6 +30,11 @@ namespace Diag {
 /// "fork: Resource temporarily unavailable"
 [[nodiscard]] std::string ErrorText(const SystemError& error);
 
+/// "not-running": what reports for programs and findings call a state of the service.
+[[nodiscard]] const char* StateName(ServiceState state);
+/// The same for people, a message id.
+[[nodiscard]] const char* StateText(ServiceState state);
+
 /// "08e6:3437 Gemalto USB SmartCard Reader": numbers of vendor and product, and what the device calls itself.
 [[nodiscard]] std::string UsbName(const UsbReader& device);
 

@@ -47,31 +47,6 @@ std::string YesNo(bool yes) {
     return Translate(yes ? Mark("ja") : Mark("nein"));
 }
 
-const char* StateText(ServiceState state) {
-    switch (state) {
-    case ServiceState::Fine:
-        return Mark("in Ordnung");
-    case ServiceState::NotInstalled:
-        return Mark("nicht installiert");
-    case ServiceState::NotRunning:
-        return Mark("installiert, läuft nicht");
-    case ServiceState::NotReachable:
-        return Mark("nicht erreichbar, der Socket fehlt");
-    case ServiceState::NoPermission:
-        return Mark("verweigert durch die Rechte am Socket");
-    case ServiceState::Refused:
-        return Mark("verweigert vom Dienst");
-    case ServiceState::ProtocolMismatch:
-        return Mark("anderes Protokoll als die Bibliothek");
-    case ServiceState::NotAnswering:
-        return Mark("antwortet nicht");
-    case ServiceState::NotAsked:
-        return Mark("nicht gefragt");
-    default:
-        return Mark("Fehler");
-    }
-}
-
 void AddService(Page& page, const Service& service) {
     page.Heading(Translate("PC/SC-Dienst"));
     page.Line(Mark("Zustand"), Translate(StateText(service.state)));
