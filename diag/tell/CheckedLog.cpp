@@ -48,11 +48,12 @@ bool CheckedLog::Close() {
     return IsWhole();
 }
 
-/// Each line changes the size: it grows, or shrinks where the file was full and a new one was begun.
+/// Each line changes the size: it grows, or shrinks where the file was full and a new one was begun. A file that was
+/// taken away may have taken the line along.
 void CheckedLog::Look() {
     const std::int64_t before = size;
     size = SizeOf(path);
-    isWhole = isWhole && (size != before || size == 0);
+    isWhole = isWhole && size != before && size > 0;
 }
 
 } // namespace Diag

@@ -23,7 +23,7 @@ public:
     /// Ends the log. @return whether each of its lines arrived
     [[nodiscard]] bool Close();
     /// Whether each line so far arrived.
-    [[nodiscard]] bool IsWhole() const { return isWhole && size > 0; }
+    [[nodiscard]] bool IsWhole() const { return isWhole; }
 
 private:
     void Look();
