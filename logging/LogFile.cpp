@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <utility>
 
 #include <fcntl.h>
@@ -16,9 +17,17 @@ namespace Vantor {
 
 namespace {
 
-// Two bytes that no log file reaches: locked by all who have the file open, and by who moves or empties it.
+// Two bytes that no log file reaches. All who have the file open hold a lock for reading on the first one, who empties
+// it one for writing; so who may only read the file can pass for a logger. Who moves or empties it holds a lock for
+// writing on the second one.
 constexpr off_t presenceByte = off_t{1} << 62;
 constexpr off_t moverByte = presenceByte + 1;
+
+// The names that are tried for a file, or for all parts at a start, before it stays where it is: members can make any
+// number of names, and the caller waits.
+constexpr unsigned long mostNames = 10000;
+
+constexpr int mostLinks = 40; // as in the kernel
 
 // In milliseconds. Longer than another needs to empty the file.
 constexpr int longestWait = 100;
@@ -39,10 +48,22 @@ bool SetLock(const FileDescriptor& file, int type, off_t byte) {
     return fcntl(file.Get(), F_OFD_SETLK, &lock) == 0 || (errno != EAGAIN && errno != EACCES);
 }
 
-// Whether another open file has set a lock there.
-bool IsLocked(const FileDescriptor& file, off_t byte) {
+// The type of the lock that another open file has set there.
+short LockOfOthers(const FileDescriptor& file, off_t byte) {
     struct flock lock = LockOf(F_WRLCK, byte);
-    return fcntl(file.Get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+    return fcntl(file.Get(), F_OFD_GETLK, &lock) == 0 ? lock.l_type : short{F_UNLCK};
+}
+
+// The path with its last name followed as long as that is a link of root's or the caller's.
+std::string FollowLinks(const std::string& path) {
+    Place place = Locate(path);
+    int links = 0;
+    while (links < mostLinks && FollowLink(place)) {
+        ++links;
+    }
+    std::error_code error;
+    const auto folder = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(place.folder.Get()), error);
+    return links > 0 && !error ? (folder / place.name).string() : path;
 }
 
 FileDescriptor OpenAt(const Place& place, int flags, mode_t mode) {
@@ -97,25 +118,35 @@ int Move(const std::string& from, const std::string& to, unsigned int flags) {
 }
 
 // Moves a file to the first name that is free: `target`, then the numbered names of `base`.
+// @param tries how many of the numbered names may be tried; less by those that were
 // @return the name that the file has now; empty when it could not be moved
-std::string MoveToFreeName(const std::string& from, std::string target, const std::string& base, unsigned long number) {
+std::string MoveToFreeName(const std::string& from, std::string target, const std::string& base, unsigned long number,
+                           unsigned long& tries) {
     int error = Move(from, target, RENAME_NOREPLACE);
-    for (; error == EEXIST; ++number) {
+    for (; error == EEXIST && tries > 0; --tries, ++number) {
         target = NumberedLogName(base, number);
         error = Move(from, target, RENAME_NOREPLACE);
     }
     return error == 0 ? target : "";
 }
 
-std::string MoveToArchive(const std::string& name) {
+std::string MoveToArchive(const std::string& name, unsigned long& tries) {
     const std::string stamped = StampedLogName(name);
-    return MoveToFreeName(name, stamped, stamped, 0);
+    return MoveToFreeName(name, stamped, stamped, 0, tries);
 }
 
 void ArchiveParts(const std::string& name) {
-    for (unsigned long number = 0; Exists(NumberedLogName(name, number)); ++number) {
-        MoveToArchive(NumberedLogName(name, number));
+    unsigned long tries = mostNames;
+    for (unsigned long number = 0; number < mostNames && Exists(NumberedLogName(name, number)); ++number) {
+        MoveToArchive(NumberedLogName(name, number), tries);
     }
+}
+
+// Whether what cannot be opened makes way for a log file. A folder or a device has its name for another use.
+bool MayMakeWay(const std::string& path) {
+    struct stat status {};
+    return Look(Locate(path), status) && !S_ISDIR(status.st_mode) && !S_ISCHR(status.st_mode) &&
+           !S_ISBLK(status.st_mode);
 }
 
 // A file of the target's name makes way rather than being written: it may have another name, elsewhere.
@@ -147,7 +178,7 @@ bool CopyLogFile(const std::string& source, const std::string& target) {
 }
 
 bool LogFile::Open(const std::string& path) {
-    m_path = path;
+    m_path = FollowLinks(path);
     m_shared = false;
     m_file.Close();
     return Reopen();
@@ -155,16 +186,15 @@ bool LogFile::Open(const std::string& path) {
 
 // The parts come before the file: with the file's name goes the claim.
 void LogFile::OpenAnew(const std::string& path) {
-    const bool existed = Exists(path);
+    const bool existed = Exists(FollowLinks(path));
     const bool opened = Open(path);
     const FileDescriptor claim = Claim();
     if (!opened || claim.IsOpen()) {
-        ArchiveParts(path);
+        ArchiveParts(m_path);
     }
-    if (claim.IsOpen() && existed) {
-        StartAnew(MoveToArchive(path));
-    } else if (!opened) {
-        static_cast<void>(CopyLogFile(path, FreeLogName(StampedLogName(path))));
+    if (opened ? claim.IsOpen() && existed : MayMakeWay(m_path)) {
+        unsigned long tries = mostNames;
+        StartAnew(MoveToArchive(m_path, tries));
     }
 }
 
@@ -184,16 +214,20 @@ void LogFile::Join() {
     for (int wait = 0; !SetLock(m_file, F_RDLCK, presenceByte) && wait < longestWait; ++wait) {
         usleep(1000);
     }
-    m_shared = m_shared || IsLocked(m_file, presenceByte);
+    m_shared = m_shared || LockOfOthers(m_file, presenceByte) != F_UNLCK;
 }
 
 // The right to move or empty the open file, or to number and archive its parts: held while what is returned is open.
-// An open file of its own, because a child of fork has the other one too, and with it would have the lock.
-FileDescriptor LogFile::Claim() const {
+// An open file of its own, because a child of fork has the other one too, and with it would have the lock. A lock for
+// reading is no mover's and does not count: else everybody who may read the file could keep it from being split. It
+// also keeps movers from seeing each other, so there may be one.
+FileDescriptor LogFile::Claim() {
     const Place place = Locate(m_path);
     FileDescriptor claim = OpenAt(place, O_WRONLY, 0);
-    const bool granted = SetLock(claim, F_WRLCK, moverByte) && LeadsTo(place, m_file);
-    return granted ? std::move(claim) : FileDescriptor();
+    const bool granted = SetLock(claim, F_WRLCK, moverByte);
+    const bool ignored = !granted && LockOfOthers(claim, moverByte) == F_RDLCK;
+    m_shared = m_shared || ignored;
+    return (granted || ignored) && LeadsTo(place, m_file) ? std::move(claim) : FileDescriptor();
 }
 
 // In place of a file that was moved away. If there can be none, it gets its name back.
@@ -247,7 +281,8 @@ void LogFile::Split(unsigned long& number) {
     }
     const std::string part = NumberedLogName(m_path, m_shared ? 0 : number++);
     if (m_shared) {
-        StartAnew(MoveToFreeName(m_path, part, m_path, 1));
+        unsigned long tries = mostNames;
+        StartAnew(MoveToFreeName(m_path, part, m_path, 1, tries));
     } else if (Move(m_path, part, 0) == 0) {
         StartAnew(part);
     }

@@ -4,8 +4,7 @@
 #include <ctime>
 
 #include <fcntl.h>
-
-#include "posix/FileDescriptor.h"
+#include <unistd.h>
 
 namespace Vantor {
 
@@ -32,10 +31,10 @@ std::string NumberedLogName(const std::string& name, unsigned long number) {
     return base + "_" + std::to_string(number) + "." + ext;
 }
 
+// Opens nothing: a link may lead to a device that does something when it is opened.
 std::string FreeLogName(const std::string& name) {
-    constexpr int flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
     std::string candidate = name;
-    for (unsigned long number = 0; FileDescriptor(open(candidate.c_str(), flags)).IsOpen(); ++number) {
+    for (unsigned long number = 0; faccessat(AT_FDCWD, candidate.c_str(), R_OK, AT_EACCESS) == 0; ++number) {
         candidate = NumberedLogName(name, number);
     }
     return candidate;

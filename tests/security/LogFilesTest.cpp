@@ -5,13 +5,16 @@
 #include <filesystem>
 #include <memory>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "logging/Logging.h"
+#include "posix/FileDescriptor.h"
 #include "tests/support/PackageLayout.h"
 #include "tests/support/TemporaryFolder.h"
 #include "util/FileAndDirectory.h"
@@ -100,6 +103,7 @@ TEST_P(LogFilesTest, NothingIsWrittenOrPublishedThroughALinkOfTheLogsName) {
         LogInFolder(false);
         LogInFolder(true);
         ExpectNothingTouchedOrPublished();
+        EXPECT_EQ(test::ReadText(In("trace.log")), " line 0\n") << "the link has been moved away";
         unlink(In("trace.log").c_str());
     }
 }
@@ -109,6 +113,43 @@ TEST_P(LogFilesTest, NothingIsWrittenOrPublishedThroughAnotherNameOfAFile) {
     LogInFolder(false);
     LogInFolder(true);
     ExpectNothingTouchedOrPublished();
+    EXPECT_EQ(test::ReadText(In("trace.log")), " line 0\n") << "the name has been moved away";
+}
+
+TEST_P(LogFilesTest, NothingIsOpenedThroughLinksOfTheLogsAndItsArchivesNames) {
+    const Vantor::FileDescriptor watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    ASSERT_GE(inotify_add_watch(watch.Get(), secret.c_str(), IN_OPEN), 0);
+    Plant(secret, "trace.log");
+    Plant(secret, "trace_0.log");
+    PlantArchives(secret);
+    LogInFolder(false);
+    LogInFolder(true);
+    inotify_event event{};
+    EXPECT_EQ(read(watch.Get(), &event, sizeof(event)), -1) << "it may be a device";
+}
+
+TEST_P(LogFilesTest, AnOutsiderWhoLocksTheLogDoesNotKeepItFromBeingSplit) {
+    LogInFolder(true);
+    Vantor::FileDescriptor reader;
+    {
+        const test::ActingAs outsider(layout->outsider);
+        reader = Vantor::FileDescriptor(open(In("trace.log").c_str(), O_RDONLY | O_CLOEXEC));
+        struct flock lock {};
+        lock.l_type = F_RDLCK;
+        ASSERT_EQ(fcntl(reader.Get(), F_OFD_SETLK, &lock), 0);
+    }
+    LogInFolder(false, 2);
+    EXPECT_EQ(test::ReadText(In("trace_0.log")), " line 0\n line 0\n") << "what is locked is not emptied";
+    EXPECT_EQ(test::ReadText(In("trace.log")), " line 1\n");
+}
+
+TEST_P(LogFilesTest, OnesOwnLinkToAFileIsFollowed) {
+    {
+        const test::ActingAs logger(Logs());
+        ASSERT_EQ(symlink((own + "/kept.log").c_str(), In("trace.log").c_str()), 0);
+    }
+    LogInFolder(false, 2);
+    EXPECT_THAT(test::Names(own), ElementsAre("kept.log", "kept_0.log", "secret"));
 }
 
 TEST_P(LogFilesTest, NothingIsWrittenThroughLinksOfTheArchivesNames) {

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <map>
 
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -244,6 +245,53 @@ TEST_F(LogFileCompanyTest, ASecondStartWithRotationArchivesAFileInUse) {
     log.LogRaw("three");
     EXPECT_EQ(Contents(), " two\n three\n");
     EXPECT_EQ(Text("trace_2026-03-01_13-05-09.log"), " one\n");
+}
+
+// --- beside a reader who locks
+
+FileDescriptor LockAsReader(const std::string& name, off_t first, off_t length) {
+    FileDescriptor reader(open(name.c_str(), O_RDONLY | O_CLOEXEC));
+    struct flock lock {};
+    lock.l_type = F_RDLCK;
+    lock.l_start = first;
+    lock.l_len = length;
+    EXPECT_EQ(fcntl(reader.Get(), F_OFD_SETLK, &lock), 0);
+    return reader;
+}
+
+TEST_F(LogFileCompanyTest, AReaderWhoLocksTheFileKeepsItNeitherFromASplitNorFromTheArchive) {
+    Open(2);
+    log.LogRaw("1");
+    const FileDescriptor reader = LockAsReader(live, 0, 0);
+    log.LogRaw("2");
+    log.LogRaw("3");
+    EXPECT_EQ(Text("trace_0.log"), " 1\n 2\n");
+    const FileDescriptor again = LockAsReader(live, 0, 0);
+    log.Init(live, 2, true);
+    EXPECT_THAT(Files(), ElementsAre("trace.log", "trace_0_2026-03-01_13-05-09.log", "trace_2026-03-01_13-05-09.log"));
+}
+
+TEST_F(LogFileCompanyTest, WhereAReaderHidesTheMoversFromEachOtherNoPartIsReplaced) {
+    test::WriteText(folder / "trace_0.log", "another's\n");
+    file.Open(live);
+    file.Write("own\n");
+    const FileDescriptor reader = LockAsReader(live, (off_t{1} << 62) + 1, 1);
+    file.Split(number);
+    EXPECT_EQ(Text("trace_0.log"), "another's\n");
+    EXPECT_EQ(Text("trace_1.log"), "own\n");
+}
+
+TEST_F(LogFileCompanyTest, WhereTenThousandPartsNamesAreTakenTheLinesStayInTheFile) {
+    for (int part = 0; part <= 10000; ++part) {
+        test::WriteText(folder / NumberedLogName("trace.log", static_cast<unsigned long>(part)), "");
+    }
+    LogFile other;
+    other.Open(live);
+    file.Open(live);
+    file.Write("1\n");
+    file.Split(number);
+    file.Write("2\n");
+    EXPECT_EQ(Contents(), "1\n2\n");
 }
 
 // --- processes

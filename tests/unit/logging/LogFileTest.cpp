@@ -28,6 +28,18 @@ protected:
         log.Enabled(true);
     }
 
+    /// A link that need not be the logger's: others can give second names to links of root's.
+    void PlantLink(const std::string& target) const {
+        symlink(target.c_str(), (folder / "planted").c_str());
+        link((folder / "planted").c_str(), live.c_str());
+    }
+    /// Makes a file of each of the names.
+    void WriteNumbered(const std::string& base, int count) const {
+        for (int number = 0; number < count; ++number) {
+            Write(base + "_" + std::to_string(number) + ".log", "");
+        }
+    }
+
     LogFile file;
 };
 
@@ -99,15 +111,38 @@ TEST_F(LogFileTest, ADeviceIsNotOpened) {
     EXPECT_FALSE(CopyLogFile("/dev/null", folder / "copy.log"));
 }
 
-TEST_F(LogFileTest, ALinkIsNotOpenedWhereverItLeads) {
+TEST_F(LogFileTest, ALinkThatMayBeAnothersIsNotOpenedWhereverItLeads) {
     test::WriteText(folder / "target", "kept\n");
-    symlink("target", live.c_str());
-    EXPECT_FALSE(file.Open(live));
-    unlink(live.c_str());
-    symlink("missing", live.c_str());
-    EXPECT_FALSE(file.Open(live));
+    for (const char* target : {"target", "missing"}) {
+        PlantLink(target);
+        EXPECT_FALSE(file.Open(live));
+        EXPECT_THAT(Files(), ElementsAre("planted", "target", "trace.log"));
+        unlink(live.c_str());
+        unlink((folder / "planted").c_str());
+    }
     EXPECT_EQ(Text("target"), "kept\n");
-    EXPECT_THAT(Files(), ElementsAre("target", "trace.log"));
+}
+
+TEST_F(LogFileTest, OnesOwnLinkLeadsTheLogItsPartsAndItsArchives) {
+    mkdir((folder / "there").c_str(), 0777);
+    symlink("there/kept.log", (folder / "middle").c_str());
+    symlink("middle", live.c_str());
+    Open(1);
+    LogTexts({"1", "2"});
+    EXPECT_THAT(Texts("there/kept_0.log"), ElementsAre("1"));
+    EXPECT_THAT(Texts("there/kept.log"), ElementsAre("2"));
+    Rotate();
+    log.LogMessage("3");
+    EXPECT_THAT(Texts("there/kept_2026-03-01_13-05-09.log"), ElementsAre("2"));
+    EXPECT_THAT(Texts("there/kept_0_2026-03-01_13-05-09.log"), ElementsAre("1"));
+    EXPECT_THAT(Texts("trace.log"), ElementsAre("3"));
+    EXPECT_THAT(Files(), ElementsAre("middle", "there", "trace.log"));
+    EXPECT_THAT(test::Names(folder / "there"), testing::SizeIs(3));
+}
+
+TEST_F(LogFileTest, LinksThatLeadInACircleAreNotFollowedForEver) {
+    symlink("trace.log", live.c_str());
+    EXPECT_FALSE(file.Open(live));
 }
 
 TEST_F(LogFileTest, AFileWithASecondNameIsNotOpened) {
@@ -681,28 +716,86 @@ TEST_F(LogFileTest, NothingThatHasAnArchivesNameIsOverwritten) {
     EXPECT_EQ(Live(), "");
 }
 
-TEST_F(LogFileTest, RotationThatCannotOpenTheFileStillArchivesItAndItsParts) {
+TEST_F(LogFileTest, RotationArchivesAFileThatMayNotBeWrittenAndItsParts) {
     Write("trace.log", "old");
     Write("trace_0.log", "part");
     chmod(live.c_str(), 0400);
     {
         const test::WithoutPrivileges user;
         Rotate();
-        log.LogError("lost");
+        log.LogError("logged");
     }
-    EXPECT_EQ(Live(), "old");
+    EXPECT_THAT(Live(), testing::HasSubstr("logged"));
     EXPECT_EQ(Text("trace_2026-03-01_13-05-09.log"), "old");
     EXPECT_EQ(Text("trace_0_2026-03-01_13-05-09.log"), "part");
     EXPECT_THAT(Files(), testing::SizeIs(3));
 }
 
-TEST_F(LogFileTest, ALinkIsNotArchivedAndNothingIsLoggedThroughIt) {
+TEST_F(LogFileTest, RotationMovesALinkAwayWithoutFollowingIt) {
     Write("secret", "secret");
-    symlink("secret", live.c_str());
+    PlantLink("secret");
     Rotate();
-    log.LogError("lost");
-    EXPECT_THAT(Files(), ElementsAre("secret", "trace.log"));
+    log.LogMessage("new");
+    EXPECT_THAT(Texts("trace.log"), ElementsAre("new"));
     EXPECT_EQ(Text("secret"), "secret");
+    EXPECT_TRUE(std::filesystem::is_symlink(folder / "trace_2026-03-01_13-05-09.log"));
+}
+
+TEST_F(LogFileTest, AfterABackupByHardLinksRotationLogs) {
+    Write("trace.log", "old");
+    link(live.c_str(), (folder / "backup").c_str());
+    Rotate();
+    log.LogMessage("new");
+    EXPECT_THAT(Texts("trace.log"), ElementsAre("new"));
+    EXPECT_EQ(Text("trace_2026-03-01_13-05-09.log"), "old");
+    EXPECT_EQ(Text("backup"), "old");
+}
+
+TEST_F(LogFileTest, APipeMakesWayForALog) {
+    mkfifo(live.c_str(), 0666);
+    Rotate();
+    log.LogMessage("new");
+    ASSERT_TRUE(std::filesystem::is_regular_file(live)) << "reading a pipe would wait";
+    EXPECT_THAT(Texts("trace.log"), ElementsAre("new"));
+}
+
+TEST_F(LogFileTest, FoldersAndDevicesAreNotMovedAway) {
+    mkdir(live.c_str(), 0777);
+    Rotate();
+    EXPECT_THAT(Files(), ElementsAre("trace.log"));
+    rmdir(live.c_str());
+    ASSERT_EQ(mknod(live.c_str(), S_IFCHR | 0666, 0), 0) << "the one device that everybody may make";
+    Rotate();
+    EXPECT_THAT(Files(), ElementsAre("trace.log"));
+}
+
+TEST_F(LogFileTest, WhereTenThousandArchivesNamesAreTakenTheFileIsKept) {
+    Write("trace.log", " old\n");
+    Write("trace_2026-03-01_13-05-09.log", "");
+    WriteNumbered("trace_2026-03-01_13-05-09", 10000);
+    const auto before = Files();
+    Rotate();
+    log.LogRaw("new");
+    EXPECT_EQ(Live(), " old\n new\n");
+    EXPECT_EQ(Files(), before);
+}
+
+TEST_F(LogFileTest, TenThousandPartsAreArchivedAtAStart) {
+    WriteNumbered("trace", 10001);
+    Rotate();
+    EXPECT_TRUE(std::filesystem::exists(folder / "trace_9999_2026-03-01_13-05-09.log"));
+    EXPECT_TRUE(std::filesystem::exists(folder / "trace_10000.log"));
+}
+
+TEST_F(LogFileTest, AllPartsTogetherTryTenThousandNames) {
+    for (const std::string part : {"trace_0", "trace_1"}) {
+        Write(part + ".log", "");
+        Write(part + "_2026-03-01_13-05-09.log", "");
+        WriteNumbered(part + "_2026-03-01_13-05-09", 6000);
+    }
+    Rotate();
+    EXPECT_FALSE(std::filesystem::exists(folder / "trace_0.log"));
+    EXPECT_TRUE(std::filesystem::exists(folder / "trace_1.log"));
 }
 
 TEST_F(LogFileTest, RotationInAMissingFolderDropsEntries) {

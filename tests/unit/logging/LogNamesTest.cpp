@@ -1,7 +1,9 @@
 #include "logging/LogNames.h"
 
+#include <sys/inotify.h>
 #include <sys/stat.h>
 
+#include "posix/FileDescriptor.h"
 #include "tests/support/Privileges.h"
 #include "tests/unit/logging/LoggerTest.h"
 
@@ -64,6 +66,16 @@ TEST_F(LogNamesTest, ANumberedTextFileEndsInLog) {
 TEST_F(LogNamesTest, APipeHasItsNameAndIsNotWaitedFor) {
     mkfifo(live.c_str(), 0666);
     EXPECT_EQ(LibLogging::NumberedName(live), folder / "trace_0.log");
+}
+
+TEST_F(LogNamesTest, WhatHasANameIsNotOpened) {
+    Write("target", "");
+    symlink("target", live.c_str());
+    const FileDescriptor watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    ASSERT_GE(inotify_add_watch(watch.Get(), (folder / "target").c_str(), IN_OPEN), 0);
+    EXPECT_EQ(LibLogging::NumberedName(live), folder / "trace_0.log");
+    inotify_event event{};
+    EXPECT_EQ(read(watch.Get(), &event, sizeof(event)), -1) << "it may be a device";
 }
 
 TEST_F(LogNamesTest, AFileThatMayNotBeReadCountsAsAFreeName) {
