@@ -137,7 +137,13 @@ void ProbeMachine(ConfigurationState& state) {
     state.machine = ProbeFile(Vantor::GetAllUsersDir() + "vantor/lumoclient", document, tree);
     const FileFacts& file = state.machine.file;
     state.machine.hasForeignOwner = file.exists && file.ownerId != 0 && !IsInGroup(file.ownerId, "lumoadmin");
-    state.machine.isFolderOpen = IsOpenToOthers(state.machine.folder, Vantor::GetAllUsersDir() + "vantor");
+    const std::string above = Vantor::GetAllUsersDir() + "vantor";
+    state.machine.isFolderOpen = IsOpenToOthers(state.machine.folder, above);
+    for (const std::string& path : {above, state.machine.folder.path, file.path}) {
+        for (OtherWriter& writer : ListOtherWriters(path)) {
+            state.machine.otherWriters.push_back(std::move(writer));
+        }
+    }
     if (state.machine.parsed) {
         state.settings = ReadSettings(tree);
         CheckMachineFile(state.machine, document, tree);

@@ -6,13 +6,19 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <cstring>
 #include <memory>
 
 #include <dirent.h>
+#include <endian.h>
 #include <fcntl.h>
 #include <grp.h>
+#include <linux/limits.h>
+#include <linux/posix_acl.h>
+#include <linux/posix_acl_xattr.h>
 #include <pwd.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace Diag {
@@ -24,6 +30,7 @@ using Vantor::ReadStart;
 
 constexpr std::size_t AccountBuffer = 16384;
 constexpr std::size_t MostGroups = 65536; // of the kernel
+constexpr std::size_t MostWriters = 16;   // that are told
 
 std::string UserName(uid_t id) {
     struct passwd entry = {};
@@ -114,6 +121,33 @@ void AskRights(const Place& place, FileFacts& facts) {
     facts.obstacle = facts.writable ? 0 : errno;
 }
 
+using AccessEntry = struct posix_acl_xattr_entry;
+
+/// Empty if there is none. Unlike files themselves, their lists can be read by everybody.
+std::vector<AccessEntry> AccessList(const Place& place, bool isDefault) {
+    std::vector<char> bytes(XATTR_SIZE_MAX);
+    const char* const name = isDefault ? "system.posix_acl_default" : "system.posix_acl_access";
+    const auto end = std::max<ssize_t>(getxattr(place.Name().c_str(), name, bytes.data(), bytes.size()), 0);
+    std::vector<AccessEntry> list;
+    AccessEntry entry = {};
+    for (std::size_t at = sizeof(struct posix_acl_xattr_header); at + sizeof(entry) <= static_cast<std::size_t>(end);
+         at += sizeof(entry)) {
+        std::memcpy(&entry, &bytes[at], sizeof(entry));
+        list.push_back(entry);
+    }
+    return list;
+}
+
+/// Whether an entry names somebody who is not to write. The rights of the group, which limit him, do not count: whoever
+/// sets them anew gives him his own back.
+bool IsOtherWriter(const AccessEntry& entry) {
+    const unsigned id = le32toh(entry.e_id);
+    const unsigned tag = le16toh(entry.e_tag);
+    const bool isNamed = tag == ACL_USER || tag == ACL_GROUP;
+    return isNamed && (le16toh(entry.e_perm) & ACL_WRITE) != 0 && id != 0 &&
+           !(tag == ACL_USER ? IsInGroup(id, "lumoadmin") : GroupName(id) == "lumoadmin");
+}
+
 std::vector<gid_t> OwnGroups() {
     std::vector<gid_t> groups(static_cast<std::size_t>(std::max(getgroups(0, nullptr), 0)));
     groups.resize(static_cast<std::size_t>(std::max(getgroups(static_cast<int>(groups.size()), groups.data()), 0)));
@@ -174,8 +208,24 @@ std::vector<LogFileFacts> ListFiles(const std::string& folder) {
 
 bool OnlyRootWrites(const std::string& folder) {
     const Place place = Find(folder);
+    // With an access control list the group's bits speak for everybody in it.
     return !place.isLink && place.file.IsOpen() && S_ISDIR(place.status.st_mode) && place.status.st_uid == 0 &&
-           (place.status.st_mode & (place.status.st_gid == 0 ? S_IWOTH : S_IWOTH | S_IWGRP)) == 0;
+           (place.status.st_mode & (S_IWOTH | S_IWGRP)) == 0;
+}
+
+std::vector<OtherWriter> ListOtherWriters(const std::string& path) {
+    std::vector<OtherWriter> writers;
+    const Place place = Find(path);
+    for (const bool isDefault : {false, true}) {
+        for (const AccessEntry& entry : AccessList(place, isDefault)) {
+            if (writers.size() < MostWriters && IsOtherWriter(entry)) {
+                const unsigned id = le32toh(entry.e_id);
+                const bool isGroup = le16toh(entry.e_tag) == ACL_GROUP;
+                writers.push_back({path, isDefault, isGroup, isGroup ? GroupName(id) : UserName(id)});
+            }
+        }
+    }
+    return writers;
 }
 
 bool IsInGroup(unsigned user, const std::string& name) {

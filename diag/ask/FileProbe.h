@@ -22,6 +22,10 @@ namespace Diag {
 /// Whether this is a folder, no link to one, in which root alone may make, remove and rename anything.
 [[nodiscard]] bool OnlyRootWrites(const std::string& folder);
 
+/// Whom the access control list of a file or folder names as writers, though they are neither root nor in the group
+/// lumoadmin; at most 16.
+[[nodiscard]] std::vector<OtherWriter> ListOtherWriters(const std::string& path);
+
 /// Why this user could not make a file in the folder, as errno; 0: he could. The folder need not be there yet: then its
 /// nearest parent decides.
 [[nodiscard]] int WhyNotCreateIn(const std::string& folder);

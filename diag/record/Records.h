@@ -122,6 +122,14 @@ struct FileProblem {
     std::string text;       ///< message id, or a parser's own words, which repeat nothing of the file
 };
 
+/// Somebody whom an access control list lets write.
+struct OtherWriter {
+    std::string path;       ///< of the file or folder that has the list
+    bool isDefault = false; ///< of what is made in the folder, not of the folder
+    bool isGroup = false;
+    std::string name;
+};
+
 struct ConfigurationFile {
     FileFacts file;
     FileFacts folder;
@@ -134,6 +142,7 @@ struct ConfigurationFile {
     bool putAside = false;                   ///< a file "config.unreadable" lies beside it
     bool hasForeignOwner = false; ///< neither root nor anybody who may save owns the file, or the link in its place
     bool isFolderOpen = false;    ///< others than root and the group could put something else in its place
+    std::vector<OtherWriter> otherWriters; ///< of the folders and the file
 };
 
 struct ConfigurationState {

@@ -59,6 +59,7 @@ public:
         if (machine.isFolderOpen) {
             list.Add("configuration-folder-open", machine.folder.path, RightsText(machine.folder));
         }
+        AccessLists(machine);
         if (file.isLink && file.linkOwner != "root") {
             list.Add("configuration-link", file.path, file.linkOwner + " -> " + file.target);
         }
@@ -69,6 +70,20 @@ public:
             list.Add("configuration-foreign-owner", file.path, RightsText(file));
         }
         return list.findings.size() > before;
+    }
+
+    void AccessLists(const Diag::ConfigurationFile& machine) {
+        std::vector<std::string> writers;
+        bool isOnFile = false;
+        for (const OtherWriter& writer : machine.otherWriters) {
+            writers.push_back(writer.path + ": " + (writer.isDefault ? "default:" : "") +
+                              (writer.isGroup ? "group:" : "user:") + writer.name);
+            isOnFile = isOnFile || writer.path == machine.file.path;
+        }
+        list.AddWithDetails("configuration-access-list", machine.folder.path, writers);
+        if (isOnFile) {
+            list.UseOtherRemedy("file");
+        }
     }
 
     static std::string RightsText(const FileFacts& file) {

@@ -26,6 +26,9 @@ namespace {
     "echo '<config/>' | sudo install --group=lumoadmin --mode=664 /dev/stdin /etc/vantor/config.new\n"                 \
     "sudo mv --no-target-directory /etc/vantor/config.new /etc/vantor/lumoclient/config"
 
+/// The first folder is closed to all but root before the second is found in it.
+#define ACCESS_LIST_COMMANDS "sudo setfacl --remove-all --remove-default /etc/vantor /etc/vantor/lumoclient"
+
 constexpr char LookCommand[] = "namei --long /etc/vantor/lumoclient/config";
 
 constexpr FindingKind Kinds[] = {
@@ -166,6 +169,9 @@ constexpr FindingKind Kinds[] = {
      "namei --long /etc/vantor/lumoclient\nsudo chown root:root /etc/vantor\nsudo chmod 755 /etc/vantor\n"
      "sudo find /etc/vantor -maxdepth 1 -name lumoclient -type d -exec chown root:lumoadmin {} \\; "
      "-exec chmod 2775 {} \\; -ls"},
+    {"configuration-access-list", Severity::Warning,
+     Mark("Eine Zugriffsliste (ACL) lässt jemanden schreiben, der nicht speichern darf."),
+     Mark("Sie gilt neben den Rechten, die ls zeigt. Nehmen Sie die Listen der Ordner weg:"), ACCESS_LIST_COMMANDS},
     {"configuration-not-strict-xml", Severity::Warning,
      Mark("Die Konfiguration gilt, aber andere Programme weisen sie ab: Sie ist kein XML nach den Regeln."),
      Mark("Das tun alle, die sich an die Regeln halten, xmllint zum Beispiel. Berichtigen Sie die genannte Zeile, "
@@ -218,6 +224,10 @@ constexpr OtherRemedy Others[] = {
     {"configuration-malformed", "no-file",
      Mark("Dort liegt keine Datei. Sehen Sie nach, was es ist, und legen Sie eine neue an seine Stelle:"),
      REPLACE_COMMANDS},
+    {"configuration-access-list", "file",
+     Mark("Sie gilt neben den Rechten, die ls zeigt. Nehmen Sie die Listen der Ordner weg, und legen Sie eine neue "
+          "Datei an die Stelle der Konfiguration:"),
+     ACCESS_LIST_COMMANDS "\n" REPLACE_COMMANDS},
     {"log-not-writable", "home",
      Mark("Es läge im eigenen Verzeichnis dieses Benutzers, und dort darf er nicht schreiben. So sehen Sie, wo "
           "die Rechte nicht stimmen:"),

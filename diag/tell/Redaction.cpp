@@ -219,6 +219,10 @@ void Redaction::Apply(ConfigurationFile& configuration) const {
             Apply(**problem);
         }
     }
+    for (OtherWriter& writer : configuration.otherWriters) {
+        writer.path = Path(writer.path);
+        writer.name = IsSystemAccount(writer.name) ? writer.name : Ellipsis;
+    }
     for (std::string& path : configuration.unread) {
         path = Element(path);
     }

@@ -204,6 +204,56 @@ TEST_F(RemediesTest, AFolderThatIsOpenToOthersIsClosedAgain) {
     EXPECT_THAT(report(layout->outsider).findings(), Not(Contains("configuration-folder-open")));
 }
 
+static void setList(const std::string& options, const std::string& path) {
+    ASSERT_EQ(Support::run({"sh", "-c", "setfacl " + options + " " + path}).status, 0) << path;
+}
+
+TEST_F(RemediesTest, AFolderThatAnAccessListOpensIsClosedAgain) {
+    ASSERT_EQ(chmod("/etc/vantor", 0755), 0);
+    setList("--modify=user:outsider:rwx", "/etc/vantor");
+    for (const auto& reader : everybody()) {
+        const auto before = report(reader);
+        EXPECT_THAT(before.findings(), Contains("configuration-folder-open")) << reader.name;
+        EXPECT_THAT(before.findings(), Contains("configuration-access-list")) << reader.name;
+    }
+    type(report(layout->outsider).finding("configuration-folder-open"));
+    EXPECT_NE(Support::run(as(layout->outsider, {"touch", "/etc/vantor/mine"})).status, 0);
+    EXPECT_THAT(report(layout->outsider).findings(), Not(Contains("configuration-folder-open")));
+}
+
+TEST_F(RemediesTest, WhoWritesByAnAccessListIsNamedAndLosesTheRight) {
+    test::WriteText(layout->file, kSettings);
+    for (const auto& reader : everybody()) {
+        setList("--modify=user:outsider:rw", layout->file);
+        setList("--modify=default:group:outsider:rwx,user:outsider:rwx", layout->folder);
+        const auto before = report(reader);
+        const auto details = before.finding("configuration-access-list").at("details").dump();
+        for (const char* const writer :
+             {"lumoclient/config: user:outsider", "lumoclient: user:outsider", "lumoclient: default:group:outsider"})
+            EXPECT_THAT(details, HasSubstr(writer)) << reader.name;
+        typeAll(before);
+        for (const auto& path : {layout->file, layout->folder})
+            EXPECT_NE(Support::run(as(layout->outsider, {"test", "-w", path})).status, 0) << path << reader.name;
+        expectGoodFile(reader.name);
+        EXPECT_THAT(report(reader).findings(), Not(Contains("configuration-access-list"))) << reader.name;
+    }
+}
+
+TEST_F(RemediesTest, TheSettingsStayWhereOnlyTheFolderHasAnAccessList) {
+    test::WriteText(layout->file, kSettings);
+    setList("--modify=user:outsider:rwx", layout->folder);
+    type(report(layout->member).finding("configuration-access-list"));
+    EXPECT_EQ(test::ReadText(layout->file), kSettings);
+    EXPECT_THAT(report(layout->member).findings(), Not(Contains("configuration-access-list")));
+}
+
+TEST_F(RemediesTest, AccessListsOfMembersAndReadersAreNoFinding) {
+    test::WriteText(layout->file, kSettings);
+    setList("--modify=user:member:rw,group:lumoadmin:rw,user:outsider:r", layout->file);
+    for (const auto& reader : everybody())
+        EXPECT_THAT(report(reader).findings(), Not(Contains("configuration-access-list"))) << reader.name;
+}
+
 TEST_F(RemediesTest, WhatIsNoFileIsMovedAwayAndReplaced) {
     fs::remove(layout->file);
     ASSERT_EQ(mkfifo(layout->file.c_str(), 0666), 0);

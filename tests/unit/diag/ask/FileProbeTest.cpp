@@ -95,6 +95,14 @@ TEST_F(FileProbeTest, FilesCanBeMadeWhereTheNearestFolderAllowsIt) {
     EXPECT_NE(WhyNotCreateIn("/proc/not/there"), 0);
 }
 
+TEST_F(FileProbeTest, AFolderInWhichAGroupMayWriteIsNotRootsAlone) {
+    EXPECT_TRUE(OnlyRootWrites(folder.Path()));
+    for (const mode_t mode : {0775, 0757}) {
+        chmod(folder.Path().c_str(), mode);
+        EXPECT_FALSE(OnlyRootWrites(folder.Path())) << mode << ", even if the group is root's";
+    }
+}
+
 TEST_F(FileProbeTest, AccountsWithoutANameAreNumbers) {
     const std::string file = Make("file", 0644);
     if (chown(file.c_str(), 54321, 54322) != 0) {
