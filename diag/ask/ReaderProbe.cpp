@@ -79,7 +79,7 @@ public:
         : listener(heard), connection(context), number(ownNumber), reader(ownReader) {}
 
     void Run(bool asksChannel) {
-        LibReaderImpl::LogMessage("lumodiag asks reader " + reader.name);
+        LibReaderImpl::LogMessage(AsksReader + reader.name);
         reader.asked = true;
         Connect();
         if (reader.connected) {

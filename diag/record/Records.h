@@ -43,6 +43,9 @@ struct Service {
     SystemError obstacle;     ///< for NotAsked: why
 };
 
+/// A log line that begins so ends with a reader's name.
+constexpr char AsksReader[] = "lumodiag asks reader ";
+
 /// One driver attribute (PC/SC part 3).
 struct Attribute {
     unsigned long tag = 0;

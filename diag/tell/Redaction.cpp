@@ -36,6 +36,10 @@ std::string KnownWords(std::string_view text) {
     return result + between;
 }
 
+std::string Same(std::string_view text) {
+    return std::string(text);
+}
+
 std::string KnownParts(std::string_view path) {
     std::string result;
     for (;;) {
@@ -132,7 +136,10 @@ std::string Redaction::Path(const std::string& text) const {
 }
 
 std::string Redaction::Line(const std::string& text) const {
-    return secrets.Replace(Printable(text), [](std::string_view free) { return std::string(free); });
+    constexpr std::size_t Begin = sizeof(AsksReader) - 1;
+    // Of a reader that came while others were asked nothing is known but the line.
+    return text.compare(0, Begin, AsksReader) == 0 ? AsksReader + Device(text.substr(Begin))
+                                                   : secrets.Replace(Printable(text), Same);
 }
 
 std::string Redaction::Element(const std::string& path) const {
@@ -169,7 +176,7 @@ void Redaction::Apply(Report& report) const {
 void Redaction::Apply(Reader& reader) const {
     reader.name = Device(reader.name);
     reader.features = FeatureRecords(reader.features);
-    reader.atr = secrets.Replace(reader.atr, [](std::string_view free) { return std::string(free); });
+    reader.atr = secrets.Replace(reader.atr, Same);
     for (Attribute& attribute : reader.attributes) {
         if (attribute.bytes.empty()) {
             continue;
@@ -178,8 +185,9 @@ void Redaction::Apply(Reader& reader) const {
             attribute.bytes = Shortened(Printable(attribute.bytes)); // a short one, too, where it is known to be one
         } else if (attribute.tag != SCARD_ATTR_DEVICE_UNIT) {
             attribute.bytes = Device(attribute.bytes);
-        } else if (attribute.bytes.size() > LongestNumber) {
-            attribute.bytes = Ellipsis;
+        } else {
+            attribute.bytes =
+                attribute.bytes.size() > LongestNumber ? Ellipsis : secrets.Replace(attribute.bytes, Same);
         }
     }
 }

@@ -28,7 +28,7 @@ public:
     [[nodiscard]] std::string Device(const std::string& text) const;
     /// The path of a file or folder.
     [[nodiscard]] std::string Path(const std::string& text) const;
-    /// A line of ours that may have the names of the report's readers in it.
+    /// A line of ours that may have a reader's name in it: of the report, or behind AsksReader.
     [[nodiscard]] std::string Line(const std::string& text) const;
     /// Everything of a report that is shown. Numbers, times, result codes and answers to reset stay.
     void Apply(Report& report) const;

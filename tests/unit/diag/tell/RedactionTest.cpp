@@ -7,6 +7,8 @@
 #include <reader.h>
 #include <winscard.h>
 
+#include <map>
+
 using namespace Diag;
 using testing::HasSubstr;
 using testing::Not;
@@ -158,6 +160,22 @@ TEST(RedactionTest, WhatNamesHaveDecidedIsKnownWithoutThem) {
     EXPECT_TRUE(report.usbReaders[0].isListed);
     EXPECT_FALSE(report.usbReaders[1].isListed);
     EXPECT_TRUE(report.readers[0].isSecureByName);
+}
+
+TEST(RedactionTest, ALogLineOfAReaderThatIsNotInTheReportPassesKnownWordsOnly) {
+    EXPECT_EQ(Redaction(Report(), "").Line("lumodiag asks reader Cherry Unbekannt 47110815 01 00"),
+              "lumodiag asks reader Cherry … 01 00");
+}
+
+TEST(RedactionTest, ADeviceUnitIsNoPlaceForASecretHoweverShort) {
+    const std::string number("\x01\0\0\0", 4);
+    for (const auto& [unit, shown] :
+         std::map<std::string, std::string>{{"4711", "4…"}, {"anna", "…"}, {number, number}}) {
+        Report report = WithSerial("4711");
+        report.readers[0].attributes.push_back({SCARD_ATTR_DEVICE_UNIT, 0, unit});
+        Redaction(report, "/home/anna").Apply(report);
+        EXPECT_EQ(report.readers[0].attributes[1].bytes, shown);
+    }
 }
 
 TEST(RedactionTest, ShortSerialsAreShortenedInTheirOwnPlaceOnly) {
