@@ -1,5 +1,6 @@
 #include "diag/ask/FileProbe.h"
 
+#include "posix/Place.h"
 #include "posix/SystemCalls.h"
 
 #include <algorithm>
@@ -65,8 +66,8 @@ std::string WithoutSlash(std::string path) {
     return path;
 }
 
-/// What lies under a name. Every question is put to the descriptor, so that all answers are about the same file.
-struct Place {
+/// What lies under a path. Every question is put to the descriptor, so that all answers are about the same file.
+struct Found {
     FileDescriptor file; ///< O_PATH; closed when there is none, or it cannot be reached: errno says why
     struct stat status = {};
     bool isLink = false;
@@ -87,47 +88,50 @@ std::string Target(const FileDescriptor& link) {
     return {target.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))};
 }
 
-/// Follows links of root and of this user. Anybody else's could lead to what only this user may see.
-Place Find(std::string path) {
-    constexpr int MostLinks = 8;
-    Place place;
-    path = WithoutSlash(path);
-    for (int links = 0; links < MostLinks; ++links) {
-        place.file = FileDescriptor(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-        if (!place.file.IsOpen() || fstat(place.file.Get(), &place.status) != 0 || !S_ISLNK(place.status.st_mode)) {
-            break;
+/// Follows the links that the program follows when it reads or saves the file, and no others: those could lead to what
+/// only this user may see.
+Found Find(const std::string& path) {
+    constexpr int MostLinks = 40; // as there
+    Found found;
+    Vantor::Place place = Vantor::Locate(WithoutSlash(path));
+    for (int links = 0; place.folder.IsOpen() && links < MostLinks; ++links) {
+        const char* const name = place.name.empty() ? "." : place.name.c_str();
+        found.file = FileDescriptor(openat(place.folder.Get(), name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        if (!found.file.IsOpen() || fstat(found.file.Get(), &found.status) != 0 || found.IsFollowed()) {
+            return found;
         }
-        const std::string target = Target(place.file);
-        if (!place.isLink) {
-            place.isLink = true;
-            place.linkOwner = place.status.st_uid;
-            place.target = target;
+        if (!found.isLink) {
+            found.isLink = true;
+            found.linkOwner = found.status.st_uid;
+            found.target = Target(found.file);
         }
-        if (place.status.st_uid != 0 && place.status.st_uid != geteuid()) {
-            break;
+        if (!Vantor::FollowLink(place) && place.folder.IsOpen()) {
+            return found; // the link itself
         }
-        path = WithoutSlash(target.compare(0, 1, "/") == 0 ? target : Parent(path) + "/" + target);
     }
-    return place;
+    if (!place.folder.IsOpen()) {
+        found.file = FileDescriptor();
+    }
+    return found;
 }
 
-void AskRights(const Place& place, FileFacts& facts) {
-    if (!place.IsFollowed()) {
+void AskRights(const Found& found, FileFacts& facts) {
+    if (!found.IsFollowed()) {
         facts.obstacle = ELOOP;
         return;
     }
-    facts.readable = May(place.Name(), R_OK);
-    facts.writable = May(place.Name(), facts.isFolder ? W_OK | X_OK : W_OK);
+    facts.readable = May(found.Name(), R_OK);
+    facts.writable = May(found.Name(), facts.isFolder ? W_OK | X_OK : W_OK);
     facts.obstacle = facts.writable ? 0 : errno;
 }
 
 using AccessEntry = struct posix_acl_xattr_entry;
 
 /// Empty if there is none. Unlike files themselves, their lists can be read by everybody.
-std::vector<AccessEntry> AccessList(const Place& place, bool isDefault) {
+std::vector<AccessEntry> AccessList(const Found& found, bool isDefault) {
     std::vector<char> bytes(XATTR_SIZE_MAX);
     const char* const name = isDefault ? "system.posix_acl_default" : "system.posix_acl_access";
-    const auto end = std::max<ssize_t>(getxattr(place.Name().c_str(), name, bytes.data(), bytes.size()), 0);
+    const auto end = std::max<ssize_t>(getxattr(found.Name().c_str(), name, bytes.data(), bytes.size()), 0);
     std::vector<AccessEntry> list;
     AccessEntry entry = {};
     for (std::size_t at = sizeof(struct posix_acl_xattr_header); at + sizeof(entry) <= static_cast<std::size_t>(end);
@@ -160,19 +164,20 @@ std::vector<gid_t> OwnGroups() {
 FileFacts DescribeFile(const std::string& path) {
     FileFacts facts;
     facts.path = path;
-    const Place place = Find(path);
-    facts.isLink = place.isLink;
-    facts.target = place.target;
-    facts.linkOwner = place.isLink ? UserName(place.linkOwner) : "";
-    if (!place.file.IsOpen()) {
+    const Found found = Find(path);
+    const int error = errno;
+    facts.isLink = found.isLink;
+    facts.target = found.target;
+    facts.linkOwner = found.isLink ? UserName(found.linkOwner) : "";
+    if (!found.file.IsOpen()) {
         // Behind a closed folder there may well be something.
-        facts.obstacle = errno;
-        facts.exists = errno != ENOENT && errno != ENOTDIR;
+        facts.obstacle = error;
+        facts.exists = error != ENOENT && error != ENOTDIR;
         return facts;
     }
-    const struct stat& status = place.status;
+    const struct stat& status = found.status;
     facts.exists = true;
-    facts.isFollowed = place.IsFollowed();
+    facts.isFollowed = found.IsFollowed();
     facts.isRegular = S_ISREG(status.st_mode);
     facts.isFolder = S_ISDIR(status.st_mode);
     facts.owner = UserName(status.st_uid);
@@ -182,19 +187,19 @@ FileFacts DescribeFile(const std::string& path) {
     facts.size = status.st_size;
     facts.modified = status.st_mtime;
     facts.names = facts.isRegular ? status.st_nlink : 1;
-    AskRights(place, facts);
+    AskRights(found, facts);
     return facts;
 }
 
 std::string ReadFile(const std::string& path, std::size_t size) {
-    const Place place = Find(path);
-    return place.file.IsOpen() && S_ISREG(place.status.st_mode) ? ReadStart(place.Open(0), size) : std::string();
+    const Found found = Find(path);
+    return found.file.IsOpen() && S_ISREG(found.status.st_mode) ? ReadStart(found.Open(0), size) : std::string();
 }
 
 std::vector<LogFileFacts> ListFiles(const std::string& folder) {
     std::vector<LogFileFacts> files;
-    const Place place = Find(folder);
-    FileDescriptor opened = place.file.IsOpen() ? place.Open(O_DIRECTORY) : FileDescriptor();
+    const Found found = Find(folder);
+    FileDescriptor opened = found.file.IsOpen() ? found.Open(O_DIRECTORY) : FileDescriptor();
     const int number = opened.IsOpen() ? dup(opened.Get()) : -1;
     const std::unique_ptr<DIR, int (*)(DIR*)> entries(number < 0 ? nullptr : fdopendir(number), closedir);
     while (const struct dirent* const entry = entries ? readdir(entries.get()) : nullptr) {
@@ -207,17 +212,17 @@ std::vector<LogFileFacts> ListFiles(const std::string& folder) {
 }
 
 bool OnlyRootWrites(const std::string& folder) {
-    const Place place = Find(folder);
+    const Found found = Find(folder);
     // With an access control list the group's bits speak for everybody in it.
-    return !place.isLink && place.file.IsOpen() && S_ISDIR(place.status.st_mode) && place.status.st_uid == 0 &&
-           (place.status.st_mode & (S_IWOTH | S_IWGRP)) == 0;
+    return !found.isLink && found.file.IsOpen() && S_ISDIR(found.status.st_mode) && found.status.st_uid == 0 &&
+           (found.status.st_mode & (S_IWOTH | S_IWGRP)) == 0;
 }
 
 std::vector<OtherWriter> ListOtherWriters(const std::string& path) {
     std::vector<OtherWriter> writers;
-    const Place place = Find(path);
+    const Found found = Find(path);
     for (const bool isDefault : {false, true}) {
-        for (const AccessEntry& entry : AccessList(place, isDefault)) {
+        for (const AccessEntry& entry : AccessList(found, isDefault)) {
             if (writers.size() < MostWriters && IsOtherWriter(entry)) {
                 const unsigned id = le32toh(entry.e_id);
                 const bool isGroup = le16toh(entry.e_tag) == ACL_GROUP;

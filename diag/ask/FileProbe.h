@@ -9,8 +9,8 @@
 
 namespace Diag {
 
-/// What there is under a path, and what this user may do with it. Links in its place are followed as far as root or
-/// this user made them.
+/// What there is under a path, and what this user may do with it. Links are followed where a save would follow
+/// them (posix/Place.h).
 [[nodiscard]] FileFacts DescribeFile(const std::string& path);
 
 /// The first bytes of a regular file, links followed likewise; empty if it cannot be read.

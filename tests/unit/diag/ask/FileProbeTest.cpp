@@ -112,6 +112,29 @@ TEST_F(FileProbeTest, AccountsWithoutANameAreNumbers) {
     EXPECT_EQ(DescribeFile(file).group, "54322");
 }
 
+TEST_F(FileProbeTest, AStrangersLinkOnTheWayLeadsNowhereAsItDoesForASave) {
+    mkdir((folder / "real").c_str(), 0755);
+    static_cast<void>(Make("real/file", 0644));
+    ASSERT_EQ(symlink("real", (folder / "way").c_str()), 0);
+    EXPECT_TRUE(DescribeFile(folder / "way/file").readable);
+    if (lchown((folder / "way").c_str(), 54321, 54321) != 0) {
+        GTEST_SKIP() << "this machine's root is mapped and has no other accounts";
+    }
+    const FileFacts facts = DescribeFile(folder / "way/file");
+    EXPECT_FALSE(facts.readable || facts.writable);
+    EXPECT_EQ(facts.obstacle, EACCES);
+    EXPECT_EQ(ReadFile(folder / "way/file", 5), "");
+}
+
+TEST_F(FileProbeTest, ALinkThatLeadsNowhereIsToldWithItsTarget) {
+    ASSERT_EQ(symlink("gone/file", (folder / "link").c_str()), 0);
+    const FileFacts facts = DescribeFile(folder / "link");
+    EXPECT_TRUE(facts.isLink);
+    EXPECT_FALSE(facts.exists);
+    EXPECT_EQ(facts.target, "gone/file");
+    EXPECT_EQ(facts.obstacle, ENOENT);
+}
+
 TEST_F(FileProbeTest, GroupsOfThisProcessAreKnown) {
     EXPECT_TRUE(IsInGroup(DescribeFile("/proc/self").group));
     EXPECT_FALSE(IsInGroup("no-such-group"));
