@@ -1,8 +1,8 @@
 // A report in which everything occurs once, for the renderers' golden files.
 #pragma once
 
-#include "diag/tell/Findings.h"
 #include "diag/record/Records.h"
+#include "diag/tell/Findings.h"
 
 #include <string>
 #include <vector>
