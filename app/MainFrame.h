@@ -89,7 +89,7 @@ public:
                      bool useBeep, const std::string& userMessage, const std::string& ctapi, int ctPort,
                      bool closeOnExit, Vantor::SysType sysType);
 
-    /// Enables the list exactly when not any reader may be used.
+    /// Enables the list unless any reader may be used.
     void UpdateCardReader();
     /// @param secure  takes no part: a configured reader stays one whatever its PIN-pad flag
     bool IsReaderConfigured(bool isCtapi, bool secure, const std::string& name);

@@ -124,7 +124,7 @@ int PrintReport(const Report& report, const std::vector<Finding>& findings, cons
     return IsAnythingWrong(findings) ? ExitFindings : ExitFine;
 }
 
-/// Each line at once: whoever watches wants to see what his hands do.
+/// Prints each line when it happens: people plug and unplug while they watch.
 int Watch(const Options& options, CheckedLog* log) {
     Redaction redaction(Vantor::GetUserDir());
     bool isPrinted = true;
@@ -187,7 +187,8 @@ int RunOther(const Options& options, CheckedLog* log) {
     return Watch(options, log);
 }
 
-/// Who reads no longer, or a limit to the size of files, fails the writing and not the program without a word.
+/// A closed pipe or a limit of a file's size is to be an error of the write, which is told, and not the end of the
+/// program.
 void IgnoreSignalsOfWriting() {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);

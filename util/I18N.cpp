@@ -102,7 +102,7 @@ void I18N::Destroy() {
 }
 
 int I18N::Initialize(long language) {
-    // The outcome is the result; a catalogue that is missing or damaged is nobody's message box.
+    // The outcome is the result; a catalogue that is missing or damaged is reported in no message box.
     const wxLogNull quiet;
     int code = wxLANGUAGE_DEFAULT;
     int result = Ready;

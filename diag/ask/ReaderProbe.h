@@ -31,7 +31,7 @@ public:
 /// Takes the number of a reader whose turn has come; one beyond the last when all have had theirs.
 using TakeTurn = std::function<std::size_t()>;
 
-/// Asks for a context, the readers and, one after another, what those tell whose turns it takes.
+/// Asks for a context, the readers and, one after another, those readers that `takeTurn` names.
 /// @param known  readers that another probe has listed; if not empty, they are not listed again
 /// @param asksChannels  whether to ask by which channel each reader is attached
 void ProbeReaders(ProbeListener& listener, std::vector<Reader> known, const TakeTurn& takeTurn, bool asksChannels);
