@@ -164,8 +164,8 @@ TEST_F(InstanceLockTest, APipeHoldsNothingUpAndStays) {
 
 TEST_F(InstanceLockTest, OneThatCannotBeRemovedIsToldApartFromOneThatIsHeld) {
     LeaveBehind();
-    ASSERT_EQ(mount(home.Path().c_str(), home.Path().c_str(), nullptr, MS_BIND, nullptr), 0);
-    ASSERT_EQ(mount(nullptr, home.Path().c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr), 0);
+    ASSERT_EQ(mount(home.Path().c_str(), home.Path().c_str(), "", MS_BIND, nullptr), 0);
+    ASSERT_EQ(mount(nullptr, home.Path().c_str(), "", MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr), 0);
     EXPECT_EQ(Clear(), State::Left);
     ASSERT_EQ(umount(home.Path().c_str()), 0);
 }
