@@ -70,7 +70,7 @@ PackageLayout::PackageLayout()
 ActingAs::ActingAs(const Account& account) : groups(static_cast<std::size_t>(getgroups(0, nullptr))) {
     const char* const variable = std::getenv("HOME");
     home = variable == nullptr ? "" : variable;
-    getgroups(static_cast<int>(groups.size()), groups.data());
+    Check(getgroups(static_cast<int>(groups.size()), groups.data()) < 0 ? -1 : 0, "getgroups");
     setenv("HOME", account.home.c_str(), 1);
     Check(setgroups(account.groups.size(), account.groups.data()), "setgroups");
     // The real ids as well, which access(2) goes by; only the saved ones lead back.
